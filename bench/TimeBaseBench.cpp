@@ -1,0 +1,42 @@
+// Cost of an exported call against a plain function call: what a firmware
+// pays for reading its time base through the emulator.
+#include <ferrow/ferrow.h>
+
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+
+namespace {
+
+__attribute__((noinline)) unsigned long PlainCall(unsigned long x) { return x + 1; }
+
+void BM_PlainFunctionCall(benchmark::State& state) {
+    unsigned long x = 0;
+    for (auto _ : state) benchmark::DoNotOptimize(x = PlainCall(x));
+}
+BENCHMARK(BM_PlainFunctionCall);
+
+// The emulator keeps its configuration file beside the benchmark binary.
+Ferrow_c& Emulator() {
+    static const std::string cfg =
+        (std::filesystem::temp_directory_path() / "ferrow_bench.cfg").string();
+    static Ferrow_c emu(nullptr, nullptr, nullptr, cfg.c_str(), 0);
+    return emu;
+}
+
+void BM_t_get_1ms_ProcessClock(benchmark::State& state) {
+    Ferrow_c& emu = Emulator();
+    emu.t_set_overwrite(0);
+    for (auto _ : state) benchmark::DoNotOptimize(emu.t_get_1ms());
+}
+BENCHMARK(BM_t_get_1ms_ProcessClock);
+
+void BM_t_get_1ms_ManualTime(benchmark::State& state) {
+    Ferrow_c& emu = Emulator();
+    emu.t_set_overwrite(1);
+    for (auto _ : state) benchmark::DoNotOptimize(emu.t_get_1ms());
+    emu.t_set_overwrite(0);
+}
+BENCHMARK(BM_t_get_1ms_ManualTime);
+
+}  // namespace

@@ -1,0 +1,67 @@
+// The emulator's run-time state: the worker thread, the firmware's registered
+// functions, pacing, flags and the time base. Values shared between the
+// worker, the timer and the controlling thread are atomics read anew at each
+// use; nothing here is guarded by a lock.
+#pragma once
+
+#include "core/QL_ThreadMgr_c.h"
+
+#include <ferrow/CWnd.h>
+
+#include <atomic>
+#include <cstdint>
+
+class Ferrow_c;
+
+class Ferrow_Ctx_c {
+public:
+    static constexpr unsigned kNameUnits = 1024;
+
+    explicit Ferrow_Ctx_c(Ferrow_c* owner) : owner(owner) {}
+    Ferrow_Ctx_c(const Ferrow_Ctx_c&) = delete;
+    Ferrow_Ctx_c& operator=(const Ferrow_Ctx_c&) = delete;
+
+    ferrow::core::QL_ThreadMgr_c threadMgr;
+    Ferrow_c* const owner;
+
+    // A main function with parameters and one without take each other's place.
+    std::atomic<void (*)(int, char**)> mainFn{nullptr};
+    std::atomic<void (*)()> mainFnVoid{nullptr};
+    std::atomic<void (*)()> loopFn{nullptr};
+    std::atomic<int (*)()> appInitFn{nullptr};
+    std::atomic<int (*)()> connectFn{nullptr};
+    std::atomic<int (*)(int)> connectFnInt{nullptr};
+    std::atomic<int (*)()> disconnectFn{nullptr};
+    std::atomic<int (*)(int)> disconnectFnInt{nullptr};
+    std::atomic<int (*)()> isConnectedFn{nullptr};
+    std::atomic<int (*)(int)> isConnectedFnInt{nullptr};
+    std::atomic<void (*)(void*, int, char**)> mainFnObj{nullptr};
+    std::atomic<void (*)(void*)> mainFnObjOnly{nullptr};
+    std::atomic<void (*)(void*)> loopFnObj{nullptr};
+    std::atomic<int (*)(void*)> appInitFnObj{nullptr};
+    std::atomic<int (*)(void*, int)> connectFnObj{nullptr};
+    std::atomic<int (*)(void*, int)> disconnectFnObj{nullptr};
+    std::atomic<int (*)(void*, int)> isConnectedFnObj{nullptr};
+
+    wchar_t eepromName[kNameUnits] = {};
+    wchar_t eepromNameDefault[kNameUnits] = {};
+    // 8-bit staging of eepromName for a configuration class without wide text.
+    char eepromName8[kNameUnits] = {};
+
+    std::atomic<int32_t> cycleSleep{0};
+    std::atomic<int32_t> cycleCalls{0};
+    std::atomic<int32_t> running{0};
+    std::atomic<int32_t> busy{0};
+    uint32_t instanceIndex = 0;
+    std::atomic<int32_t> putEnable{1};
+
+    CWnd* timerWnd = nullptr;
+    uint32_t timerId = 0;
+    int32_t timerStarted = 0;
+    std::atomic<int32_t> useClock{1};
+    std::atomic<void (*)()> intFn{nullptr};
+    std::atomic<void (*)(void*)> intFnObj{nullptr};
+    std::atomic<uint32_t> tickMs{0};
+    std::atomic<uint32_t> tickPeriod{10};
+    std::atomic<int32_t> overwrite{0};
+};

@@ -1,0 +1,122 @@
+// Construction and destruction of the emulator object.
+#include <ferrow/Ferrow_c.h>
+
+#include "config/EmulatorConfig.h"
+#include "core/Ferrow_Ctx_c.h"
+#include "core/InstanceTable.h"
+#include "platform/CallFrame.h"
+#include "platform/MessageReport.h"
+#include "platform/Text.h"
+#include "platform/TimerService.h"
+#include "platform/gateway/Brovik_c.h"
+
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+using ferrow::core::InstanceTable;
+using ferrow::platform::CallFrame;
+using ferrow::platform::Text;
+
+namespace {
+
+const char kDefaultEepromFile[] = "Ferrow.hex";
+const char kDefaultConfigFile[] = "Ferrow.cfg";
+const char kDefaultPortName[] = "COM5";
+const char kPortKey[] = "GW_PORT_NAME";
+
+std::string CurrentDirectory() {
+    std::error_code error;
+    std::filesystem::path cwd = std::filesystem::current_path(error);
+    return error ? std::string(".") : cwd.string();
+}
+
+}  // namespace
+
+Ferrow_c::Ferrow_c(CWnd* parent, void* gatewayArg, const char* eepromFileName,
+                   const char* configFileName, unsigned long flags) {
+    CreateI(parent, gatewayArg, eepromFileName, configFileName, flags);
+}
+
+Ferrow_c::Ferrow_c(HWND parent, void* gatewayArg, const char* eepromFileName,
+                   const char* configFileName, unsigned long flags) {
+    CreateI(CWnd::FromHandle(parent), gatewayArg, eepromFileName, configFileName, flags);
+}
+
+Ferrow_c::Ferrow_c(std::nullptr_t, void* gatewayArg, const char* eepromFileName,
+                   const char* configFileName, unsigned long flags) {
+    CreateI(nullptr, gatewayArg, eepromFileName, configFileName, flags);
+}
+
+void Ferrow_c::CreateI(CWnd* parent, void* gatewayArg, const char* eepromFileName,
+                       const char* configFileName, unsigned long flags) {
+    CallFrame frame;
+    ctx = new Ferrow_Ctx_c(this);
+    ctx->threadMgr.Register(&Ferrow_c::process, this);
+
+    parentWnd = parent;
+    hParent = parent ? parent->GetSafeHwnd() : nullptr;
+    ctx->timerWnd = CWnd::FromHandle(hParent);
+
+    ctx->instanceIndex = InstanceTable::Add(ctx, hParent);
+    if (ctx->instanceIndex == InstanceTable::kNone) {
+        ferrow::platform::MessageReport::Show(
+            L"Ferrow_c", L"Too many emulators in this process: this one gets no periodic timer");
+    }
+
+    if (eepromFileName == nullptr) {
+        std::string path = CurrentDirectory();
+        if (path.empty() || path.back() != '/') path += '/';
+        path += kDefaultEepromFile;
+        Text::WidenInto(ctx->eepromName, Ferrow_Ctx_c::kNameUnits, path.c_str());
+    } else {
+        Text::WidenInto(ctx->eepromName, Ferrow_Ctx_c::kNameUnits, eepromFileName);
+    }
+
+    maxPortSearch = 20;
+    autoConnect = 1;
+    dispAllPgn = 0;
+    if (configFileName == nullptr) configFileName = kDefaultConfigFile;
+
+    ownConfig = (flags & FERROW_CFG_GATEWAY) ? 0 : 1;
+    useGateway = gatewayArg == nullptr ? 1 : 0;
+
+    eeprom = nullptr;
+    serial = nullptr;
+    n2kMon = nullptr;
+    n2kGen = nullptr;
+    adc = nullptr;
+    pwm = nullptr;
+    gpio = nullptr;
+    spi = nullptr;
+    i2c = nullptr;
+    icap = nullptr;
+
+    gateway = new Brovik_c(hParent, gatewayArg, ownConfig ? 0 : 1, configFileName,
+                           kDefaultPortName, kPortKey);
+    config = gateway->config;
+    ferrow::config::EmulatorConfig::Load(*this);
+}
+
+Ferrow_c::~Ferrow_c() {
+    CallFrame frame;
+    // The worker and the timer may be inside firmware code that calls this
+    // object: both end before anything is freed.
+    StopWorkerI();
+    if (ctx->timerStarted) {
+        HWND window = ctx->timerWnd ? ctx->timerWnd->GetSafeHwnd() : nullptr;
+        ferrow::platform::TimerService::For(window).Kill(window, ctx->timerId);
+    }
+    InstanceTable::Clear(ctx->instanceIndex);
+    delete gateway;
+    gateway = nullptr;
+    config = nullptr;
+    delete ctx;
+    ctx = nullptr;
+}
+
+void Ferrow_c::SetParent(CWnd* parent) {
+    CallFrame frame;
+    parentWnd = parent;
+    hParent = parent ? parent->GetSafeHwnd() : nullptr;
+}

@@ -1,0 +1,9 @@
+// Everything a firmware uses to run on the PC under Ferrow.
+#pragma once
+
+#include <ferrow/CFG_File.h>
+#include <ferrow/CWnd.h>
+#include <ferrow/CfgFile_c.h>
+#include <ferrow/Exception.h>
+#include <ferrow/FerrowApi.h>
+#include <ferrow/Ferrow_c.h>

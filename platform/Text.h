@@ -1,0 +1,22 @@
+// 8-bit and wide text meet in one convention: widening zero-extends each byte
+// into one wide unit, narrowing keeps the low byte of each unit. An 8-bit
+// (UTF-8) text therefore survives widen then narrow unchanged.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace ferrow::platform {
+
+class Text {
+public:
+    // Copy at most capacity-1 units and terminate; nothing is written when
+    // capacity is 0. A null source gives an empty string. Returns the length.
+    static size_t WidenInto(wchar_t* dst, size_t capacity, const char* src);
+    static size_t NarrowInto(char* dst, size_t capacity, const wchar_t* src);
+
+    static std::wstring Widen(const std::string& text);
+    static std::string Narrow(const std::wstring& text);
+};
+
+}  // namespace ferrow::platform

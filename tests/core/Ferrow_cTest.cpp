@@ -1,0 +1,167 @@
+#include "core/Ferrow_Ctx_c.h"
+#include "core/InstanceTable.h"
+#include "platform/Text.h"
+#include "platform/gateway/Brovik_c.h"
+#include "tests/support/CapturedMessages.h"
+#include "tests/support/TestEmulator.h"
+
+#include <ferrow/CfgFile_c.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+using ferrow::core::InstanceTable;
+using ferrow::platform::Text;
+using ferrow::test::CapturedMessages;
+using ferrow::test::TempDir;
+using ferrow::test::TestEmulator;
+
+namespace {
+
+std::string EepromName(Ferrow_c& emu) { return Text::Narrow(emu.ctx->eepromName); }
+
+HWND FakeWindow(uintptr_t n) { return reinterpret_cast<HWND>(n); }
+
+}  // namespace
+
+TEST(Ferrow_c, ConstructionSetsDefaultsAndAnEmptyPeripheralRegistry) {
+    TestEmulator plain;
+    EXPECT_EQ(plain->useGateway, 1);
+    EXPECT_EQ(plain->ownConfig, 1);
+    EXPECT_EQ(plain->autoConnect, 1);
+    EXPECT_EQ(plain->maxPortSearch, 20);
+    EXPECT_EQ(plain->dispAllPgn, 0);
+    EXPECT_EQ(plain->hParent, nullptr);
+    EXPECT_EQ(plain->config, plain->gateway->config);
+    EXPECT_EQ(plain->ctx->putEnable, 1);
+    EXPECT_EQ(plain->ctx->tickPeriod, 10u);
+    EXPECT_EQ(plain->ctx->useClock, 1);
+    const void* slots[] = {plain->eeprom, plain->serial, plain->n2kMon, plain->n2kGen, plain->adc,
+                           plain->pwm,    plain->gpio,   plain->spi,    plain->i2c,    plain->icap};
+    for (const void* slot : slots) EXPECT_EQ(slot, nullptr);
+
+    int token = 0;
+    TestEmulator managed(&token, FERROW_CFG_GATEWAY);
+    EXPECT_EQ(managed->useGateway, 0);
+    EXPECT_EQ(managed->ownConfig, 0);
+    EXPECT_NE(dynamic_cast<CfgFile_c*>(static_cast<CFG_File*>(managed->config)), nullptr);
+}
+
+TEST(Ferrow_c, FirstRunWritesTheConfigurationFileWithEveryDefault) {
+    TestEmulator emu;
+    const std::string expectedEeprom = (std::filesystem::current_path() / "Ferrow.hex").string();
+    EXPECT_EQ(EepromName(*emu), expectedEeprom);
+    EXPECT_EQ(TempDir::Read(emu.config), "GW_PORT_NAME=\"COM5\"\n"
+                                         "EEPROM_NAME=\"" + expectedEeprom + "\"\n"
+                                         "AUTO_CONN=1\n"
+                                         "MAX_PORT_SEARCH=20\n"
+                                         "DISP_ALL_PGN=0\n");
+
+    TempDir dir;
+    const std::string config = dir.File("wide.cfg");
+    Ferrow_c named(nullptr, nullptr, "/data/dev.hex", config.c_str(), FERROW_CFG_GATEWAY);
+    EXPECT_EQ(EepromName(named), "/data/dev.hex");
+    EXPECT_EQ(TempDir::Read(config), "GW_PORT_NAME=\"COM5\"\n"
+                                     "EEPROM_NAME=\"/data/dev.hex\"\n"
+                                     "AUTO_CONN=1\n"
+                                     "MAX_PORT_SEARCH=20\n"
+                                     "DISP_ALL_PGN=0\n");
+}
+
+TEST(Ferrow_c, SettingsComeFromAnExistingFileAndAreNeverWrittenBack) {
+    for (unsigned long flags : {0ul, FERROW_CFG_GATEWAY}) {
+        SCOPED_TRACE(flags);
+        TempDir dir;
+        const std::string config = dir.File("Ferrow.cfg");
+        const std::string text = "AUTO_CONN=0\nDISP_ALL_PGN=1\nGW_PORT_NAME=\"tcp:127.0.0.1:1457\"\n"
+                                 "EEPROM_NAME=\"/var/lib/dev/été.hex\"\n";
+        TempDir::Write(config, text);
+        Ferrow_c emu(nullptr, nullptr, nullptr, config.c_str(), flags);
+        EXPECT_EQ(emu.GetAutoConnect(), 0);
+        EXPECT_EQ(emu.dispAllPgn, 1);
+        EXPECT_EQ(emu.maxPortSearch, 20) << "a missing key keeps its default";
+        EXPECT_EQ(emu.gateway->PortName(), "tcp:127.0.0.1:1457");
+        EXPECT_EQ(EepromName(emu), "/var/lib/dev/été.hex") << "8-bit text survives widening";
+        emu.SetAutoConnect(1);
+        EXPECT_EQ(TempDir::Read(config), text);
+    }
+}
+
+TEST(Ferrow_c, AOneCharacterEepromNameGivesWayToTheDefault) {
+    TempDir dir;
+    const std::string config = dir.File("Ferrow.cfg");
+    TempDir::Write(config, "EEPROM_NAME=\"x\"\nAUTO_CONN=0\n");
+
+    Ferrow_c own(nullptr, nullptr, "/dev.hex", config.c_str(), 0);
+    EXPECT_EQ(EepromName(own), "x") << "the 8-bit class restores it only at Start";
+    EXPECT_EQ(own.Start(), 0);
+    EXPECT_EQ(EepromName(own), "/dev.hex");
+    EXPECT_EQ(own.Stop(), 0);
+
+    Ferrow_c wide(nullptr, nullptr, "/dev.hex", config.c_str(), FERROW_CFG_GATEWAY);
+    EXPECT_EQ(EepromName(wide), "/dev.hex") << "the gateway's class restores it at once";
+}
+
+TEST(Ferrow_c, LongEepromNamesAreCutToTheNameBufferWithoutOverrun) {
+    const std::string longName(3000, 'n');
+    TestEmulator emu(nullptr, 0, longName.c_str());
+    EXPECT_EQ(EepromName(*emu), longName.substr(0, Ferrow_Ctx_c::kNameUnits - 1));
+}
+
+TEST(Ferrow_c, DestroyedEmulatorsLeaveTheInstanceTableAndTheirEntriesAreReused) {
+    TempDir dir;
+    const std::string config = dir.File("Ferrow.cfg");
+    const uint32_t inUse = InstanceTable::InUse();
+    std::vector<std::unique_ptr<Ferrow_c>> emus;
+    while (InstanceTable::InUse() < InstanceTable::kCapacity) {
+        emus.push_back(std::make_unique<Ferrow_c>(nullptr, nullptr, nullptr, config.c_str(), 0));
+    }
+    EXPECT_EQ(emus.size(), InstanceTable::kCapacity - inUse);
+
+    {
+        CapturedMessages messages;
+        Ferrow_c extra(nullptr, nullptr, nullptr, config.c_str(), 0);
+        EXPECT_EQ(extra.ctx->instanceIndex, InstanceTable::kNone);
+        EXPECT_EQ(messages.Shown().size(), 1u);
+        // It still works, without a periodic timer.
+        extra.t_init(0, 10);
+        extra.t_set_overwrite(1);
+        extra.t_interrupt_exec(25);
+        EXPECT_EQ(extra.t_get_1ms(), 25u);
+    }
+
+    const uint32_t freed = emus[10]->ctx->instanceIndex;
+    emus[10]->t_init(0, 1000);
+    const uintptr_t timerId = emus[10]->ctx->timerId;
+    EXPECT_NE(InstanceTable::Find(nullptr, timerId), nullptr);
+    emus[10].reset();
+    EXPECT_EQ(InstanceTable::Find(nullptr, timerId), nullptr) << "a late tick finds no emulator";
+    Ferrow_c again(nullptr, nullptr, nullptr, config.c_str(), 0);
+    EXPECT_EQ(again.ctx->instanceIndex, freed);
+}
+
+TEST(Ferrow_c, SetParentMovesPanelsButNotTheTimerWindow) {
+    TempDir dir;
+    const std::string config = dir.File("Ferrow.cfg");
+    Ferrow_c emu(FakeWindow(0x1000), nullptr, nullptr, config.c_str(), 0);
+    EXPECT_EQ(emu.hParent, FakeWindow(0x1000));
+    ASSERT_NE(emu.parentWnd, nullptr);
+    EXPECT_EQ(emu.parentWnd, CWnd::FromHandle(FakeWindow(0x1000)));
+
+    CWnd other(FakeWindow(0x2000));
+    emu.SetParent(&other);
+    EXPECT_EQ(emu.hParent, FakeWindow(0x2000));
+    EXPECT_EQ(emu.parentWnd, &other);
+    EXPECT_EQ(emu.ctx->timerWnd->GetSafeHwnd(), FakeWindow(0x1000));
+
+    // Two emulators on one window each find their own timer.
+    Ferrow_c sibling(FakeWindow(0x1000), nullptr, nullptr, config.c_str(), 0);
+    emu.t_init(0, 1000);
+    sibling.t_init(0, 1000);
+    EXPECT_NE(emu.ctx->timerId, sibling.ctx->timerId);
+    EXPECT_EQ(InstanceTable::Find(FakeWindow(0x1000), emu.ctx->timerId), emu.ctx);
+    EXPECT_EQ(InstanceTable::Find(FakeWindow(0x1000), sibling.ctx->timerId), sibling.ctx);
+}

@@ -1,0 +1,264 @@
+#include "core/Ferrow_Ctx_c.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/TestEmulator.h"
+
+#include <ferrow/Exception.h>
+#include <ferrow/Ferrow_c.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+using ferrow::test::Eventually;
+using ferrow::test::TestEmulator;
+using namespace std::chrono_literals;
+
+namespace {
+
+// What the firmware functions of one test saw. Plain functions cannot carry
+// state, so they report here.
+struct Seen {
+    std::atomic<int> mainPlain{0}, mainObj{0}, loopPlain{0}, loopObj{0};
+    std::atomic<int> appInit{0}, appInitResult{0};
+    std::atomic<void*> loopObjArg{nullptr};
+    std::atomic<bool> blockLoop{false}, loopBlocked{false};
+    std::atomic<bool> clearRunningAfterTwo{false};
+    std::atomic<bool> throwFromLoop{false};
+    std::atomic<int> argcSeen{-1};
+};
+Seen* g_seen = nullptr;
+
+void MainArgs(int argc, char**) {
+    ++g_seen->mainPlain;
+    g_seen->argcSeen = argc;
+}
+void MainVoid() { ++g_seen->mainPlain; }
+void MainObj(void*, int argc, char**) {
+    ++g_seen->mainObj;
+    g_seen->argcSeen = argc;
+}
+void MainObjOnly(void*) { ++g_seen->mainObj; }
+void LoopPlain() { ++g_seen->loopPlain; }
+void LoopObj(void* obj) {
+    g_seen->loopObjArg = obj;
+    int n = ++g_seen->loopObj;
+    auto* emu = static_cast<Ferrow_c*>(obj);
+    emu->t_get_1ms();  // the loop calls back into the emulator
+    if (g_seen->clearRunningAfterTwo && n == 2) emu->ctx->running = 0;
+    if (g_seen->throwFromLoop) throw utility::Exception("loop fault", 1);
+    while (g_seen->blockLoop) {
+        g_seen->loopBlocked = true;
+        std::this_thread::sleep_for(1ms);
+    }
+}
+int AppInit() {
+    ++g_seen->appInit;
+    return g_seen->appInitResult;
+}
+int AppInitObj(void*) {
+    ++g_seen->appInit;
+    return g_seen->appInitResult;
+}
+
+class FirmwareHosting : public ::testing::Test {
+protected:
+    void SetUp() override { g_seen = &seen; }
+    void TearDown() override {
+        seen.blockLoop = false;
+        emu.emu.reset();
+        g_seen = nullptr;
+    }
+    Seen seen;
+    TestEmulator emu;
+};
+
+}  // namespace
+
+TEST_F(FirmwareHosting, PacingTurnsShortPeriodsIntoBurstsOfAtLeastTwentyMilliseconds) {
+    struct Row {
+        int pace, calls, sleep;
+    };
+    const Row rows[] = {{1, 20, 20}, {3, 7, 21},  {5, 4, 20},  {6, 4, 24},  {7, 3, 21},
+                        {10, 2, 20}, {15, 2, 30}, {19, 2, 38}, {20, 1, 20}, {50, 1, 50},
+                        {0x7FFFFFFF, 1, 0x7FFFFFFF}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.pace);
+        ASSERT_EQ(emu->SetDeviceFunction(MainVoid, LoopPlain, row.pace), 0);
+        EXPECT_EQ(emu->ctx->cycleCalls, row.calls);
+        EXPECT_EQ(emu->ctx->cycleSleep, row.sleep);
+    }
+    // Refused paces keep the earlier registration and pacing.
+    ASSERT_EQ(emu->SetDeviceFunction(MainArgs, LoopPlain, 3), 0);
+    EXPECT_EQ(emu->SetDeviceFunction(MainVoid, nullptr, 0), -1);
+    EXPECT_EQ(emu->SetDeviceFunction(MainObj, LoopObj, -5), -1);
+    EXPECT_EQ(emu->ctx->cycleCalls, 7);
+    EXPECT_EQ(emu->ctx->loopFn.load(), &LoopPlain);
+    EXPECT_EQ(emu->ctx->mainFn.load(), &MainArgs);
+    EXPECT_EQ(emu->ctx->loopFnObj.load(), nullptr);
+}
+
+TEST_F(FirmwareHosting, OneCycleCallsTheLoopCycleCallsTimesAndEndsEarlyWhenStopped) {
+    emu->SetDeviceFunction(MainObj, LoopObj, 3);
+    Ferrow_c::process(emu.emu.get());
+    EXPECT_EQ(seen.loopObj, 0) << "not running: no loop call";
+
+    emu->ctx->running = 1;
+    Ferrow_c::process(emu.emu.get());
+    EXPECT_EQ(seen.loopObj, 7);
+    EXPECT_EQ(emu->ctx->busy, 0);
+
+    seen.loopObj = 0;
+    seen.clearRunningAfterTwo = true;
+    Ferrow_c::process(emu.emu.get());
+    EXPECT_EQ(seen.loopObj, 2);
+}
+
+TEST_F(FirmwareHosting, ObjectFormsWinOverPlainFormsAndReceiveTheEmulator) {
+    emu->SetAutoConnect(0);
+    ASSERT_EQ(emu->SetDeviceFunction(MainArgs, LoopPlain, 10), 0);
+    ASSERT_EQ(emu->SetDeviceFunction(MainObj, LoopObj, 10), 0);
+    char arg0[] = "fw";
+    char* argv[] = {arg0, nullptr};
+    ASSERT_EQ(emu->Start(1, argv), 0);
+    ASSERT_TRUE(Eventually([&] { return seen.loopObj > 3; }));
+    EXPECT_EQ(emu->Stop(), 0);
+    EXPECT_EQ(seen.mainObj, 1);
+    EXPECT_EQ(seen.mainPlain, 0);
+    EXPECT_EQ(seen.argcSeen, 1);
+    EXPECT_EQ(seen.loopPlain, 0);
+    EXPECT_EQ(seen.loopObjArg.load(), emu.emu.get());
+
+    // The one-argument object main takes the place of the three-argument one.
+    ASSERT_EQ(emu->SetDeviceFunction(MainObjOnly, LoopObj, 10), 0);
+    EXPECT_EQ(emu->ctx->mainFnObj.load(), nullptr);
+    ASSERT_EQ(emu->Start(), 0);
+    EXPECT_EQ(seen.mainObj, 2);
+    EXPECT_EQ(emu->Stop(), 0);
+}
+
+TEST_F(FirmwareHosting, RegistrationsRefuseNullFunctions) {
+    EXPECT_EQ(emu->SetAppInitFunction(static_cast<int (*)()>(nullptr)), -1);
+    EXPECT_EQ(emu->SetAppInitFunction(static_cast<int (*)(void*)>(nullptr)), -1);
+    EXPECT_EQ(emu->SetConnectFunction(static_cast<int (*)(int)>(nullptr)), -1);
+    EXPECT_EQ(emu->SetDisConnectFunction(static_cast<int (*)(void*, int)>(nullptr)), -1);
+    EXPECT_EQ(emu->SetIsConnectedFunction(static_cast<int (*)()>(nullptr)), -1);
+    EXPECT_EQ(emu->SetAppInitFunction(AppInit), 0);
+    EXPECT_EQ(emu->SetAppInitFunction(static_cast<int (*)()>(nullptr)), -1);
+    EXPECT_EQ(emu->ctx->appInitFn.load(), &AppInit);
+    EXPECT_EQ(emu->SetAutoConnect(0), 0);
+    EXPECT_EQ(emu->GetAutoConnect(), 0);
+}
+
+TEST_F(FirmwareHosting, StartConnectsAndInitialisesOnlyWithAutomaticConnection) {
+    emu->SetDeviceFunction(MainVoid, LoopPlain, 5);
+    emu->SetAppInitFunction(AppInit);
+    emu->SetAppInitFunction(AppInitObj);
+
+    emu->SetAutoConnect(0);
+    EXPECT_EQ(emu->Start(), 0);
+    EXPECT_EQ(seen.appInit, 0);
+    ASSERT_TRUE(Eventually([&] { return seen.loopPlain > 0; }));
+    EXPECT_EQ(emu->Stop(), 0);
+
+    emu->SetAutoConnect(1);
+    seen.appInitResult = -2;
+    EXPECT_EQ(emu->Start(), -1) << "a failing initialisation fails the start";
+    EXPECT_EQ(seen.appInit, 1);
+    const int before = seen.loopPlain;
+    ASSERT_TRUE(Eventually([&] { return seen.loopPlain > before; })) << "the loop runs all the same";
+    EXPECT_EQ(emu->Stop(), 0);
+}
+
+TEST_F(FirmwareHosting, FirmwareManagedConnectionIsNotMadeAtStart) {
+    int token = 0;
+    TestEmulator managed(&token);
+    ASSERT_EQ(managed->useGateway, 0);
+    managed->SetAppInitFunction(AppInit);
+    EXPECT_EQ(managed->Start(), 0);
+    EXPECT_EQ(seen.appInit, 0);
+    EXPECT_EQ(managed->Stop(), 0);
+}
+
+TEST_F(FirmwareHosting, SecondStartIsRefusedAndStartAfterStopRunsMainAgain) {
+    emu->SetAutoConnect(0);
+    emu->SetDeviceFunction(MainVoid, LoopPlain, 5);
+    ASSERT_EQ(emu->Start(), 0);
+    EXPECT_EQ(emu->Start(), -1);
+    EXPECT_EQ(seen.mainPlain, 1);
+    EXPECT_EQ(emu->Stop(), 0);
+    EXPECT_FALSE(emu->ctx->threadMgr.IsActive());
+
+    const int loops = seen.loopPlain;
+    ASSERT_EQ(emu->Start(), 0);
+    EXPECT_EQ(seen.mainPlain, 2);
+    ASSERT_TRUE(Eventually([&] { return seen.loopPlain > loops; }));
+    EXPECT_EQ(emu->Stop(), 0);
+}
+
+TEST_F(FirmwareHosting, StopOfANeverStartedEmulatorSucceeds) { EXPECT_EQ(emu->Stop(), 0); }
+
+TEST_F(FirmwareHosting, StopGivesUpAfterAboutFiveSecondsOnABlockedLoopAndTheWorkerEndsLater) {
+    emu->SetAutoConnect(0);
+    emu->SetDeviceFunction(MainObj, LoopObj, 20);
+    seen.blockLoop = true;
+    ASSERT_EQ(emu->Start(), 0);
+    ASSERT_TRUE(Eventually([&] { return seen.loopBlocked.load(); }));
+
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(emu->Stop(), -1);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 4500ms);
+    EXPECT_EQ(emu->ctx->running, 0);
+    EXPECT_EQ(emu->Start(), -1) << "the old worker is still inside the loop";
+
+    seen.blockLoop = false;
+    ASSERT_TRUE(Eventually([&] { return !emu->ctx->threadMgr.IsActive(); }));
+    EXPECT_EQ(emu->ctx->threadMgr.ExitCode(), 9);
+}
+
+TEST_F(FirmwareHosting, ALoopThatThrowsEndsTheWorkerWithoutEndingTheProcess) {
+    emu->SetAutoConnect(0);
+    emu->SetDeviceFunction(MainObj, LoopObj, 5);
+    seen.throwFromLoop = true;
+    ASSERT_EQ(emu->Start(), 0);
+    ASSERT_TRUE(Eventually([&] { return !emu->ctx->threadMgr.IsActive(); }));
+    EXPECT_EQ(emu->ctx->busy, 0);
+    EXPECT_EQ(emu->Stop(), 0);
+    EXPECT_TRUE(emu->ctx->threadMgr.TakeException().has_value());
+}
+
+TEST_F(FirmwareHosting, DestroyingARunningEmulatorStopsItsWorkerFirst) {
+    for (int round = 0; round < 5; ++round) {
+        SCOPED_TRACE(round);
+        TestEmulator running;
+        running->SetAutoConnect(0);
+        running->SetDeviceFunction(MainObj, LoopObj, 1);
+        running->t_init(1, 5);
+        ASSERT_EQ(running->Start(), 0);
+        const int loops = seen.loopObj;
+        ASSERT_TRUE(Eventually([&] { return seen.loopObj > loops + 20; }));
+        running.emu.reset();
+        const int after = seen.loopObj;
+        std::this_thread::sleep_for(30ms);
+        EXPECT_EQ(seen.loopObj, after);
+    }
+}
+
+TEST_F(FirmwareHosting, HostThreadsMayCallTheEmulatorWhileTheLoopRuns) {
+    emu->SetAutoConnect(0);
+    emu->SetDeviceFunction(MainObj, LoopObj, 1);
+    ASSERT_EQ(emu->Start(), 0);
+    std::atomic<bool> done{false};
+    std::thread host([&] {
+        while (!done) {
+            emu->SetDeviceFunction(MainObj, LoopObj, 2);
+            emu->t_get_100us();
+            emu->SetAutoConnect(0);
+        }
+    });
+    ASSERT_TRUE(Eventually([&] { return seen.loopObj > 50; }));
+    EXPECT_EQ(emu->Stop(), 0);
+    done = true;
+    host.join();
+}
