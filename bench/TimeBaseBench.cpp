@@ -10,9 +10,12 @@ namespace {
 
 __attribute__((noinline)) unsigned long PlainCall(unsigned long x) { return x + 1; }
 
+// Called through a volatile pointer so the compiler cannot fold the call away.
+unsigned long (*volatile g_plainCall)(unsigned long) = PlainCall;
+
 void BM_PlainFunctionCall(benchmark::State& state) {
     unsigned long x = 0;
-    for (auto _ : state) benchmark::DoNotOptimize(x = PlainCall(x));
+    for (auto _ : state) benchmark::DoNotOptimize(x = g_plainCall(x));
 }
 BENCHMARK(BM_PlainFunctionCall);
 

@@ -1,7 +1,5 @@
 #include "platform/Text.h"
 
-#include <ferrow/Exception.h>
-
 #include <gtest/gtest.h>
 
 using ferrow::platform::Text;
@@ -26,15 +24,4 @@ TEST(Text, WideningAndNarrowingKeepEveryByteAndRespectCapacity) {
     char narrow[3];
     EXPECT_EQ(Text::NarrowInto(narrow, 3, L"xyz"), 2u);
     EXPECT_STREQ(narrow, "xy");
-}
-
-TEST(Exception, CarriesTheStreamTextAndItsCode) {
-    std::ostringstream text;
-    text << "pump " << 3 << " stalled";
-    utility::Exception fromStream(text, -22);
-    EXPECT_STREQ(fromStream.get_what(), "pump 3 stalled");
-    EXPECT_STREQ(fromStream.what(), "pump 3 stalled");
-    EXPECT_EQ(fromStream.get_code(), -22);
-    utility::Exception fromString(std::string("x"), 5);
-    EXPECT_EQ(fromString.get_code(), 5);
 }

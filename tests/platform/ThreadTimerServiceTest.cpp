@@ -8,7 +8,6 @@
 #include <thread>
 
 using ferrow::platform::ThreadTimerService;
-using ferrow::platform::TimerService;
 using ferrow::test::Eventually;
 using namespace std::chrono_literals;
 
@@ -70,15 +69,4 @@ TEST(ThreadTimerService, KillWaitsForACallbackInProgressAndMayBeCalledFromIt) {
     std::this_thread::sleep_for(20ms);
     EXPECT_EQ(g_fired[3], 1);
     g_service = nullptr;
-}
-
-TEST(ThreadTimerService, WithoutAHostServiceEveryWindowUsesTheLibrarysThread) {
-    EXPECT_EQ(&TimerService::For(nullptr), &ThreadTimerService::Instance());
-    EXPECT_EQ(&TimerService::For(Window(42)), &ThreadTimerService::Instance());
-    ThreadTimerService host;
-    TimerService::InstallHostService(&host);
-    EXPECT_EQ(&TimerService::For(Window(42)), &host);
-    EXPECT_EQ(&TimerService::For(nullptr), &ThreadTimerService::Instance());
-    TimerService::InstallHostService(nullptr);
-    EXPECT_EQ(&TimerService::For(Window(42)), &ThreadTimerService::Instance());
 }
