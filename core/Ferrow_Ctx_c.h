@@ -8,10 +8,16 @@
 
 #include <ferrow/CWnd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <mutex>
+#include <vector>
 
 class Ferrow_c;
+namespace ferrow::peripherals {
+class Peripheral;
+}
 
 class Ferrow_Ctx_c {
 public:
@@ -64,4 +70,21 @@ public:
     std::atomic<uint32_t> tickMs{0};
     std::atomic<uint32_t> tickPeriod{10};
     std::atomic<int32_t> overwrite{0};
+
+    // Every peripheral built for this emulator, registered in a slot or not,
+    // so that the emulator's destruction can tell them it is gone.
+    void Attach(ferrow::peripherals::Peripheral* p) {
+        std::lock_guard<std::mutex> guard(peripheralsMutex);
+        peripherals.push_back(p);
+    }
+    // False when the emulator has already let go of the peripheral.
+    bool Detach(ferrow::peripherals::Peripheral* p) {
+        std::lock_guard<std::mutex> guard(peripheralsMutex);
+        auto it = std::find(peripherals.begin(), peripherals.end(), p);
+        if (it == peripherals.end()) return false;
+        peripherals.erase(it);
+        return true;
+    }
+    std::mutex peripheralsMutex;  // protects: peripherals
+    std::vector<ferrow::peripherals::Peripheral*> peripherals;
 };

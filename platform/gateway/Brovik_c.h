@@ -5,6 +5,8 @@
 
 #include <ferrow/CFG_File.h>
 #include <ferrow/CWnd.h>
+#include <ferrow/N2KMsg.h>
+#include <ferrow/N2KStatus.h>
 
 #include <atomic>
 #include <string>
@@ -27,6 +29,9 @@ public:
     // Negative on failure.
     int Connect();
     int DisConnect();
+    // N2K_OK, or why the message was not sent / nothing was fetched.
+    N2KStatus PutMsg(N2KMsg* msg);
+    N2KStatus GetMsg(N2KMsg* msg);
 
     // The port name as loaded from the configuration file.
     std::string PortName() const;

@@ -1,0 +1,74 @@
+#include "peripherals/Peripheral.h"
+
+#include "core/Ferrow_Ctx_c.h"
+#include "platform/CallFrame.h"
+
+#include <cstring>
+
+namespace ferrow::peripherals {
+
+Peripheral::Peripheral(Ferrow_c* emulator, void* self, PeripheralKind kind, unsigned long noPanel,
+                       ClearSlot clearSlot)
+    : emulator_(emulator), self_(self), kind_(kind), noPanel_(noPanel), clearSlot_(clearSlot) {
+    if (emulator != nullptr) emulator->ctx->Attach(this);
+}
+
+Peripheral::~Peripheral() {
+    platform::CallFrame frame;
+    delete panel_;
+    // The emulator's lock of its peripheral list keeps it from detaching us
+    // while we leave.
+    if (Ferrow_c* emulator = emulator_.load()) {
+        if (emulator->ctx->Detach(this)) clearSlot_(emulator, self_);
+    }
+}
+
+void Peripheral::CreatePanel(int modal) {
+    platform::CallFrame frame;
+    PanelProvider* provider = PanelProvider::Installed();
+    if (noPanel_ != 0 || provider == nullptr) return;
+    Ferrow_c* emulator = emulator_.load();
+    CWnd* parent = emulator ? CWnd::FromHandle(emulator->hParent) : nullptr;
+    panel_ = provider->CreatePanel(kind_, self_, parent, modal);
+}
+
+void Peripheral::Show() {
+    platform::CallFrame frame;
+    if (panel_) panel_->Show();
+}
+
+void Peripheral::Hide() {
+    platform::CallFrame frame;
+    if (panel_) panel_->Hide();
+}
+
+void Peripheral::Move(int x, int y) {
+    platform::CallFrame frame;
+    if (panel_) panel_->Move(x, y);
+}
+
+int Peripheral::IsVisible() {
+    platform::CallFrame frame;
+    return panel_ ? panel_->IsVisible() : 0;
+}
+
+void Peripheral::Start() {
+    platform::CallFrame frame;
+    if (panel_) panel_->Start();
+}
+
+void Peripheral::Detach() { emulator_ = nullptr; }
+
+int Peripheral::SetName(std::string& stored, const char* name) {
+    if (name == nullptr) return -1;
+    stored = name;
+    return 0;
+}
+
+int Peripheral::GetName(const std::string& stored, char* buffer) {
+    if (buffer == nullptr) return -1;
+    std::memcpy(buffer, stored.c_str(), stored.size() + 1);
+    return 0;
+}
+
+}  // namespace ferrow::peripherals

@@ -1,0 +1,76 @@
+// What every peripheral object shares: its place in the emulator's registry,
+// its panel, its lock and the emulator it belongs to. Each exported
+// peripheral class holds one and forwards its panel operations here.
+#pragma once
+
+#include <ferrow/Ferrow_c.h>
+#include <ferrow/PanelProvider.h>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+namespace ferrow::peripherals {
+
+class Peripheral {
+public:
+    // Names the emulator's registry slot of a peripheral class.
+    template <class T, T* Ferrow_c::*Slot>
+    struct RegistrySlot {};
+
+    // Registers `self` in the emulator's slot for its kind when the slot is
+    // empty. The panel comes later, from CreatePanel, once the peripheral is
+    // whole, since a modal panel already uses it.
+    template <class T, T* Ferrow_c::*Slot>
+    Peripheral(Ferrow_c* emulator, T* self, RegistrySlot<T, Slot>, PeripheralKind kind,
+               unsigned long noPanel)
+        : Peripheral(emulator, self, kind, noPanel, &ClearIfHeld<T, Slot>) {
+        if (emulator != nullptr && emulator->*Slot == nullptr) emulator->*Slot = self;
+    }
+    Peripheral(const Peripheral&) = delete;
+    Peripheral& operator=(const Peripheral&) = delete;
+    // Destroys the panel and leaves the emulator's registry.
+    ~Peripheral();
+
+    // Asks the installed provider for the panel, unless noPanel was given.
+    void CreatePanel(int modal);
+
+    void Show();
+    void Hide();
+    void Move(int x, int y);
+    int IsVisible();
+    void Start();
+
+    // The emulator, or null once it has been destroyed.
+    Ferrow_c* Emulator() const { return emulator_.load(); }
+    // Called by the emulator's destructor: the peripheral outlives it.
+    void Detach();
+
+    // The lock that serialises every operation on the peripheral's records.
+    std::recursive_mutex& Lock() { return lock_; }
+
+    // The name rule of every peripheral: a private copy; null is refused.
+    static int SetName(std::string& stored, const char* name);
+    static int GetName(const std::string& stored, char* buffer);
+
+private:
+    using ClearSlot = void (*)(Ferrow_c* emulator, const void* self);
+
+    Peripheral(Ferrow_c* emulator, void* self, PeripheralKind kind, unsigned long noPanel,
+               ClearSlot clearSlot);
+
+    template <class T, T* Ferrow_c::*Slot>
+    static void ClearIfHeld(Ferrow_c* emulator, const void* self) {
+        if (emulator->*Slot == self) emulator->*Slot = nullptr;
+    }
+
+    std::atomic<Ferrow_c*> emulator_;
+    void* self_;
+    PeripheralKind kind_;
+    unsigned long noPanel_;
+    ClearSlot clearSlot_;
+    PeripheralPanel* panel_ = nullptr;
+    std::recursive_mutex lock_;  // protects: the owning peripheral's records
+};
+
+}  // namespace ferrow::peripherals
