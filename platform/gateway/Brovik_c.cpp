@@ -1,12 +1,25 @@
 #include "platform/gateway/Brovik_c.h"
 
 #include "platform/Text.h"
+#include "platform/gateway/GatewayTransport.h"
 
 #include <ferrow/CfgFile_c.h>
 
 #include <cstdio>
 
+using ferrow::platform::GatewayTransport;
 using ferrow::platform::Text;
+
+namespace {
+
+// Connection values count up from 1 in the order gateways are made, and stay
+// positive when the count wraps.
+int NextConnectionValue() {
+    static std::atomic<uint32_t> made{0};
+    return static_cast<int>(made++ % 0x7fffffffu) + 1;
+}
+
+}  // namespace
 
 Brovik_c::Brovik_c(HWND /*parent*/, void* /*gatewayArg*/, int gatewayKeepsConfig,
                    const char* configFileName, const char* defaultPortName, const char* portKey)
@@ -14,6 +27,7 @@ Brovik_c::Brovik_c(HWND /*parent*/, void* /*gatewayArg*/, int gatewayKeepsConfig
       wideConfig_(gatewayKeepsConfig != 0),
       portKey_(portKey ? portKey : ""),
       portKeyWide_(Text::Widen(portKey_)) {
+    connectionValue = NextConnectionValue();
     std::snprintf(portName_, kPortNameSize, "%s", defaultPortName ? defaultPortName : "");
     Text::WidenInto(portNameWide_, kPortNameSize, portName_);
 
@@ -39,11 +53,41 @@ std::string Brovik_c::PortName() const {
 }
 
 int Brovik_c::Connect() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!transport_) {
+        std::unique_ptr<GatewayTransport> transport = GatewayTransport::ForPort(PortName());
+        const int opened = transport->Open();
+        if (opened < 0) return opened;
+        transport_ = std::move(transport);
+    }
     connected = 1;
     return 0;
 }
 
 int Brovik_c::DisConnect() {
+    std::lock_guard<std::mutex> lock(mutex_);
     connected = 0;
+    if (transport_) {
+        transport_->Close();
+        droppedBefore_ += transport_->Dropped();
+        transport_.reset();
+    }
     return 0;
+}
+
+N2KStatus Brovik_c::PutMsg(N2KMsg* msg) {
+    if (msg == nullptr || msg->length > N2KMsg::kMaxData) return N2K_BAD_MESSAGE;
+    std::lock_guard<std::mutex> lock(mutex_);
+    return transport_ ? transport_->Send(*msg) : N2K_NOT_CONNECTED;
+}
+
+N2KStatus Brovik_c::GetMsg(N2KMsg* msg) {
+    if (msg == nullptr) return N2K_BAD_MESSAGE;
+    std::lock_guard<std::mutex> lock(mutex_);
+    return transport_ ? transport_->Fetch(*msg) : N2K_NOT_CONNECTED;
+}
+
+uint64_t Brovik_c::DroppedCount() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return droppedBefore_ + (transport_ ? transport_->Dropped() : 0);
 }

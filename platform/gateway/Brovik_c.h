@@ -1,6 +1,7 @@
 // The gateway connection object: it owns the configuration object the
 // emulator and the panels share, keeps its port name under its own key, and
-// holds the connection state the emulator reads.
+// carries the emulated device's messages to the network its port names,
+// through a transport chosen when it connects.
 #pragma once
 
 #include <ferrow/CFG_File.h>
@@ -9,7 +10,14 @@
 #include <ferrow/N2KStatus.h>
 
 #include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
 #include <string>
+
+namespace ferrow::platform {
+class GatewayTransport;
+}
 
 class Brovik_c {
 public:
@@ -26,12 +34,31 @@ public:
     Brovik_c(const Brovik_c&) = delete;
     Brovik_c& operator=(const Brovik_c&) = delete;
 
-    // Negative on failure.
+    // Opens the transport the port name selects: 0, also when already
+    // connected, or negative when the network cannot be reached.
     int Connect();
+    // Closes the transport, dropping what was received and not yet fetched.
+    // 0, also when not connected.
     int DisConnect();
-    // N2K_OK, or why the message was not sent / nothing was fetched.
+
+    // Connect and DisConnect may run on one thread while PutMsg and GetMsg run
+    // on another. The statuses mean:
+    //   N2K_OK             sent: every other gateway on the network gets a
+    //                      copy, except one whose receive queue is full, which
+    //                      counts it as dropped (the sender is not told, as on
+    //                      a real bus); or, for GetMsg, the oldest received
+    //                      message was copied into `msg` unchanged.
+    //   N2K_NOT_CONNECTED  the gateway is not connected.
+    //   N2K_NO_MESSAGE     nothing received is waiting; `msg` is untouched.
+    //   N2K_BAD_MESSAGE    a null record, or a length past the data field.
+    //   N2K_TX_BUSY        the network cannot take the message now; a virtual
+    //                      bus never answers it.
     N2KStatus PutMsg(N2KMsg* msg);
     N2KStatus GetMsg(N2KMsg* msg);
+
+    // Messages for this gateway lost because its receive queue was full,
+    // over all its connections.
+    uint64_t DroppedCount() const;
 
     // The port name as loaded from the configuration file.
     std::string PortName() const;
@@ -51,4 +78,11 @@ private:
     std::wstring portKeyWide_;
     char portName_[kPortNameSize] = {};
     wchar_t portNameWide_[kPortNameSize] = {};
+
+    // Held through each transport call, so that DisConnect never closes the
+    // transport under a message in flight.
+    mutable std::mutex mutex_;  // protects: transport_, droppedBefore_
+    std::unique_ptr<ferrow::platform::GatewayTransport> transport_;  // null while disconnected
+    // Drops counted by the transports of earlier connections.
+    uint64_t droppedBefore_ = 0;
 };

@@ -1,0 +1,30 @@
+// The gateway's transport onto a virtual bus in the process, the bus named
+// by the gateway's port name.
+#pragma once
+
+#include "platform/gateway/GatewayTransport.h"
+#include "platform/gateway/VirtualBus.h"
+
+#include <memory>
+#include <string>
+
+namespace ferrow::platform {
+
+class VirtualBusTransport : public GatewayTransport {
+public:
+    explicit VirtualBusTransport(std::string busName);
+    ~VirtualBusTransport() override;
+
+    int Open() override;
+    void Close() override;
+    N2KStatus Send(const N2KMsg& msg) override;
+    N2KStatus Fetch(N2KMsg& msg) override;
+    uint64_t Dropped() const override;
+
+private:
+    std::string busName_;
+    std::shared_ptr<VirtualBus> bus_;  // null while closed
+    VirtualBus::Member member_;
+};
+
+}  // namespace ferrow::platform
