@@ -15,15 +15,32 @@
 #include <vector>
 
 class Ferrow_c;
+struct N2KMsg;
 namespace ferrow::peripherals {
 class Peripheral;
 }
+
+// One host function that sees every message put. Nodes are only ever
+// appended, and a node is complete before it is linked, so PutMsg may walk
+// the list while another thread appends.
+struct PutMsgMonitor {
+    void* obj;
+    int (*fn)(void*, N2KMsg*);
+    std::atomic<PutMsgMonitor*> next{nullptr};
+};
 
 class Ferrow_Ctx_c {
 public:
     static constexpr unsigned kNameUnits = 1024;
 
     explicit Ferrow_Ctx_c(Ferrow_c* owner) : owner(owner) {}
+    ~Ferrow_Ctx_c() {
+        for (PutMsgMonitor* node = putMonitors.load(); node != nullptr;) {
+            PutMsgMonitor* next = node->next.load();
+            delete node;
+            node = next;
+        }
+    }
     Ferrow_Ctx_c(const Ferrow_Ctx_c&) = delete;
     Ferrow_Ctx_c& operator=(const Ferrow_Ctx_c&) = delete;
 
@@ -70,6 +87,7 @@ public:
     std::atomic<uint32_t> tickMs{0};
     std::atomic<uint32_t> tickPeriod{10};
     std::atomic<int32_t> overwrite{0};
+    std::atomic<PutMsgMonitor*> putMonitors{nullptr};
 
     // Every peripheral built for this emulator, registered in a slot or not,
     // so that the emulator's destruction can tell them it is gone.

@@ -4,6 +4,7 @@
 #include "config/EmulatorConfig.h"
 #include "core/Ferrow_Ctx_c.h"
 #include "core/InstanceTable.h"
+#include "peripherals/Peripheral.h"
 #include "platform/CallFrame.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
@@ -108,6 +109,12 @@ Ferrow_c::~Ferrow_c() {
         ferrow::platform::TimerService::For(window).Kill(window, ctx->timerId);
     }
     InstanceTable::Clear(ctx->instanceIndex);
+    {
+        // Peripherals belong to the firmware and may outlive the emulator.
+        std::lock_guard<std::mutex> guard(ctx->peripheralsMutex);
+        for (ferrow::peripherals::Peripheral* peripheral : ctx->peripherals) peripheral->Detach();
+        ctx->peripherals.clear();
+    }
     delete gateway;
     gateway = nullptr;
     config = nullptr;

@@ -233,3 +233,9 @@ int Ferrow_c::DisConnectI() {
     return CallFirstRegistered(this, gateway->connectionValue, ctx->disconnectFnObj,
                                ctx->disconnectFnInt, ctx->disconnectFn);
 }
+
+int Ferrow_c::IsConnectedI() {
+    if (useGateway == 1) return gateway->connected;
+    return CallFirstRegistered(this, gateway->connectionValue, ctx->isConnectedFnObj,
+                               ctx->isConnectedFnInt, ctx->isConnectedFn);
+}

@@ -21,7 +21,6 @@ struct Ferrow_N2K_Mon_c::Impl {
 
     Peripheral core;
     MessageStore stores[2];  // transmit, receive
-    std::string name;
 };
 
 Ferrow_N2K_Mon_c::Ferrow_N2K_Mon_c(Ferrow_c* emulator, int modal, unsigned long size,
@@ -32,17 +31,9 @@ Ferrow_N2K_Mon_c::Ferrow_N2K_Mon_c(Ferrow_c* emulator, int modal, unsigned long 
 
 Ferrow_N2K_Mon_c::~Ferrow_N2K_Mon_c() { delete impl_; }
 
-int Ferrow_N2K_Mon_c::SetName(const char* name) {
-    CallFrame frame;
-    std::lock_guard<std::recursive_mutex> lock(impl_->core.Lock());
-    return Peripheral::SetName(impl_->name, name);
-}
+int Ferrow_N2K_Mon_c::SetName(const char* name) { return impl_->core.SetName(name); }
 
-int Ferrow_N2K_Mon_c::GetName(char* buffer) {
-    CallFrame frame;
-    std::lock_guard<std::recursive_mutex> lock(impl_->core.Lock());
-    return Peripheral::GetName(impl_->name, buffer);
-}
+int Ferrow_N2K_Mon_c::GetName(char* buffer) { return impl_->core.GetName(buffer); }
 
 int Ferrow_N2K_Mon_c::ClearRxMsg() { return ClearMsg(kRx); }
 int Ferrow_N2K_Mon_c::ClearTxMsg() { return ClearMsg(kTx); }

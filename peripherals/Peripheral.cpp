@@ -59,13 +59,25 @@ void Peripheral::Start() {
 
 void Peripheral::Detach() { emulator_ = nullptr; }
 
-int Peripheral::SetName(std::string& stored, const char* name) {
+int Peripheral::SetName(const char* name) {
+    platform::CallFrame frame;
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    return StoreName(name_, name);
+}
+
+int Peripheral::GetName(char* buffer) {
+    platform::CallFrame frame;
+    std::lock_guard<std::recursive_mutex> guard(lock_);
+    return CopyNameOut(name_, buffer);
+}
+
+int Peripheral::StoreName(std::string& stored, const char* name) {
     if (name == nullptr) return -1;
     stored = name;
     return 0;
 }
 
-int Peripheral::GetName(const std::string& stored, char* buffer) {
+int Peripheral::CopyNameOut(const std::string& stored, char* buffer) {
     if (buffer == nullptr) return -1;
     std::memcpy(buffer, stored.c_str(), stored.size() + 1);
     return 0;

@@ -49,9 +49,14 @@ public:
     // The lock that serialises every operation on the peripheral's records.
     std::recursive_mutex& Lock() { return lock_; }
 
-    // The name rule of every peripheral: a private copy; null is refused.
-    static int SetName(std::string& stored, const char* name);
-    static int GetName(const std::string& stored, char* buffer);
+    // The name of a one-name peripheral, under its lock: 0, or -1 for null.
+    int SetName(const char* name);
+    int GetName(char* buffer);
+
+    // The name rule of every peripheral, for classes that name each record:
+    // a private copy is kept, null is refused, the whole name is copied out.
+    static int StoreName(std::string& stored, const char* name);
+    static int CopyNameOut(const std::string& stored, char* buffer);
 
 private:
     using ClearSlot = void (*)(Ferrow_c* emulator, const void* self);
@@ -70,7 +75,8 @@ private:
     unsigned long noPanel_;
     ClearSlot clearSlot_;
     PeripheralPanel* panel_ = nullptr;
-    std::recursive_mutex lock_;  // protects: the owning peripheral's records
+    std::string name_;
+    std::recursive_mutex lock_;  // protects: name_ and the owning peripheral's records
 };
 
 }  // namespace ferrow::peripherals

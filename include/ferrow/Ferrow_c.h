@@ -5,6 +5,8 @@
 
 #include <ferrow/CWnd.h>
 #include <ferrow/FerrowApi.h>
+#include <ferrow/N2KMsg.h>
+#include <ferrow/N2KStatus.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -99,6 +101,26 @@ public:
     // second; either pointer may be null.
     void t_get_time(unsigned long* seconds, unsigned long* milliseconds);
 
+    // NMEA 2000. With a null gatewayArg the gateway connects; otherwise the
+    // firmware's connect functions do (-1 when none is registered).
+    int Connect();
+    int DisConnect();
+    // Non-zero when connected, 0 when not, -1 when it cannot be told.
+    int IsConnected();
+    // While 0, PutMsg sends and records nothing and returns 0.
+    int PutMsgEnable(int on);
+    // `fn(obj, msg)` sees every message put, in order of registration; -1
+    // for a null obj or fn. Safe while another thread is putting.
+    int AddPutMsgMonitor(void* obj, int (*fn)(void*, N2KMsg*));
+    // Stamps the message and hands it to the gateway. What the gateway took
+    // (or, with "DISP_ALL_PGN" set, every message) is recorded by the monitor
+    // and the put-message monitors; while not connected a recorded message
+    // counts as sent (0).
+    N2KStatus PutMsg(N2KMsg* msg);
+    // A message queued by the generator first, else one from the gateway;
+    // a message obtained is recorded by the monitor.
+    N2KStatus GetMsg(N2KMsg* msg);
+
     HWND hParent;
     Ferrow_Ctx_c* ctx;
     // A CFG_File, or a CfgFile_c when ownConfig is 0; owned by the gateway.
@@ -129,6 +151,7 @@ private:
                  const char* configFileName, unsigned long flags);
     int ConnectI();
     int DisConnectI();
+    int IsConnectedI();
     void StopWorkerI();
     void t_tick(unsigned long elapsedMs);
     unsigned long ReadingI(unsigned divisor, unsigned multiplier);

@@ -6,4 +6,10 @@
 #include <ferrow/CfgFile_c.h>
 #include <ferrow/Exception.h>
 #include <ferrow/FerrowApi.h>
+#include <ferrow/Ferrow_N2K_Gen_c.h>
+#include <ferrow/Ferrow_N2K_Mon_c.h>
 #include <ferrow/Ferrow_c.h>
+#include <ferrow/N2KMsg.h>
+#include <ferrow/N2KStatus.h>
+#include <ferrow/PanelProvider.h>
+#include <ferrow/PeripheralPanel.h>

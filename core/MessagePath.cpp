@@ -1,0 +1,82 @@
+// The firmware's NMEA 2000 traffic: connection, sending and receiving.
+#include <ferrow/Ferrow_c.h>
+#include <ferrow/Ferrow_N2K_Gen_c.h>
+#include <ferrow/Ferrow_N2K_Mon_c.h>
+
+#include "core/Ferrow_Ctx_c.h"
+#include "n2k/N2KRecord.h"
+#include "platform/CallFrame.h"
+#include "platform/ScopeLock.h"
+#include "platform/gateway/Brovik_c.h"
+
+using ferrow::platform::CallFrame;
+using ferrow::platform::ScopeLock;
+
+int Ferrow_c::Connect() {
+    CallFrame frame;
+    ScopeLock lock(cs, false);
+    return ConnectI();
+}
+
+int Ferrow_c::DisConnect() {
+    CallFrame frame;
+    ScopeLock lock(cs, false);
+    return DisConnectI();
+}
+
+int Ferrow_c::IsConnected() {
+    CallFrame frame;
+    ScopeLock lock(cs, false);
+    return IsConnectedI();
+}
+
+int Ferrow_c::PutMsgEnable(int on) {
+    CallFrame frame;
+    ScopeLock lock(cs, false);
+    ctx->putEnable = on;
+    return 0;
+}
+
+int Ferrow_c::AddPutMsgMonitor(void* obj, int (*fn)(void*, N2KMsg*)) {
+    CallFrame frame;
+    if (obj == nullptr || fn == nullptr) return -1;
+    ScopeLock lock(cs, false);
+    auto* node = new PutMsgMonitor{obj, fn};
+    // Appends at the end; a concurrent append moves on to the new last node.
+    std::atomic<PutMsgMonitor*>* link = &ctx->putMonitors;
+    for (;;) {
+        PutMsgMonitor* expected = nullptr;
+        if (link->compare_exchange_weak(expected, node)) return 0;
+        if (expected != nullptr) link = &expected->next;
+    }
+}
+
+N2KStatus Ferrow_c::PutMsg(N2KMsg* msg) {
+    CallFrame frame;
+    ScopeLock lock(cs, false);
+    if (ctx->putEnable == 0) return N2K_OK;
+    if (msg == nullptr) return N2K_BAD_MESSAGE;
+    msg->timeStamp = ferrow::n2k::N2KRecord::TimeStampNow();
+    const N2KStatus status = gateway->PutMsg(msg);
+    if (status != N2K_OK && dispAllPgn == 0) return status;
+
+    if (n2kMon != nullptr) n2kMon->PutMsg(Ferrow_N2K_Mon_c::kTx, msg);
+    for (PutMsgMonitor* node = ctx->putMonitors.load(); node != nullptr; node = node->next.load()) {
+        node->fn(node->obj, msg);
+    }
+    return gateway->connected == 0 ? N2K_OK : status;
+}
+
+N2KStatus Ferrow_c::GetMsg(N2KMsg* msg) {
+    CallFrame frame;
+    ScopeLock lock(cs, false);
+    if (msg == nullptr) return N2K_BAD_MESSAGE;
+    N2KStatus status;
+    if (n2kGen != nullptr && n2kGen->GetMsg(msg) == 1) {
+        status = N2K_OK;
+    } else {
+        status = gateway->GetMsg(msg);
+    }
+    if (status == N2K_OK && n2kMon != nullptr) n2kMon->PutMsg(Ferrow_N2K_Mon_c::kRx, msg);
+    return status;
+}

@@ -1,0 +1,192 @@
+#include "core/Ferrow_Ctx_c.h"
+#include "platform/ProcessClock.h"
+#include "platform/gateway/Brovik_c.h"
+#include "tests/support/TestEmulator.h"
+
+#include <ferrow/Ferrow_N2K_Gen_c.h>
+#include <ferrow/Ferrow_N2K_Mon_c.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+using ferrow::test::TestEmulator;
+
+namespace {
+
+N2KMsg Message(uint32_t pgn, uint16_t length = 8) {
+    N2KMsg msg{};
+    msg.pgn = pgn;
+    msg.priority = 2;
+    msg.transport = length <= 8 ? 1 : 2;
+    msg.length = length;
+    for (uint16_t i = 0; i < length && i < N2KMsg::kMaxData; ++i) msg.data[i] = uint8_t(i);
+    return msg;
+}
+
+struct PutLog {
+    std::vector<uint32_t> pgns;
+    static int Record(void* obj, N2KMsg* msg) {
+        static_cast<PutLog*>(obj)->pgns.push_back(msg->pgn);
+        return 0;
+    }
+};
+
+struct Rig {
+    explicit Rig(void* gatewayArg = nullptr) : emu(gatewayArg) {
+        mon = std::make_unique<Ferrow_N2K_Mon_c>(emu.emu.get(), 0, 16, 1);
+        gen = std::make_unique<Ferrow_N2K_Gen_c>(emu.emu.get(), 0, 16, 1);
+        emu->AddPutMsgMonitor(&log, &PutLog::Record);
+    }
+    int TxCount() {
+        int n = 0;
+        while (mon->GetTxMsg(nullptr) == 1) ++n;
+        return n;
+    }
+    TestEmulator emu;
+    std::unique_ptr<Ferrow_N2K_Mon_c> mon;
+    std::unique_ptr<Ferrow_N2K_Gen_c> gen;
+    PutLog log;
+};
+
+}  // namespace
+
+TEST(MessagePath, PutResultsFollowTheGatewayDispAllPgnAndTheConnection) {
+    Rig rig;
+    N2KMsg msg = Message(130306);
+
+    // Disabled: nothing is sent or seen anywhere.
+    rig.emu->PutMsgEnable(0);
+    EXPECT_EQ(rig.emu->PutMsg(&msg), N2K_OK);
+    EXPECT_EQ(rig.mon->GetTxOffered(), 0u);
+    EXPECT_TRUE(rig.log.pgns.empty());
+    rig.emu->PutMsgEnable(1);
+
+    // Not connected, refused by the gateway, recorded nowhere.
+    EXPECT_EQ(rig.emu->PutMsg(&msg), N2K_NOT_CONNECTED);
+    EXPECT_EQ(rig.mon->GetTxOffered(), 0u);
+    EXPECT_TRUE(rig.log.pgns.empty());
+
+    // With DISP_ALL_PGN a refused message is still shown, and counts as sent
+    // while not connected.
+    rig.emu->dispAllPgn = 1;
+    EXPECT_EQ(rig.emu->PutMsg(&msg), N2K_OK);
+    EXPECT_EQ(rig.TxCount(), 1);
+    EXPECT_EQ(rig.log.pgns, std::vector<uint32_t>{130306});
+
+    // Connected, a message the gateway refuses keeps its status.
+    ASSERT_EQ(rig.emu->Connect(), 0);
+    EXPECT_NE(rig.emu->IsConnected(), 0);
+    N2KMsg oversize = Message(130307);
+    oversize.length = N2KMsg::kMaxData + 1;
+    EXPECT_EQ(rig.emu->PutMsg(&oversize), N2K_BAD_MESSAGE);
+    EXPECT_EQ(rig.TxCount(), 1) << "shown, as DISP_ALL_PGN asks";
+    rig.emu->dispAllPgn = 0;
+    EXPECT_EQ(rig.emu->PutMsg(&oversize), N2K_BAD_MESSAGE);
+    EXPECT_EQ(rig.TxCount(), 0);
+    EXPECT_EQ(rig.emu->PutMsg(&msg), N2K_OK);
+    EXPECT_EQ(rig.TxCount(), 1);
+    EXPECT_EQ(rig.log.pgns, (std::vector<uint32_t>{130306, 130307, 130306}));
+    EXPECT_EQ(rig.emu->PutMsg(nullptr), N2K_BAD_MESSAGE);
+    EXPECT_EQ(rig.emu->DisConnect(), 0);
+    EXPECT_EQ(rig.emu->IsConnected(), 0);
+}
+
+TEST(MessagePath, PutStampsTheProcessClockInTenMillisecondUnits) {
+    Rig rig;
+    rig.emu->dispAllPgn = 1;
+    N2KMsg msg = Message(127250);
+    const uint64_t before = ferrow::platform::ProcessClock::Ms64() / 10;
+    rig.emu->PutMsg(&msg);
+    const uint64_t after = ferrow::platform::ProcessClock::Ms64() / 10;
+    EXPECT_GE(msg.timeStamp, before);
+    EXPECT_LE(msg.timeStamp, after);
+    N2KMsg recorded{};
+    ASSERT_EQ(rig.mon->GetTxMsg(&recorded), 1);
+    EXPECT_EQ(recorded.timeStamp, msg.timeStamp);
+}
+
+TEST(MessagePath, GetTakesTheGeneratorFirstAndRecordsWhatItReceives) {
+    Rig rig;
+    N2KMsg out{};
+    EXPECT_EQ(rig.emu->GetMsg(&out), N2K_NOT_CONNECTED);
+    EXPECT_EQ(rig.mon->GetRxOffered(), 0u) << "nothing received, nothing recorded";
+
+    N2KMsg injected = Message(59904, 3);
+    injected.timeStamp = 4242;
+    ASSERT_EQ(rig.gen->PutMsg(&injected, 0), 1);
+    ASSERT_EQ(rig.emu->GetMsg(&out), N2K_OK);
+    EXPECT_EQ(out.pgn, 59904u);
+    EXPECT_EQ(out.timeStamp, 4242u) << "receiving does not stamp";
+    N2KMsg recorded{};
+    ASSERT_EQ(rig.mon->GetRxMsg(&recorded), 1);
+    EXPECT_EQ(recorded.pgn, 59904u);
+    EXPECT_EQ(rig.emu->GetMsg(nullptr), N2K_BAD_MESSAGE);
+    EXPECT_EQ(rig.gen->PutMsg(&injected, 0), 1) << "the null read took nothing";
+}
+
+namespace {
+
+std::atomic<int> g_connectCalls{0};
+int ConnectWithValue(int value) {
+    ++g_connectCalls;
+    return value * 100;
+}
+
+}  // namespace
+
+TEST(MessagePath, FirmwareManagedConnectionCallsTheFirmwareWithTheConnectionValue) {
+    int token = 0;
+    TestEmulator managed(&token);
+    EXPECT_EQ(managed->Connect(), -1) << "nothing registered";
+    EXPECT_EQ(managed->IsConnected(), -1);
+    ASSERT_EQ(managed->SetConnectFunction(ConnectWithValue), 0);
+    const int value = managed->gateway->connectionValue;
+    EXPECT_GT(value, 0);
+    EXPECT_EQ(managed->Connect(), value * 100);
+    EXPECT_EQ(g_connectCalls, 1);
+    EXPECT_EQ(managed->gateway->connected, 0) << "the gateway is not used";
+}
+
+TEST(MessagePath, StartConnectsStopDisconnectsAndAFailedConnectionIsFlagged) {
+    TestEmulator emu;
+    ASSERT_EQ(emu->Start(), 0);
+    EXPECT_NE(emu->IsConnected(), 0);
+    EXPECT_EQ(emu->gateway->connectFailed, 0);
+    EXPECT_EQ(emu->Stop(), 0);
+    EXPECT_EQ(emu->IsConnected(), 0);
+}
+
+TEST(MessagePath, MonitorsAddedWhilePuttingAreAllCalledInOrder) {
+    Rig rig;
+    rig.emu->dispAllPgn = 1;
+    struct Counter {
+        std::atomic<int> calls{0};
+        static int Count(void* obj, N2KMsg*) {
+            ++static_cast<Counter*>(obj)->calls;
+            return 0;
+        }
+    };
+    constexpr int kAdded = 200;
+    std::vector<Counter> counters(kAdded);
+    std::atomic<bool> done{false};
+    std::thread putter([&] {
+        N2KMsg msg = Message(1);
+        while (!done) rig.emu->PutMsg(&msg);
+    });
+    std::thread adder([&] {
+        for (Counter& c : counters) EXPECT_EQ(rig.emu->AddPutMsgMonitor(&c, &Counter::Count), 0);
+    });
+    adder.join();
+    done = true;
+    putter.join();
+    EXPECT_EQ(rig.emu->AddPutMsgMonitor(nullptr, &Counter::Count), -1);
+    // Every monitor added is now linked: one more put reaches each once more.
+    std::vector<int> before;
+    for (Counter& c : counters) before.push_back(c.calls);
+    N2KMsg msg = Message(2);
+    rig.emu->PutMsg(&msg);
+    for (int i = 0; i < kAdded; ++i) EXPECT_EQ(counters[i].calls, before[i] + 1);
+}
