@@ -1,0 +1,42 @@
+// Bytes per second through a serial port's transmit ring: the firmware's
+// PutTX and the line's GetTX on one thread, in chunks of 1, 64 and 4,096
+// bytes.
+#include <ferrow/Ferrow_Serial_c.h>
+#include <ferrow/Ferrow_c.h>
+
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+// One port for every run: the process's port slots are never given back.
+struct Port {
+    Port() {
+        const auto dir = std::filesystem::temp_directory_path() / "ferrow_bench_serial";
+        std::filesystem::create_directories(dir);
+        const std::string cfg = (dir / "Ferrow.cfg").string();
+        emu = std::make_unique<Ferrow_c>(nullptr, nullptr, nullptr, cfg.c_str(), 0);
+        serial = std::make_unique<Ferrow_Serial_c>(emu.get(), 0, 1);
+    }
+    std::unique_ptr<Ferrow_c> emu;
+    std::unique_ptr<Ferrow_Serial_c> serial;
+};
+
+void BM_PutTXGetTX(benchmark::State& state) {
+    static Port port;
+    const int chunk = static_cast<int>(state.range(0));
+    std::vector<unsigned char> out(size_t(chunk), 0);
+    std::vector<unsigned char> in(size_t(chunk), 0x5A);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(port.serial->PutTX(in.data(), chunk));
+        benchmark::DoNotOptimize(port.serial->GetTX(out.data(), chunk));
+    }
+    state.SetBytesProcessed(state.iterations() * chunk);
+}
+BENCHMARK(BM_PutTXGetTX)->Arg(1)->Arg(64)->Arg(4096);
+
+}  // namespace
