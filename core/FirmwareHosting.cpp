@@ -1,4 +1,7 @@
 // The firmware's registered functions, the paced worker cycle, Start and Stop.
+#include <ferrow/Ferrow_ADC_c.h>
+#include <ferrow/Ferrow_GPIO_c.h>
+#include <ferrow/Ferrow_PWM_c.h>
 #include <ferrow/Ferrow_c.h>
 
 #include "config/EmulatorConfig.h"
@@ -156,6 +159,11 @@ int Ferrow_c::Start(int argc, char** argv) {
     if (ctx->threadMgr.IsActive()) return -1;
 
     ferrow::config::EmulatorConfig::RestoreEepromName(*ctx);
+
+    // Their panels list the channels that exist now and begin refreshing.
+    if (adc != nullptr) adc->Start();
+    if (gpio != nullptr) gpio->Start();
+    if (pwm != nullptr) pwm->Start();
 
     if (auto mainObj = ctx->mainFnObj.load()) {
         mainObj(this, argc, argv);

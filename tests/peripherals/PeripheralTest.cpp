@@ -1,6 +1,7 @@
 // What every peripheral shares, shown on the NMEA 2000 monitor and generator:
 // registration, panels from the installed provider, names, and outliving the
 // emulator.
+#include "tests/support/FakePanelProvider.h"
 #include "tests/support/TestEmulator.h"
 
 #include <ferrow/Ferrow_N2K_Gen_c.h>
@@ -13,46 +14,8 @@
 #include <string>
 #include <vector>
 
+using ferrow::test::FakePanelProvider;
 using ferrow::test::TestEmulator;
-
-namespace {
-
-struct FakePanel : PeripheralPanel {
-    explicit FakePanel(std::vector<std::string>& log) : log(log) {}
-    ~FakePanel() override { log.push_back("destroyed"); }
-    void Show() override { visible = 1; }
-    void Hide() override { visible = 0; }
-    void Move(int x, int y) override { log.push_back("move " + std::to_string(x) + "," + std::to_string(y)); }
-    int IsVisible() override { return visible; }
-    void Start() override { log.push_back("start"); }
-    std::vector<std::string>& log;
-    int visible = 0;
-};
-
-struct FakeProvider : PanelProvider {
-    FakeProvider() { previous = PanelProvider::Install(this); }
-    ~FakeProvider() override { PanelProvider::Install(previous); }
-    PeripheralPanel* CreatePanel(PeripheralKind kind, void* peripheral, CWnd* parent, int modal) override {
-        kinds.push_back(kind);
-        peripherals.push_back(peripheral);
-        parents.push_back(parent);
-        if (modal) {
-            // A modal panel runs to its end here and already uses the peripheral.
-            char name[64];
-            static_cast<Ferrow_N2K_Mon_c*>(peripheral)->GetName(name);
-            log.push_back(std::string("modal ran, name '") + name + "'");
-            return nullptr;
-        }
-        return new FakePanel(log);
-    }
-    PanelProvider* previous;
-    std::vector<PeripheralKind> kinds;
-    std::vector<void*> peripherals;
-    std::vector<CWnd*> parents;
-    std::vector<std::string> log;
-};
-
-}  // namespace
 
 TEST(Peripheral, TheFirstOfAKindIsRegisteredAndItsDestructionFreesTheSlot) {
     TestEmulator emu;
@@ -77,14 +40,14 @@ TEST(Peripheral, PanelsComeFromTheInstalledProviderUnlessNoPanelIsSet) {
     bare.Move(1, 2);
     EXPECT_EQ(bare.IsVisible(), 0) << "no provider: no panel, harmless calls";
 
-    FakeProvider provider;
+    FakePanelProvider provider;
     {
         Ferrow_N2K_Mon_c withPanel(emu.emu.get(), 0, 4, 0);
         Ferrow_N2K_Gen_c noPanel(emu.emu.get(), 0, 4, 1);
-        ASSERT_EQ(provider.kinds.size(), 1u);
-        EXPECT_EQ(provider.kinds[0], PeripheralKind::N2KMon);
-        EXPECT_EQ(provider.peripherals[0], &withPanel);
-        EXPECT_EQ(provider.parents[0], nullptr) << "no host window: a top-level panel";
+        ASSERT_EQ(provider.requests.size(), 1u);
+        EXPECT_EQ(provider.requests[0].kind, PeripheralKind::N2KMon);
+        EXPECT_EQ(provider.requests[0].peripheral, &withPanel);
+        EXPECT_EQ(provider.requests[0].parent, nullptr) << "no host window: a top-level panel";
         EXPECT_EQ(withPanel.IsVisible(), 0) << "hidden until shown";
         withPanel.Show();
         EXPECT_EQ(withPanel.IsVisible(), 1);
@@ -94,11 +57,16 @@ TEST(Peripheral, PanelsComeFromTheInstalledProviderUnlessNoPanelIsSet) {
         noPanel.Show();
         EXPECT_EQ(noPanel.IsVisible(), 0);
     }
-    EXPECT_EQ(provider.log, (std::vector<std::string>{"move 40,60", "destroyed"}));
+    EXPECT_EQ(provider.log, (std::vector<std::string>{"move 40,60 2", "destroyed 2"}));
 
     provider.log.clear();
+    provider.onModal = [&](void* peripheral) {
+        char name[8] = "x";
+        static_cast<Ferrow_N2K_Mon_c*>(peripheral)->GetName(name);
+        provider.log.push_back(std::string("name '") + name + "'");
+    };
     Ferrow_N2K_Mon_c modal(emu.emu.get(), 1, 4, 0);
-    EXPECT_EQ(provider.log, std::vector<std::string>{"modal ran, name ''"});
+    EXPECT_EQ(provider.log, (std::vector<std::string>{"name ''", "modal 2"}));
     modal.Show();
     EXPECT_EQ(modal.IsVisible(), 0) << "after a modal panel closes there is none";
 }
