@@ -6,6 +6,8 @@
 #include <ferrow/Ferrow_c.h>
 #include <ferrow/PanelProvider.h>
 
+#include "platform/CallFrame.h"
+
 #include <atomic>
 #include <mutex>
 #include <string>
@@ -48,6 +50,17 @@ public:
 
     // The lock that serialises every operation on the peripheral's records.
     std::recursive_mutex& Lock() { return lock_; }
+
+    // The shape of every operation on one record: within the call frame and
+    // under the lock, `find()` locates the record and `op(record)` gives the
+    // result; -1 when there is no such record.
+    template <class Find, class Op>
+    int WithRecord(Find&& find, Op&& op) {
+        platform::CallFrame frame;
+        std::lock_guard<std::recursive_mutex> guard(lock_);
+        auto* record = find();
+        return record != nullptr ? op(*record) : -1;
+    }
 
     // The name of a one-name peripheral, under its lock: 0, or -1 for null.
     int SetName(const char* name);

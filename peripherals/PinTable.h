@@ -51,12 +51,14 @@ public:
     // there is none. On the device the number is 32-bit, so it wraps here.
     template <class Op>
     int With(unsigned long number, Op&& op) {
-        platform::CallFrame frame;
-        std::lock_guard<std::recursive_mutex> lock(core_.Lock());
-        for (Pin& pin : pins_) {
-            if (pin.number == static_cast<uint32_t>(number)) return op(pin);
-        }
-        return -1;
+        return core_.WithRecord(
+            [&]() -> Pin* {
+                for (Pin& pin : pins_) {
+                    if (pin.number == static_cast<uint32_t>(number)) return &pin;
+                }
+                return nullptr;
+            },
+            op);
     }
 
     // The conversion to the field's type keeps the low bits, as the device's

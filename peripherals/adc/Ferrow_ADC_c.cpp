@@ -62,18 +62,12 @@ struct Ferrow_ADC_c::Impl {
     // Runs `op` on the channel under the lock; -1 for an unknown channel.
     template <class Op>
     int OnId(int id, Op op) {
-        CallFrame frame;
-        std::lock_guard<std::recursive_mutex> lock(core.Lock());
-        AdcChannel* channel = AID2Rec(id);
-        return channel ? op(*channel) : -1;
+        return core.WithRecord([&] { return AID2Rec(id); }, op);
     }
 
     template <class Op>
     int OnHandle(int handle, int sub, Op op) {
-        CallFrame frame;
-        std::lock_guard<std::recursive_mutex> lock(core.Lock());
-        AdcChannel* channel = Handle2Rec(handle, sub);
-        return channel ? op(*channel) : -1;
+        return core.WithRecord([&] { return Handle2Rec(handle, sub); }, op);
     }
 
     template <class Out>

@@ -40,10 +40,7 @@ struct Ferrow_ICAP_c::Impl {
     // Runs `op` on the pin under the lock; -1 for an unknown handle.
     template <class Op>
     int OnPin(int h, Op op) {
-        CallFrame frame;
-        std::lock_guard<std::recursive_mutex> lock(core.Lock());
-        CapturePin* pin = Handle2Dat(h);
-        return pin ? op(*pin) : -1;
+        return core.WithRecord([&] { return Handle2Dat(h); }, op);
     }
 
     Peripheral core;
