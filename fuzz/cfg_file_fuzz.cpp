@@ -3,6 +3,8 @@
 // the address sanitizer sees an overrun), must leave every string terminated
 // within its capacity, and whatever a load produced must be saved and loaded
 // back unchanged.
+#include "fuzz/FuzzSeeds.h"
+
 #include <ferrow/CFG_File.h>
 #include <ferrow/CfgFile_c.h>
 
@@ -259,11 +261,5 @@ extern "C" const char* const* FerrowFuzzSeeds() {
                         std::string(16, 'b') + "\"\n");
         return seeds;
     }();
-    static const std::vector<const char*> list = [] {
-        std::vector<const char*> pointers;
-        for (const std::string& seed : texts) pointers.push_back(seed.c_str());
-        pointers.push_back(nullptr);
-        return pointers;
-    }();
-    return list.data();
+    return ferrow::fuzz::SeedPointers(texts);
 }

@@ -5,6 +5,8 @@
 // to the same bytes.
 #include "peripherals/eeprom/EepromImageFormat.h"
 
+#include "fuzz/FuzzSeeds.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -74,11 +76,5 @@ extern "C" const char* const* FerrowFuzzSeeds() {
             "-10 1 2 3 4 5 6 7 8 9 a b c d e f 10\n100000010 4 4\n0x0 XY\n",
         };
     }();
-    static const std::vector<const char*> list = [] {
-        std::vector<const char*> pointers;
-        for (const std::string& seed : texts) pointers.push_back(seed.c_str());
-        pointers.push_back(nullptr);
-        return pointers;
-    }();
-    return list.data();
+    return ferrow::fuzz::SeedPointers(texts);
 }
