@@ -38,7 +38,7 @@ N2KMsg Message(uint16_t length) {
 
 // The sending side alone: stamp, gateway, bus (no other member), monitor.
 void BM_PutMsg(benchmark::State& state) {
-    static Node sender("alone", "virtual:bench-alone");
+    static Node sender("alone", "vbus:bench-alone");
     N2KMsg msg = Message(static_cast<uint16_t>(state.range(0)));
     for (auto _ : state) {
         benchmark::DoNotOptimize(sender.emu->PutMsg(&msg));
@@ -49,8 +49,8 @@ void BM_PutMsg(benchmark::State& state) {
 BENCHMARK(BM_PutMsg)->Arg(8)->Arg(223);
 
 void BM_PutMsgThroughBusToGetMsg(benchmark::State& state) {
-    static Node sender("sender", "virtual:bench");
-    static Node receiver("receiver", "virtual:bench");
+    static Node sender("sender", "vbus:bench");
+    static Node receiver("receiver", "vbus:bench");
     N2KMsg out = Message(0);
     N2KMsg msg = Message(static_cast<uint16_t>(state.range(0)));
     for (auto _ : state) {

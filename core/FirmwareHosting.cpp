@@ -243,7 +243,7 @@ int Ferrow_c::DisConnectI() {
 }
 
 int Ferrow_c::IsConnectedI() {
-    if (useGateway == 1) return gateway->connected;
+    if (useGateway == 1) return gateway->IsConnected();
     return CallFirstRegistered(this, gateway->connectionValue, ctx->isConnectedFnObj,
                                ctx->isConnectedFnInt, ctx->isConnectedFn);
 }

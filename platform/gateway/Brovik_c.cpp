@@ -75,6 +75,11 @@ int Brovik_c::DisConnect() {
     return 0;
 }
 
+int Brovik_c::IsConnected() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return connected != 0 && transport_ && transport_->IsUp() ? 1 : 0;
+}
+
 N2KStatus Brovik_c::PutMsg(N2KMsg* msg) {
     if (msg == nullptr || msg->length > N2KMsg::kMaxData) return N2K_BAD_MESSAGE;
     std::lock_guard<std::mutex> lock(mutex_);

@@ -40,6 +40,8 @@ public:
     // Closes the transport, dropping what was received and not yet fetched.
     // 0, also when not connected.
     int DisConnect();
+    // Non-zero while connected and the network is reachable.
+    int IsConnected() const;
 
     // Connect and DisConnect may run on one thread while PutMsg and GetMsg run
     // on another. The statuses mean:

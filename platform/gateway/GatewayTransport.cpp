@@ -1,13 +1,48 @@
 #include "platform/gateway/GatewayTransport.h"
 
+#include "platform/MessageReport.h"
+#include "platform/Text.h"
+#include "platform/gateway/PortSpec.h"
 #include "platform/gateway/VirtualBusTransport.h"
 
 namespace ferrow::platform {
+namespace {
 
-// Every port name is, for now, the name of a virtual bus: gateways that keep
-// the default port share one network in the process.
+// A transport that cannot be opened: a port name of a known kind that is
+// malformed gives a clear refusal at Connect, never a silent substitute.
+class RefusedTransport : public GatewayTransport {
+public:
+    explicit RefusedTransport(std::string portName) : portName_(std::move(portName)) {}
+    int Open() override {
+        MessageReport::Show(L"Gateway", L"GW_PORT_NAME \"" + Text::Widen(portName_) +
+                                            L"\" is not a port name this gateway understands");
+        return -1;
+    }
+    void Close() override {}
+    N2KStatus Send(const N2KMsg&) override { return N2K_NOT_CONNECTED; }
+    N2KStatus Fetch(N2KMsg&) override { return N2K_NOT_CONNECTED; }
+    uint64_t Dropped() const override { return 0; }
+
+private:
+    std::string portName_;
+};
+
+}  // namespace
+
 std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& portName) {
-    return std::make_unique<VirtualBusTransport>(portName);
+    const std::optional<PortSpec> spec = PortSpec::Parse(portName);
+    if (!spec) return std::make_unique<RefusedTransport>(portName);
+    if (spec->fellBack) {
+        MessageReport::Show(L"Gateway", L"GW_PORT_NAME \"" + Text::Widen(portName) +
+                                            L"\" names no network here: using the in-process "
+                                            L"virtual bus \"" + Text::Widen(spec->name) + L"\"");
+    }
+    switch (spec->kind) {
+        case PortSpec::Kind::VirtualBus:
+            return std::make_unique<VirtualBusTransport>(spec->name);
+        default:
+            return std::make_unique<RefusedTransport>(portName);
+    }
 }
 
 }  // namespace ferrow::platform

@@ -27,6 +27,9 @@ public:
     virtual N2KStatus Fetch(N2KMsg& msg) = 0;
     // Received messages lost because the receive side was full.
     virtual uint64_t Dropped() const = 0;
+    // Whether the network is reachable now: a link that dropped and is being
+    // made again, or a replayed log that has ended, says false.
+    virtual bool IsUp() const { return true; }
 
     // The transport that `portName` selects, not yet open.
     static std::unique_ptr<GatewayTransport> ForPort(const std::string& portName);

@@ -334,7 +334,7 @@ struct BusRig {
         EXPECT_EQ((*listener)->Connect(), 0);
     }
     static std::string BusName() {
-        return std::string("virtual:") +
+        return std::string("vbus:") +
                testing::UnitTest::GetInstance()->current_test_info()->name();
     }
     N2KMsg Queued() {

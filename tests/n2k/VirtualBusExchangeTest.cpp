@@ -79,8 +79,8 @@ void NoMain(void*) {}
 }  // namespace
 
 TEST(VirtualBusExchange, TwoFirmwaresExchangeAnIsoRequestAndItsAnswer) {
-    auto requester = TestEmulator::OnBus("virtual:exchange");
-    auto responder = TestEmulator::OnBus("virtual:exchange");
+    auto requester = TestEmulator::OnBus("vbus:exchange");
+    auto responder = TestEmulator::OnBus("vbus:exchange");
     Ferrow_N2K_Mon_c requesterMon(requester->emu.get(), 0, 64, 1);
     Ferrow_N2K_Mon_c responderMon(responder->emu.get(), 0, 64, 1);
     (*requester)->SetDeviceFunction(NoMain, RequesterLoop, 5);

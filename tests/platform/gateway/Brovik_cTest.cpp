@@ -15,7 +15,7 @@ using ferrow::test::Numbered;
 
 TEST(BrovikGateway, StatusesFollowTheRecordAndTheConnection) {
     GatewayRig rig;
-    auto [gateway, peer] = rig.ConnectedOn<2>("virtual:statuses");
+    auto [gateway, peer] = rig.ConnectedOn<2>("vbus:statuses");
     N2KMsg msg = Numbered(1, 7);
     N2KMsg oversize = Numbered(1, 8);
     oversize.length = N2KMsg::kMaxData + 1;
@@ -46,8 +46,8 @@ TEST(BrovikGateway, StatusesFollowTheRecordAndTheConnection) {
 
 TEST(BrovikGateway, ConnectionValueIsPositiveDistinctAndStable) {
     GatewayRig rig;
-    auto first = rig.Make("virtual:values");
-    auto second = rig.Make("virtual:values");
+    auto first = rig.Make("vbus:values");
+    auto second = rig.Make("vbus:values");
     const int value = first->connectionValue;
     EXPECT_GT(value, 0);
     EXPECT_GT(second->connectionValue, 0);
@@ -75,8 +75,8 @@ TEST(BrovikGateway, GatewaysOnTheDefaultPortShareOneBus) {
 // polls: every call sees either the old state or the new one.
 TEST(BrovikGateway, ConnectionChangesRaceSafelyWithMessages) {
     GatewayRig rig;
-    auto gateway = rig.Make("virtual:race");
-    auto [peer] = rig.ConnectedOn<1>("virtual:race");
+    auto gateway = rig.Make("vbus:race");
+    auto [peer] = rig.ConnectedOn<1>("vbus:race");
     std::atomic<bool> done{false};
     std::atomic<int> unexpected{0};
     std::atomic<int> fetched{0};

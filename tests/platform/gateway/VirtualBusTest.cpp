@@ -30,8 +30,8 @@ Got Drain(Brovik_c& gateway) {
 
 TEST(VirtualBus, EachGatewayReceivesTheOthersMessagesInOrderAndNeverItsOwn) {
     GatewayRig rig;
-    auto gw = rig.ConnectedOn<3>("virtual:three");
-    auto [other] = rig.ConnectedOn<1>("virtual:elsewhere");
+    auto gw = rig.ConnectedOn<3>("vbus:three");
+    auto [other] = rig.ConnectedOn<1>("vbus:elsewhere");
     for (uint32_t round = 0; round < 3; ++round) {
         for (uint8_t node = 0; node < 3; ++node) {
             N2KMsg msg = Numbered(node, 10 * node + round);
@@ -46,7 +46,7 @@ TEST(VirtualBus, EachGatewayReceivesTheOthersMessagesInOrderAndNeverItsOwn) {
 
 TEST(VirtualBus, LeavingDropsTheQueueAndNothingMoreArrives) {
     GatewayRig rig;
-    auto [sender, leaver] = rig.ConnectedOn<2>("virtual:leave");
+    auto [sender, leaver] = rig.ConnectedOn<2>("vbus:leave");
     auto put = [&sender = sender](uint32_t seq) {
         N2KMsg msg = Numbered(1, seq);
         return sender->PutMsg(&msg);
@@ -64,7 +64,7 @@ TEST(VirtualBus, LeavingDropsTheQueueAndNothingMoreArrives) {
 // missed a frame.
 TEST(VirtualBus, AFullQueueDropsNewMessagesAndCountsThem) {
     GatewayRig rig;
-    auto [sender, slow] = rig.ConnectedOn<2>("virtual:full");
+    auto [sender, slow] = rig.ConnectedOn<2>("vbus:full");
     const uint32_t sent = VirtualBus::kQueueLimit + 10;
     for (uint32_t seq = 0; seq < sent; ++seq) {
         N2KMsg msg = Numbered(1, seq);
@@ -85,7 +85,7 @@ TEST(VirtualBus, AFullQueueDropsNewMessagesAndCountsThem) {
 
 TEST(VirtualBus, RecordsArriveByteIdenticalAtEveryLength) {
     GatewayRig rig;
-    auto [sender, receiver] = rig.ConnectedOn<2>("virtual:bytes");
+    auto [sender, receiver] = rig.ConnectedOn<2>("vbus:bytes");
     for (uint16_t length : {0, 8, 223, 1786}) {
         SCOPED_TRACE(length);
         N2KMsg sent = Numbered(0x23, 0, length);
@@ -114,8 +114,8 @@ TEST(VirtualBus, RecordsArriveByteIdenticalAtEveryLength) {
 // messages in order, and every receiver sees the senders in the same order.
 TEST(VirtualBus, ConcurrentTrafficWithChurnLosesNothingAndKeepsOrder) {
     GatewayRig rig;
-    auto gw = rig.ConnectedOn<4>("virtual:churn");  // senders 0 and 1, receiver 2, witness 3
-    auto churner = rig.Make("virtual:churn");
+    auto gw = rig.ConnectedOn<4>("vbus:churn");  // senders 0 and 1, receiver 2, witness 3
+    auto churner = rig.Make("vbus:churn");
     constexpr uint32_t kEach = 20000;
     // Far below the queue limit, so that a receiver that keeps up never fills.
     constexpr uint32_t kInFlight = 500;
