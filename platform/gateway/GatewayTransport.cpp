@@ -30,16 +30,16 @@ private:
 }  // namespace
 
 std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& portName) {
-    const std::optional<PortSpec> spec = PortSpec::Parse(portName);
-    if (!spec) return std::make_unique<RefusedTransport>(portName);
-    if (spec->fellBack) {
+    const std::optional<PortSpec> wanted = PortSpec::Parse(portName);
+    if (!wanted) return std::make_unique<RefusedTransport>(portName);
+    if (wanted->fellBack) {
         MessageReport::Show(L"Gateway", L"GW_PORT_NAME \"" + Text::Widen(portName) +
                                             L"\" names no network here: using the in-process "
-                                            L"virtual bus \"" + Text::Widen(spec->name) + L"\"");
+                                            L"virtual bus \"" + Text::Widen(wanted->name) + L"\"");
     }
-    switch (spec->kind) {
+    switch (wanted->kind) {
         case PortSpec::Kind::VirtualBus:
-            return std::make_unique<VirtualBusTransport>(spec->name);
+            return std::make_unique<VirtualBusTransport>(wanted->name);
         default:
             return std::make_unique<RefusedTransport>(portName);
     }

@@ -32,56 +32,56 @@ std::optional<uint16_t> ParsePort(const std::string& text) {
 }
 
 // "HOST:PORT", the port after the last colon.
-std::optional<PortSpec> HostAndPort(PortSpec spec, const std::string& rest) {
+std::optional<PortSpec> HostAndPort(PortSpec wanted, const std::string& rest) {
     const size_t colon = rest.rfind(':');
     if (colon == std::string::npos || colon == 0) return std::nullopt;
     const std::optional<uint16_t> port = ParsePort(rest.substr(colon + 1));
     if (!port) return std::nullopt;
-    spec.name = rest.substr(0, colon);
-    spec.port = *port;
-    return spec;
+    wanted.name = rest.substr(0, colon);
+    wanted.port = *port;
+    return wanted;
 }
 
 }  // namespace
 
 std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
-    PortSpec spec;
+    PortSpec wanted;
     std::string rest;
     if (portName == kDefaultBus) {
-        spec.name = kDefaultBus;
-        return spec;
+        wanted.name = kDefaultBus;
+        return wanted;
     }
     if (StartsWith(portName, "vbus:")) {
-        spec.name = portName.substr(5);
-        if (spec.name.empty()) return std::nullopt;
-        return spec;
+        wanted.name = portName.substr(5);
+        if (wanted.name.empty()) return std::nullopt;
+        return wanted;
     }
     if (StartsWith(portName, "file:")) {
-        spec.kind = Kind::LogFile;
-        spec.name = portName.substr(5);
-        spec.fast = TakeSuffix(spec.name, "fast");
-        if (spec.name.empty()) return std::nullopt;
-        return spec;
+        wanted.kind = Kind::LogFile;
+        wanted.name = portName.substr(5);
+        wanted.fast = TakeSuffix(wanted.name, "fast");
+        if (wanted.name.empty()) return std::nullopt;
+        return wanted;
     }
     if (StartsWith(portName, "tcp-listen:")) {
-        spec.kind = Kind::TcpListen;
+        wanted.kind = Kind::TcpListen;
         rest = portName.substr(11);
-        spec.candump = TakeSuffix(rest, "candump");
+        wanted.candump = TakeSuffix(rest, "candump");
         const std::optional<uint16_t> port = ParsePort(rest);
         if (!port) return std::nullopt;
-        spec.port = *port;
-        return spec;
+        wanted.port = *port;
+        return wanted;
     }
     for (auto [prefix, kind] : {std::pair{"tcp:", Kind::TcpClient}, std::pair{"udp:", Kind::Udp}}) {
         if (!StartsWith(portName, prefix)) continue;
-        spec.kind = kind;
+        wanted.kind = kind;
         rest = portName.substr(4);
-        spec.candump = TakeSuffix(rest, "candump");
-        return HostAndPort(spec, rest);
+        wanted.candump = TakeSuffix(rest, "candump");
+        return HostAndPort(wanted, rest);
     }
-    spec.name = kDefaultBus;
-    spec.fellBack = !portName.empty();
-    return spec;
+    wanted.name = kDefaultBus;
+    wanted.fellBack = !portName.empty();
+    return wanted;
 }
 
 }  // namespace ferrow::platform

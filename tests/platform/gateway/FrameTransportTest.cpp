@@ -157,14 +157,14 @@ TEST(PortSpec, NamesChooseTheirTransport) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const std::optional<PortSpec> spec = PortSpec::Parse(c.name);
-        ASSERT_TRUE(spec.has_value());
-        EXPECT_EQ(spec->kind, c.kind);
-        EXPECT_EQ(spec->name, c.target);
-        EXPECT_EQ(spec->port, c.port);
-        EXPECT_EQ(spec->candump, c.candump);
-        EXPECT_EQ(spec->fast, c.fast);
-        EXPECT_EQ(spec->fellBack, c.fellBack);
+        const std::optional<PortSpec> wanted = PortSpec::Parse(c.name);
+        ASSERT_TRUE(wanted.has_value());
+        EXPECT_EQ(wanted->kind, c.kind);
+        EXPECT_EQ(wanted->name, c.target);
+        EXPECT_EQ(wanted->port, c.port);
+        EXPECT_EQ(wanted->candump, c.candump);
+        EXPECT_EQ(wanted->fast, c.fast);
+        EXPECT_EQ(wanted->fellBack, c.fellBack);
     }
     for (const char* malformed : {"tcp:host:0", "tcp:host:65536", "tcp::1457", "tcp:host",
                                   "udp:host:12x", "tcp-listen:", "file:", "vbus:"}) {
