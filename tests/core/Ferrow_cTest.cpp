@@ -25,50 +25,28 @@ std::string EepromName(Ferrow_c& emu) { return Text::Narrow(emu.ctx->eepromName)
 
 HWND FakeWindow(uintptr_t n) { return reinterpret_cast<HWND>(n); }
 
-}  // namespace
-
-TEST(Ferrow_c, ConstructionSetsDefaultsAndAnEmptyPeripheralRegistry) {
-    TestEmulator plain;
-    EXPECT_EQ(plain->useGateway, 1);
-    EXPECT_EQ(plain->ownConfig, 1);
-    EXPECT_EQ(plain->autoConnect, 1);
-    EXPECT_EQ(plain->maxPortSearch, 20);
-    EXPECT_EQ(plain->dispAllPgn, 0);
-    EXPECT_EQ(plain->hParent, nullptr);
-    EXPECT_EQ(plain->config, plain->gateway->config);
-    EXPECT_EQ(plain->ctx->putEnable, 1);
-    EXPECT_EQ(plain->ctx->tickPeriod, 10u);
-    EXPECT_EQ(plain->ctx->useClock, 1);
-    const void* slots[] = {plain->eeprom, plain->serial, plain->n2kMon, plain->n2kGen, plain->adc,
-                           plain->pwm,    plain->gpio,   plain->spi,    plain->i2c,    plain->icap};
-    for (const void* slot : slots) EXPECT_EQ(slot, nullptr);
-
-    int token = 0;
-    TestEmulator managed(&token, FERROW_CFG_GATEWAY);
-    EXPECT_EQ(managed->useGateway, 0);
-    EXPECT_EQ(managed->ownConfig, 0);
-    EXPECT_NE(dynamic_cast<CfgFile_c*>(static_cast<CFG_File*>(managed->config)), nullptr);
+std::string DefaultConfig(const std::string& eeprom) {
+    return "GW_PORT_NAME=\"COM5\"\nEEPROM_NAME=\"" + eeprom +
+           "\"\nAUTO_CONN=1\nMAX_PORT_SEARCH=20\nDISP_ALL_PGN=0\n";
 }
 
-TEST(Ferrow_c, FirstRunWritesTheConfigurationFileWithEveryDefault) {
+}  // namespace
+
+TEST(Ferrow_c, FirstRunWritesEveryDefaultToTheConfigurationClassTheFlagsChoose) {
     TestEmulator emu;
+    EXPECT_EQ(emu->ownConfig, 1);
+    EXPECT_EQ(emu->config, emu->gateway->config);
     const std::string expectedEeprom = (std::filesystem::current_path() / "Ferrow.hex").string();
     EXPECT_EQ(EepromName(*emu), expectedEeprom);
-    EXPECT_EQ(TempDir::Read(emu.config), "GW_PORT_NAME=\"COM5\"\n"
-                                         "EEPROM_NAME=\"" + expectedEeprom + "\"\n"
-                                         "AUTO_CONN=1\n"
-                                         "MAX_PORT_SEARCH=20\n"
-                                         "DISP_ALL_PGN=0\n");
+    EXPECT_EQ(TempDir::Read(emu.config), DefaultConfig(expectedEeprom));
 
     TempDir dir;
     const std::string config = dir.File("wide.cfg");
     Ferrow_c named(nullptr, nullptr, "/data/dev.hex", config.c_str(), FERROW_CFG_GATEWAY);
+    EXPECT_EQ(named.ownConfig, 0);
+    EXPECT_NE(dynamic_cast<CfgFile_c*>(static_cast<CFG_File*>(named.config)), nullptr);
     EXPECT_EQ(EepromName(named), "/data/dev.hex");
-    EXPECT_EQ(TempDir::Read(config), "GW_PORT_NAME=\"COM5\"\n"
-                                     "EEPROM_NAME=\"/data/dev.hex\"\n"
-                                     "AUTO_CONN=1\n"
-                                     "MAX_PORT_SEARCH=20\n"
-                                     "DISP_ALL_PGN=0\n");
+    EXPECT_EQ(TempDir::Read(config), DefaultConfig("/data/dev.hex"));
 }
 
 TEST(Ferrow_c, SettingsComeFromAnExistingFileAndAreNeverWrittenBack) {

@@ -1,7 +1,5 @@
-// The codec as the gateway uses it: which framing each transport gets, which
-// messages are refused, single frames both ways, and a second check that
-// every transport at its boundary lengths survives the trip between two
-// codecs, connections answered both ways.
+// The codec as the gateway uses it: which messages are refused, single frames
+// both ways, and each transport at its boundary lengths between two codecs.
 #include "platform/can/N2KCanCodec.h"
 #include "tests/platform/can/CanTestFrames.h"
 
@@ -89,10 +87,9 @@ TEST(N2KCanCodec, EveryTransportRoundTripsAtItsBoundaries) {
         uint8_t destination;
     };
     const Case cases[] = {
-        {1, 0, 127250, 255},  {1, 8, 59904, 0x42},   {2, 0, 129029, 255},  {2, 6, 129029, 255},
-        {2, 7, 129029, 255},  {2, 8, 129029, 255},   {2, 13, 129029, 255}, {2, 14, 129029, 255},
-        {2, 223, 126208, 0x42}, {3, 9, 129540, 255}, {3, 1785, 129540, 255},
-        {3, 9, 126208, 0x42}, {3, 224, 126464, 0x42}, {3, 1785, 126208, 0x42},
+        {1, 0, 127250, 255},    {1, 8, 59904, 0x42},   {2, 223, 126208, 0x42},
+        {3, 9, 129540, 255},    {3, 1785, 129540, 255}, {3, 9, 126208, 0x42},
+        {3, 224, 126464, 0x42}, {3, 1785, 126208, 0x42},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << "transport " << int{c.transport} << " length "
