@@ -12,6 +12,10 @@ using ferrow::platform::Text;
 
 namespace {
 
+// The gateway's own key beside its port name: where to record CAN frames.
+constexpr char kLogKey[] = "GW_LOG_FILE";
+constexpr wchar_t kLogKeyWide[] = L"GW_LOG_FILE";
+
 // Connection values count up from 1 in the order gateways are made, and stay
 // positive when the count wraps.
 int NextConnectionValue() {
@@ -35,11 +39,13 @@ Brovik_c::Brovik_c(HWND /*parent*/, void* /*gatewayArg*/, int gatewayKeepsConfig
         auto* wide = new CfgFile_c();
         wide->Init(configFileName, kConfigCapacity);
         wide->AddField(portKeyWide_.c_str(), CFG_TYPE_WSTRING, portNameWide_, 0, kPortNameSize);
+        wide->AddField(kLogKeyWide, CFG_TYPE_WSTRING, logFileWide_, 0, kLogFileSize);
         config = wide;
     } else {
         config = new CFG_File();
         config->Init(configFileName, kConfigCapacity);
         config->AddField(portKey_.c_str(), CFG_TYPE_STRING, portName_, 0, kPortNameSize);
+        config->AddField(kLogKey, CFG_TYPE_STRING, logFile_, 0, kLogFileSize);
     }
 }
 
@@ -52,10 +58,14 @@ std::string Brovik_c::PortName() const {
     return wideConfig_ ? Text::Narrow(portNameWide_) : std::string(portName_);
 }
 
+std::string Brovik_c::LogFile() const {
+    return wideConfig_ ? Text::Narrow(logFileWide_) : std::string(logFile_);
+}
+
 int Brovik_c::Connect() {
     std::lock_guard<std::mutex> lock(mutex_);
     if (!transport_) {
-        std::unique_ptr<GatewayTransport> transport = GatewayTransport::ForPort(PortName());
+        std::unique_ptr<GatewayTransport> transport = GatewayTransport::ForPort(PortName(), LogFile());
         const int opened = transport->Open();
         if (opened < 0) return opened;
         transport_ = std::move(transport);

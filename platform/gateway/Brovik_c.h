@@ -24,6 +24,7 @@ public:
     // Room for the gateway's own keys, the emulator's keys and one per panel.
     static constexpr unsigned short kConfigCapacity = 64;
     static constexpr unsigned kPortNameSize = 256;
+    static constexpr unsigned kLogFileSize = 1024;
 
     // gatewayKeepsConfig: 1 makes the configuration object a CfgFile_c with
     // wide-character keys, 0 a CFG_File. The port key is registered here but
@@ -64,6 +65,8 @@ public:
 
     // The port name as loaded from the configuration file.
     std::string PortName() const;
+    // Where CAN frames are recorded ("GW_LOG_FILE"); empty for nowhere.
+    std::string LogFile() const;
 
     CFG_File* config;
     // Non-zero while connected.
@@ -80,6 +83,8 @@ private:
     std::wstring portKeyWide_;
     char portName_[kPortNameSize] = {};
     wchar_t portNameWide_[kPortNameSize] = {};
+    char logFile_[kLogFileSize] = {};
+    wchar_t logFileWide_[kLogFileSize] = {};
 
     // Held through each transport call, so that DisConnect never closes the
     // transport under a message in flight.

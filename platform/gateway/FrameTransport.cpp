@@ -6,23 +6,33 @@
 
 namespace ferrow::platform {
 
-FrameTransport::FrameTransport(std::unique_ptr<FrameLink> link, Clock clock)
-    : link_(std::move(link)), clock_(std::move(clock)) {
+FrameTransport::FrameTransport(std::unique_ptr<FrameLink> link, Clock clock,
+                               std::unique_ptr<FrameLog> log)
+    : link_(std::move(link)), clock_(std::move(clock)), log_(std::move(log)) {
     if (!clock_) clock_ = [] { return std::chrono::milliseconds(ProcessClock::Ms64()); };
 }
 
 int FrameTransport::Open() {
     std::string error;
     const int opened = link_->Open(error);
-    if (opened < 0) MessageReport::Show(L"Gateway", Text::Widen(error));
+    if (opened < 0) {
+        MessageReport::Show(L"Gateway", Text::Widen(error));
+        return opened;
+    }
+    // A recording that cannot be made is reported, never in traffic's way.
+    if (log_ && log_->Open(error) < 0) MessageReport::Show(L"Gateway", Text::Widen(error));
     return opened;
 }
 
-void FrameTransport::Close() { link_->Close(); }
+void FrameTransport::Close() {
+    link_->Close();
+    if (log_) log_->Close();
+}
 
 bool FrameTransport::SendFrames(const std::vector<CanFrame>& frames) {
     for (const CanFrame& frame : frames) {
         if (!link_->Send(frame)) return false;
+        if (log_) log_->Record(frame, LineFormat::Direction::Transmitted);
     }
     return true;
 }
@@ -43,6 +53,7 @@ void FrameTransport::PumpReceived() {
     CanFrame frame;
     N2KMsg msg{};
     while (link_->Receive(frame)) {
+        if (log_) log_->Record(frame, LineFormat::Direction::Received);
         outgoing_.clear();
         if (codec_.Receive(frame, now, msg, outgoing_)) {
             if (received_.size() < kReceiveLimit) {

@@ -6,6 +6,7 @@
 
 #include "platform/can/N2KCanCodec.h"
 #include "platform/gateway/FrameLink.h"
+#include "platform/gateway/FrameLog.h"
 #include "platform/gateway/GatewayTransport.h"
 
 #include <deque>
@@ -22,8 +23,10 @@ public:
 
     using Clock = std::function<std::chrono::milliseconds()>;
 
-    // `clock` defaults to the process clock.
-    explicit FrameTransport(std::unique_ptr<FrameLink> link, Clock clock = {});
+    // `clock` defaults to the process clock. With a `log`, every frame sent
+    // and received is also recorded there.
+    explicit FrameTransport(std::unique_ptr<FrameLink> link, Clock clock = {},
+                            std::unique_ptr<FrameLog> log = nullptr);
 
     int Open() override;
     void Close() override;
@@ -41,6 +44,7 @@ private:
 
     std::unique_ptr<FrameLink> link_;
     Clock clock_;
+    std::unique_ptr<FrameLog> log_;
     N2KCanCodec codec_;
     std::deque<N2KMsg> received_;
     std::vector<CanFrame> outgoing_;

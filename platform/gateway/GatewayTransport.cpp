@@ -2,7 +2,14 @@
 
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
+#include "platform/gateway/CandumpLineFormat.h"
+#include "platform/gateway/FrameTransport.h"
+#include "platform/gateway/LogReplayLink.h"
 #include "platform/gateway/PortSpec.h"
+#include "platform/gateway/RawLineFormat.h"
+#include "platform/gateway/TcpClientLink.h"
+#include "platform/gateway/TcpListenLink.h"
+#include "platform/gateway/UdpLink.h"
 #include "platform/gateway/VirtualBusTransport.h"
 
 namespace ferrow::platform {
@@ -27,9 +34,32 @@ private:
     std::string portName_;
 };
 
+std::unique_ptr<LineFormat> FormatFor(const PortSpec& port) {
+    if (port.candump) return std::make_unique<CandumpLineFormat>();
+    return std::make_unique<RawLineFormat>();
+}
+
+std::unique_ptr<FrameLink> LinkFor(const PortSpec& port) {
+    switch (port.kind) {
+        case PortSpec::Kind::TcpClient:
+            return std::make_unique<TcpClientLink>(port.name, port.port, FormatFor(port));
+        case PortSpec::Kind::TcpListen:
+            return std::make_unique<TcpListenLink>(port.port, FormatFor(port));
+        case PortSpec::Kind::Udp:
+            return std::make_unique<UdpLink>(port.name, port.port, FormatFor(port));
+        case PortSpec::Kind::LogFile:
+        case PortSpec::Kind::VirtualBus:
+            break;
+    }
+    LogReplayLink::Options options;
+    options.pace = port.fast ? LogReplayLink::Pace::AsFastAsPossible : LogReplayLink::Pace::Recorded;
+    return std::make_unique<LogReplayLink>(port.name, options);
+}
+
 }  // namespace
 
-std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& portName) {
+std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& portName,
+                                                            const std::string& logPath) {
     const std::optional<PortSpec> wanted = PortSpec::Parse(portName);
     if (!wanted) return std::make_unique<RefusedTransport>(portName);
     if (wanted->fellBack) {
@@ -37,12 +67,13 @@ std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& p
                                             L"\" names no network here: using the in-process "
                                             L"virtual bus \"" + Text::Widen(wanted->name) + L"\"");
     }
-    switch (wanted->kind) {
-        case PortSpec::Kind::VirtualBus:
-            return std::make_unique<VirtualBusTransport>(wanted->name);
-        default:
-            return std::make_unique<RefusedTransport>(portName);
+    if (wanted->kind == PortSpec::Kind::VirtualBus) {
+        return std::make_unique<VirtualBusTransport>(wanted->name);
     }
+    std::unique_ptr<FrameLog> log =
+        logPath.empty() ? nullptr : std::make_unique<FrameLog>(logPath);
+    return std::make_unique<FrameTransport>(LinkFor(*wanted), FrameTransport::Clock{},
+                                            std::move(log));
 }
 
 }  // namespace ferrow::platform

@@ -31,8 +31,10 @@ public:
     // made again, or a replayed log that has ended, says false.
     virtual bool IsUp() const { return true; }
 
-    // The transport that `portName` selects, not yet open.
-    static std::unique_ptr<GatewayTransport> ForPort(const std::string& portName);
+    // The transport that `portName` selects, not yet open. A non-empty
+    // `logPath` records every CAN frame it sends and receives there.
+    static std::unique_ptr<GatewayTransport> ForPort(const std::string& portName,
+                                                     const std::string& logPath = "");
 };
 
 }  // namespace ferrow::platform

@@ -26,7 +26,7 @@ std::string EepromName(Ferrow_c& emu) { return Text::Narrow(emu.ctx->eepromName)
 HWND FakeWindow(uintptr_t n) { return reinterpret_cast<HWND>(n); }
 
 std::string DefaultConfig(const std::string& eeprom) {
-    return "GW_PORT_NAME=\"COM5\"\nEEPROM_NAME=\"" + eeprom +
+    return "GW_PORT_NAME=\"COM5\"\nGW_LOG_FILE=\"\"\nEEPROM_NAME=\"" + eeprom +
            "\"\nAUTO_CONN=1\nMAX_PORT_SEARCH=20\nDISP_ALL_PGN=0\n";
 }
 

@@ -1,0 +1,47 @@
+// A network gateway reached by UDP: every frame goes out as one datagram
+// holding one line; datagrams arriving on the local port may hold several.
+// There is no connection, so the link is up from Open to Close.
+#pragma once
+
+#include "platform/gateway/SocketLink.h"
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ferrow::platform {
+
+class UdpLink : public SocketLink {
+public:
+    // Sends to HOST:PORT and receives on the same port number, as gateways do.
+    UdpLink(std::string host, uint16_t port, std::unique_ptr<LineFormat> format);
+    // Receives on `localPort` instead; 0 takes a free one, told by LocalPort.
+    UdpLink(std::string host, uint16_t port, uint16_t localPort,
+            std::unique_ptr<LineFormat> format);
+    ~UdpLink() override;
+
+    int Open(std::string& error) override;
+    void Close() override;
+    uint16_t LocalPort() const { return boundPort_; }
+
+private:
+    void Run() override;
+    void ReceiveDatagrams();
+    void SendDatagrams();
+
+    const std::string host_;
+    const uint16_t port_;
+    const uint16_t localPort_;
+    uint16_t boundPort_ = 0;
+    sockaddr_in destination_{};  // set by Open, before the I/O thread starts
+    Socket socket_;              // handed by Open to the I/O thread
+    // The I/O thread's: datagrams the socket could not take yet.
+    std::deque<std::string> pending_;
+    std::vector<char> buffer_;
+};
+
+}  // namespace ferrow::platform

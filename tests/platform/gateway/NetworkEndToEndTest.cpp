@@ -1,0 +1,102 @@
+// Two emulated devices on a real network of sockets: one is the gateway
+// (tcp-listen), the other its client; the gateway's device records what it
+// sends, and a third device replays that recording as its network.
+#include "tests/support/Eventually.h"
+#include "tests/support/TestEmulator.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+
+using ferrow::test::Eventually;
+using ferrow::test::TempDir;
+using ferrow::test::TestEmulator;
+
+namespace {
+
+// A loopback port that was free a moment ago.
+uint16_t FreePort() {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ::bind(fd, reinterpret_cast<sockaddr*>(&address), size);
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
+    ::close(fd);
+    return ntohs(address.sin_port);
+}
+
+std::unique_ptr<TestEmulator> Device(const std::string& config) {
+    return std::make_unique<TestEmulator>(nullptr, 0, nullptr, config);
+}
+
+N2KMsg ProductInformation() {
+    N2KMsg msg{};
+    msg.pgn = 126996;
+    msg.priority = 6;
+    msg.transport = 2;
+    msg.addressA = 0x23;
+    msg.addressB = 255;
+    msg.length = 134;
+    for (int i = 0; i < msg.length; ++i) msg.data[i] = uint8_t(0x20 + i % 90);
+    return msg;
+}
+
+bool SameMessage(const N2KMsg& a, const N2KMsg& b) {
+    return a.pgn == b.pgn && a.priority == b.priority && a.addressA == b.addressA &&
+           a.addressB == b.addressB && a.length == b.length &&
+           std::equal(a.data, a.data + a.length, b.data);
+}
+
+}  // namespace
+
+TEST(NetworkEndToEnd, ADeviceReachesAnotherThroughTcpAndARecordingReplaysIt) {
+    TempDir dir;
+    const std::string log = dir.File("trip.log");
+    const std::string port = std::to_string(FreePort());
+    auto gateway = Device("GW_PORT_NAME=\"tcp-listen:" + port + ":candump\"\nGW_LOG_FILE=\"" + log +
+                          "\"\n");
+    auto client = Device("GW_PORT_NAME=\"tcp:127.0.0.1:" + port + ":candump\"\n");
+    ASSERT_EQ((*gateway)->Connect(), 0);
+    ASSERT_EQ((*client)->Connect(), 0);
+    EXPECT_NE((*client)->IsConnected(), 0);
+
+    // The client hears the device once its connection has been accepted.
+    const N2KMsg sent = ProductInformation();
+    N2KMsg got{};
+    ASSERT_TRUE(Eventually([&] {
+        N2KMsg msg = sent;
+        (*gateway)->PutMsg(&msg);
+        return (*client)->GetMsg(&got) == N2K_OK;
+    }));
+    EXPECT_TRUE(SameMessage(sent, got));
+    EXPECT_EQ(got.transport, 2);
+    (*gateway)->DisConnect();
+    EXPECT_EQ((*gateway)->IsConnected(), 0);
+
+    // Every fast-packet frame the gateway sent is in the log, and replaying
+    // it gives the message back.
+    auto replay = Device("GW_PORT_NAME=\"file:" + log + ":fast\"\n");
+    ASSERT_EQ((*replay)->Connect(), 0);
+    N2KMsg replayed{};
+    ASSERT_TRUE(Eventually([&] { return (*replay)->GetMsg(&replayed) == N2K_OK; }));
+    EXPECT_TRUE(SameMessage(sent, replayed));
+}
+
+TEST(NetworkEndToEnd, UnreachableNetworksFailConnectWithoutHanging) {
+    const std::string port = std::to_string(FreePort());
+    auto refused = Device("GW_PORT_NAME=\"tcp:127.0.0.1:" + port + "\"\n");
+    EXPECT_LT((*refused)->Connect(), 0);
+    EXPECT_EQ((*refused)->IsConnected(), 0);
+    auto missing = Device("GW_PORT_NAME=\"file:/nonexistent/trip.log\"\n");
+    EXPECT_LT((*missing)->Connect(), 0);
+    auto malformed = Device("GW_PORT_NAME=\"tcp:nowhere\"\n");
+    EXPECT_LT((*malformed)->Connect(), 0);
+}

@@ -1,0 +1,60 @@
+// The link to a network gateway over UDP, between links and plain sockets
+// on loopback.
+#include "platform/gateway/UdpLink.h"
+#include "tests/platform/gateway/SocketLinkRig.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using ferrow::platform::UdpLink;
+using namespace ferrow::test;
+
+TEST(UdpLink, ReceivesOnThePortItSendsTo) {
+    UdpLink link(kLoopback, FreePort(SOCK_DGRAM), Hex());
+    std::string error;
+    ASSERT_EQ(link.Open(error), 0) << error;
+    EXPECT_TRUE(link.IsUp());
+    ASSERT_TRUE(link.Send(FrameOf(0x09F11223, 1)));
+    EXPECT_EQ(NextFrame(link), FrameOf(0x09F11223, 1));
+}
+
+TEST(UdpLink, CarriesFramesBothWaysBetweenTwoLinks) {
+    const uint16_t bPort = FreePort(SOCK_DGRAM);
+    UdpLink a(kLoopback, bPort, 0, Hex());
+    std::string error;
+    ASSERT_EQ(a.Open(error), 0) << error;
+    UdpLink b(kLoopback, a.LocalPort(), bPort, Hex());
+    ASSERT_EQ(b.Open(error), 0) << error;
+
+    ASSERT_TRUE(a.Send(FrameOf(0x100, 1)));
+    EXPECT_EQ(NextFrame(b), FrameOf(0x100, 1));
+    ASSERT_TRUE(b.Send(FrameOf(0x200, 2)));
+    EXPECT_EQ(NextFrame(a), FrameOf(0x200, 2));
+}
+
+TEST(UdpLink, TakesEveryLineOfADatagramAndSkipsGarbage) {
+    UdpLink link(kLoopback, 9, 0, Hex());
+    std::string error;
+    ASSERT_EQ(link.Open(error), 0) << error;
+    const ferrow::platform::Socket raw(::socket(AF_INET, SOCK_DGRAM, 0));
+    const sockaddr_in to = LoopbackAddress(link.LocalPort());
+    const std::string datagram = "00000100#015C3D\r\nnonsense\n" + std::string(5000, 'F') +
+                                 "\n00000200#025C3D";
+    ASSERT_EQ(sendto(raw.Fd(), datagram.data(), datagram.size(), 0,
+                     reinterpret_cast<const sockaddr*>(&to), sizeof to),
+              static_cast<ssize_t>(datagram.size()));
+    EXPECT_EQ(NextFrame(link), FrameOf(0x100, 1));
+    EXPECT_EQ(NextFrame(link), FrameOf(0x200, 2));
+    EXPECT_EQ(link.GetCounters().badLines, 2u);
+}
+
+TEST(UdpLink, OpenFailsWithASentenceForAnUnknownHost) {
+    UdpLink link("", 9, 0, Hex());
+    std::string error;
+    EXPECT_LT(link.Open(error), 0);
+    EXPECT_EQ(error.rfind("No IPv4 address is known for host ''", 0), 0u) << error;
+    EXPECT_FALSE(link.Send(FrameOf(0x100, 1)));
+}
+
+}  // namespace
