@@ -29,7 +29,8 @@ void Require(bool condition, const char* what) {
     std::abort();
 }
 
-void RoundTrip(const LineFormat& format, std::string_view line) {
+// `keepsDirection`: the format writes the direction (candump lines do not).
+void RoundTrip(const LineFormat& format, std::string_view line, bool keepsDirection) {
     const auto parsed = format.Parse(line);
     if (!parsed) return;
     Require(parsed->frame.length <= ferrow::platform::CanFrame::kMaxLength, "length over 8");
@@ -38,7 +39,8 @@ void RoundTrip(const LineFormat& format, std::string_view line) {
     const auto again = format.Parse(written.substr(0, written.find_first_of("\r\n")));
     Require(again.has_value(), "a written line does not read back");
     Require(again->frame == parsed->frame, "frame changed through write and read");
-    Require(again->direction == parsed->direction, "direction changed through write and read");
+    Require(!keepsDirection || again->direction == parsed->direction,
+            "direction changed through write and read");
     Require(!parsed->time || again->time == parsed->time, "time changed through write and read");
 }
 
@@ -55,8 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::size_t length = end - start;
         const auto line = std::make_unique<char[]>(length == 0 ? 1 : length);
         std::copy(text + start, text + end, line.get());
-        RoundTrip(raw, std::string_view(line.get(), length));
-        RoundTrip(candump, std::string_view(line.get(), length));
+        RoundTrip(raw, std::string_view(line.get(), length), true);
+        RoundTrip(candump, std::string_view(line.get(), length), false);
         start = end + 1;
     }
     return 0;

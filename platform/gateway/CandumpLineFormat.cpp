@@ -40,14 +40,21 @@ std::optional<long long> Digits(std::string_view text, std::size_t least, std::s
     return value;
 }
 
-// "seconds.micros" between the parentheses.
+// "seconds.micros" between the parentheses. The logging tools write six
+// digits of fraction; other encoders write fewer or none, which read the same.
 std::optional<microseconds> Stamp(std::string_view text) {
     const std::size_t dot = text.find('.');
-    if (dot == std::string_view::npos) return std::nullopt;
     const auto seconds = Digits(text.substr(0, dot), 1, kMaxSecondDigits);
-    const auto micros = Digits(text.substr(dot + 1), kFractionDigits, kFractionDigits);
-    if (!seconds || !micros) return std::nullopt;
-    return microseconds(*seconds * 1000000 + *micros);
+    if (!seconds) return std::nullopt;
+    long long micros = 0;
+    if (dot != std::string_view::npos) {
+        const std::string_view fraction = text.substr(dot + 1);
+        const auto digits = Digits(fraction, 1, kFractionDigits);
+        if (!digits) return std::nullopt;
+        micros = *digits;
+        for (std::size_t n = fraction.size(); n < kFractionDigits; ++n) micros *= 10;
+    }
+    return microseconds(*seconds * 1000000 + micros);
 }
 
 // "09F11223#005C3D".
@@ -107,7 +114,7 @@ std::optional<LineFormat::Line> CandumpLineFormat::Parse(std::string_view line) 
     return result;
 }
 
-std::string CandumpLineFormat::Format(const CanFrame& frame, Direction direction,
+std::string CandumpLineFormat::Format(const CanFrame& frame, Direction,
                                       microseconds since) const {
     const long long micros = std::max<long long>(since.count(), 0);
     char stamp[48];
@@ -119,7 +126,6 @@ std::string CandumpLineFormat::Format(const CanFrame& frame, Direction direction
     line.push_back('#');
     const uint8_t length = std::min(frame.length, CanFrame::kMaxLength);
     for (uint8_t i = 0; i < length; ++i) HexText::Append(line, frame.data[i], 2);
-    if (direction == Direction::Transmitted) line += " T";
     line.push_back('\n');
     return line;
 }

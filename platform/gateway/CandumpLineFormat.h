@@ -20,8 +20,9 @@ public:
     // error frames, none of which NMEA 2000 carries. A trailing " R" or
     // " T", as candump -x writes it, gives the direction; received without.
     std::optional<Line> Parse(std::string_view line) const override;
-    // Received frames bare, transmitted ones marked " T"; ends LF. Times
-    // before the epoch are written as the epoch.
+    // The plain three-field line, whatever the direction, since readers of
+    // the format refuse the marker; ends LF. Times before the epoch are
+    // written as the epoch.
     std::string Format(const CanFrame& frame, Direction direction,
                        std::chrono::microseconds since) const override;
 

@@ -41,7 +41,7 @@ TEST(FrameLog, AppendsOneCandumpLinePerFrameWithTheWallClockTime) {
     log.Record(frame, Direction::Transmitted);
     EXPECT_EQ(TempDir::Read(path), "(1699999999.000000) can0 00000000#\n"
                                    "(1700000000.000000) n2k 09F11223#005C\n"
-                                   "(1700000000.250000) n2k 1FFFFFFF# T\n");
+                                   "(1700000000.250000) n2k 1FFFFFFF#\n");
     EXPECT_EQ(log.TakeError(), "");
 }
 

@@ -1,0 +1,661 @@
+// Our CAN framing against canboatjs, an independent NMEA 2000 decoder and
+// encoder (tests/peer/decode.js runs it under node):
+//   - messages our codec frames, from three senders interleaved and recorded
+//     through FrameLog as candump -L lines, decode there to the PGN, source,
+//     destination, priority, payload and field values we sent;
+//   - the candump -L and plain-text gateway lines canboatjs encodes read back
+//     through our line formats and codec to the messages it encoded;
+//   - our table of fast-packet PGNs agrees with canboatjs's PGN database.
+// canboatjs has no ISO transport and drops a faulty fast-packet sequence
+// without a word, so only standard PGNs a fast packet or a frame carries are
+// used, and a message it does not report counts as a failure.
+// Without node or the installed package the tests skip, or fail when CI is set.
+#include "platform/can/CanFrame.h"
+#include "platform/can/FastPacketPgns.h"
+#include "platform/can/N2KCanCodec.h"
+#include "platform/gateway/CandumpLineFormat.h"
+#include "platform/gateway/FrameLog.h"
+#include "platform/gateway/RawLineFormat.h"
+#include "tests/support/TempDir.h"
+
+#include <ferrow/N2KMsg.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <spawn.h>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+using ferrow::platform::CandumpLineFormat;
+using ferrow::platform::CanFrame;
+using ferrow::platform::FastPacketPgns;
+using ferrow::platform::FrameLog;
+using ferrow::platform::LineFormat;
+using ferrow::platform::N2KCanCodec;
+using ferrow::platform::RawLineFormat;
+using ferrow::test::TempDir;
+using namespace std::chrono_literals;
+
+constexpr uint8_t kSingleFrame = 1;
+constexpr uint8_t kFastPacket = 2;
+constexpr uint8_t kGlobal = 255;
+// No node run may take longer than this.
+constexpr auto kNodeTimeout = 60s;
+
+// ---------------------------------------------------------------------------
+// The peer: node and the installed package.
+
+std::string PeerDir() { return FERROW_PEER_DIR; }
+
+std::string FindNode() {
+    if (const char* given = std::getenv("FERROW_NODE"); given && *given) {
+        return ::access(given, X_OK) == 0 ? given : "";
+    }
+    const char* path = std::getenv("PATH");
+    std::istringstream dirs(path ? path : "");
+    std::string dir;
+    while (std::getline(dirs, dir, ':')) {
+        if (dir.empty()) continue;
+        const std::string candidate = dir + "/node";
+        if (::access(candidate.c_str(), X_OK) == 0) return candidate;
+    }
+    return {};
+}
+
+// Why the peer cannot run, empty when it can.
+std::string PeerMissing() {
+    if (FindNode().empty()) return "no node to run (FERROW_NODE, else PATH)";
+    const std::string package = PeerDir() + "/node_modules/@canboat/canboatjs/package.json";
+    if (!std::filesystem::exists(package)) {
+        return "canboatjs is not installed: run tests/peer/install.sh (no " + package + ")";
+    }
+    return {};
+}
+
+bool InCi() {
+    const char* ci = std::getenv("CI");
+    return ci && *ci;
+}
+
+// Fails under CI, skips elsewhere, when the peer cannot run.
+#define REQUIRE_PEER()                                                                 \
+    do {                                                                               \
+        const std::string missing = PeerMissing();                                     \
+        if (!missing.empty()) {                                                        \
+            if (InCi()) FAIL() << "CI is set and the canboatjs peer is missing: " << missing; \
+            GTEST_SKIP() << "canboatjs peer not available: " << missing;               \
+        }                                                                              \
+    } while (0)
+
+struct NodeRun {
+    bool finished = false;  // false: killed at the timeout, or not started
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+// Runs `node decode.js args...` with its output in files under `dir`, killed
+// when it outlasts kNodeTimeout.
+NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args) {
+    NodeRun run;
+    const std::string outFile = dir.File("node.out");
+    const std::string errFile = dir.File("node.err");
+    std::vector<std::string> argv = {FindNode(), PeerDir() + "/decode.js"};
+    argv.insert(argv.end(), args.begin(), args.end());
+    std::vector<char*> cargv;
+    for (std::string& arg : argv) cargv.push_back(arg.data());
+    cargv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outFile.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errFile.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = -1;
+    const int spawned = posix_spawn(&pid, cargv[0], &actions, nullptr, cargv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0) {
+        run.err = std::string("cannot start node: ") + std::strerror(spawned);
+        return run;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + kNodeTimeout;
+    int status = 0;
+    for (;;) {
+        const pid_t done = ::waitpid(pid, &status, WNOHANG);
+        if (done == pid) {
+            run.finished = true;
+            break;
+        }
+        if (done < 0 || std::chrono::steady_clock::now() >= deadline) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, &status, 0);
+            break;
+        }
+        std::this_thread::sleep_for(10ms);
+    }
+    if (run.finished && WIFEXITED(status)) run.exitCode = WEXITSTATUS(status);
+    run.out = TempDir::Read(outFile);
+    run.err += TempDir::Read(errFile);
+    return run;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    std::string line;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (!line.empty()) lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string Hex(const uint8_t* data, std::size_t length) {
+    std::string text;
+    char byte[3];
+    for (std::size_t i = 0; i < length; ++i) {
+        std::snprintf(byte, sizeof byte, "%02X", data[i]);
+        text += byte;
+    }
+    return text;
+}
+
+std::string PayloadHex(const N2KMsg& msg) { return Hex(msg.data, msg.length); }
+
+// Equal as JSON values: numbers within rounding, anything else as written.
+bool SameValue(const std::string& got, const std::string& want) {
+    char* gotEnd = nullptr;
+    char* wantEnd = nullptr;
+    const double g = std::strtod(got.c_str(), &gotEnd);
+    const double w = std::strtod(want.c_str(), &wantEnd);
+    if (!got.empty() && !want.empty() && *gotEnd == '\0' && *wantEnd == '\0') {
+        return std::fabs(g - w) <= 1e-9 * std::max(1.0, std::fabs(w));
+    }
+    return got == want;
+}
+
+// ---------------------------------------------------------------------------
+// Payloads built byte by byte, little-endian as NMEA 2000 has them.
+
+class Payload {
+public:
+    Payload& Le(int64_t value, int bytes) {
+        for (int i = 0; i < bytes; ++i) data_.push_back(uint8_t(uint64_t(value) >> (8 * i)));
+        return *this;
+    }
+    Payload& U8(int64_t value) { return Le(value, 1); }
+    Payload& U16(int64_t value) { return Le(value, 2); }
+    Payload& U24(int64_t value) { return Le(value, 3); }
+    Payload& U32(int64_t value) { return Le(value, 4); }
+    Payload& U64(int64_t value) { return Le(value, 8); }
+    // A fixed-width text field padded with 0xFF.
+    Payload& Fixed(const std::string& text, std::size_t width) {
+        for (std::size_t i = 0; i < width; ++i) {
+            data_.push_back(i < text.size() ? uint8_t(text[i]) : 0xFF);
+        }
+        return *this;
+    }
+    // A variable text field: its length with these two bytes, 1 for ASCII,
+    // the characters.
+    Payload& Lau(const std::string& text) {
+        data_.push_back(uint8_t(text.size() + 2));
+        data_.push_back(1);
+        data_.insert(data_.end(), text.begin(), text.end());
+        return *this;
+    }
+    const std::vector<uint8_t>& Bytes() const { return data_; }
+
+private:
+    std::vector<uint8_t> data_;
+};
+
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+// A message we send, with the field values canboatjs must find in it (JSON).
+struct Sent {
+    N2KMsg msg;
+    Fields fields;
+};
+
+Sent Make(uint32_t pgn, uint8_t priority, uint8_t source, uint8_t destination,
+          uint8_t transport, const Payload& payload, Fields fields) {
+    Sent sent{};
+    sent.msg.pgn = pgn;
+    sent.msg.priority = priority;
+    sent.msg.addressA = source;
+    sent.msg.addressB = destination;
+    sent.msg.transport = transport;
+    sent.msg.length = uint16_t(payload.Bytes().size());
+    std::copy(payload.Bytes().begin(), payload.Bytes().end(), sent.msg.data);
+    sent.fields = std::move(fields);
+    return sent;
+}
+
+// 127250 Vessel Heading: 8 bytes.
+Sent Heading(uint8_t source, int sid, int heading, int variation) {
+    return Make(127250, 2, source, kGlobal, kSingleFrame,
+                Payload().U8(sid).U16(heading).U16(0x7FFF).U16(variation).U8(0xFD),
+                {{"sid", std::to_string(sid)},
+                 {"heading", std::to_string(heading * 1e-4)},
+                 {"variation", std::to_string(variation * 1e-4)},
+                 {"reference", "1"}});
+}
+
+// 126998 Configuration Information: three variable texts, 6 + their lengths.
+Sent Configuration(uint8_t source, const std::string& a, const std::string& b,
+                   const std::string& c) {
+    Fields fields;
+    if (!a.empty()) fields.push_back({"installationDescription1", "\"" + a + "\""});
+    if (!b.empty()) fields.push_back({"installationDescription2", "\"" + b + "\""});
+    if (!c.empty()) fields.push_back({"manufacturerInformation", "\"" + c + "\""});
+    return Make(126998, 6, source, kGlobal, kFastPacket, Payload().Lau(a).Lau(b).Lau(c),
+                std::move(fields));
+}
+
+// 126464 PGN List: a function code and 3 bytes a PGN.
+Sent PgnList(uint8_t source, int function, const std::vector<uint32_t>& pgns) {
+    Payload payload;
+    payload.U8(function);
+    for (uint32_t pgn : pgns) payload.U24(pgn);
+    Fields fields = {{"functionCode", std::to_string(function)}};
+    for (std::size_t i = 0; i < pgns.size(); ++i) {
+        fields.push_back({"list." + std::to_string(i) + ".pgn", std::to_string(pgns[i])});
+    }
+    return Make(126464, 6, source, kGlobal, kFastPacket, payload, std::move(fields));
+}
+
+std::string Repeat(const std::string& unit, std::size_t length) {
+    std::string text;
+    while (text.size() < length) text += unit;
+    text.resize(length);
+    return text;
+}
+
+// Three senders, each sending its messages in order.
+std::vector<std::vector<Sent>> Senders() {
+    std::vector<uint32_t> many;
+    for (uint32_t i = 0; i < 74; ++i) many.push_back(126208 + i);  // 1 + 3 * 74 = 223 bytes
+
+    std::vector<Sent> a;
+    a.push_back(Heading(0x23, 0x12, 12345, -300));
+    a.push_back(Configuration(0x23, "", "", ""));      // 6 bytes: one frame
+    a.push_back(Configuration(0x23, "A", "", ""));     // 7 bytes: two frames
+    a.push_back(Configuration(0x23, "AB", "", ""));    // 8 bytes
+    // 129029 GNSS Position Data, 43 bytes without reference stations.
+    a.push_back(Make(129029, 3, 0x23, kGlobal, kFastPacket,
+                     Payload()
+                         .U8(7)
+                         .U16(19675)
+                         .U32(360005000)
+                         .U64(521234567890000000LL)
+                         .U64(-45000000000000000LL)
+                         .U64(12500000)
+                         .U8(0x10)
+                         .U8(0xFC)
+                         .U8(9)
+                         .U16(80)
+                         .U16(150)
+                         .U32(4700)
+                         .U8(0),
+                     {{"sid", "7"},
+                      {"latitude", "52.12345678900000"},
+                      {"longitude", "-4.5"},
+                      {"altitude", "12.5"},
+                      {"numberOfSvs", "9"},
+                      {"hdop", "0.8"},
+                      {"pdop", "1.5"},
+                      {"geoidalSeparation", "47"},
+                      {"referenceStations", "0"}}));
+    a.push_back(PgnList(0x23, 0, many));  // 223 bytes: 32 frames
+
+    std::vector<Sent> b;
+    // 127508 Battery Status: 8 bytes.
+    b.push_back(Make(127508, 6, 0x24, kGlobal, kSingleFrame,
+                     Payload().U8(1).U16(1280).U16(-52).U16(29815).U8(3),
+                     {{"instance", "1"},
+                      {"voltage", "12.8"},
+                      {"current", "-5.2"},
+                      {"temperature", "298.15"},
+                      {"sid", "3"}}));
+    // 59904 ISO Request, addressed.
+    b.push_back(Make(59904, 6, 0x24, 0x42, kSingleFrame, Payload().U24(126996),
+                     {{"pgn", "126996"}}));
+    b.push_back(Configuration(0x24, "ABC", "", ""));  // 9 bytes
+    b.push_back(PgnList(0x24, 1, {127250, 127508}));  // 7 bytes
+    // 126208 Request group function, addressed fast packet: 11 bytes.
+    b.push_back(Make(126208, 3, 0x24, 0x42, kFastPacket,
+                     Payload().U8(0).U24(126996).U32(0xFFFFFFFF).U16(0xFFFF).U8(0),
+                     {{"pgn", "126996"}, {"numberOfParameters", "0"}}));
+    // 126996 Product Information: 134 bytes.
+    b.push_back(Make(126996, 6, 0x24, kGlobal, kFastPacket,
+                     Payload()
+                         .U16(2100)
+                         .U16(1234)
+                         .Fixed("Ferrow peer", 32)
+                         .Fixed("1.0.0", 32)
+                         .Fixed("A", 32)
+                         .Fixed("42", 32)
+                         .U8(1)
+                         .U8(2),
+                     {{"nmea2000Version", "2.1"},
+                      {"productCode", "1234"},
+                      {"modelId", "\"Ferrow peer\""},
+                      {"softwareVersionCode", "\"1.0.0\""},
+                      {"modelVersion", "\"A\""},
+                      {"modelSerialCode", "\"42\""},
+                      {"certificationLevel", "1"},
+                      {"loadEquivalency", "2"}}));
+
+    std::vector<Sent> c;
+    c.push_back(Configuration(0x31, "Helm 1", "", "x"));    // 13 bytes
+    c.push_back(Configuration(0x31, "Engine", "", "Ok"));   // 14 bytes
+    c.push_back(PgnList(0x31, 0, {127250, 127508, 129029, 126996}));  // 13 bytes
+    c.push_back(Configuration(0x31, Repeat("Port engine room ", 70), Repeat("Mast-", 70),
+                              Repeat("Ferrow 0123456789 ", 77)));  // 223 bytes
+    c.push_back(Heading(0x31, 0, 0, 0));
+    return {a, b, c};
+}
+
+// The frames of each sender, taken one frame from each in turn.
+std::vector<CanFrame> Interleave(const std::vector<std::vector<CanFrame>>& senders) {
+    std::vector<CanFrame> frames;
+    for (std::size_t i = 0;; ++i) {
+        bool any = false;
+        for (const auto& sender : senders) {
+            if (i < sender.size()) {
+                frames.push_back(sender[i]);
+                any = true;
+            }
+        }
+        if (!any) return frames;
+    }
+}
+
+// What canboatjs decoded.
+struct Decoded {
+    uint32_t pgn = 0;
+    int src = -1;
+    int dst = -1;
+    int prio = -1;
+    int frames = 0;
+    std::string payload;
+    std::map<std::string, std::string> fields;
+};
+
+std::vector<Decoded> ParseDecoded(const std::vector<std::string>& lines,
+                                  std::vector<std::string>& complaints) {
+    std::vector<Decoded> decoded;
+    for (const std::string& line : lines) {
+        std::istringstream in(line);
+        std::string kind;
+        in >> kind;
+        if (kind == "MSG") {
+            Decoded d;
+            in >> d.pgn >> d.src >> d.dst >> d.prio >> d.frames >> d.payload;
+            decoded.push_back(d);
+        } else if (kind == "FIELD" && !decoded.empty()) {
+            std::string key;
+            in >> key;
+            std::string value;
+            std::getline(in >> std::ws, value);
+            decoded.back().fields[key] = value;
+        } else if (kind != "END") {
+            complaints.push_back(line);
+        }
+    }
+    return decoded;
+}
+
+// Fast-packet frames a message of `length` bytes takes.
+int FastFrames(uint16_t length) { return length <= 6 ? 1 : 1 + (length - 6 + 6) / 7; }
+
+// ---------------------------------------------------------------------------
+
+TEST(CanboatPeer, DecodesOurFramesAsWeSentThem) {
+    REQUIRE_PEER();
+    const auto senders = Senders();
+    std::vector<std::vector<CanFrame>> framesBySender;
+    for (const auto& messages : senders) {
+        N2KCanCodec codec(messages.front().msg.addressA);
+        std::vector<CanFrame> frames;
+        for (const Sent& sent : messages) {
+            ASSERT_EQ(codec.Send(sent.msg, 0ms, frames), N2K_OK) << "pgn " << sent.msg.pgn;
+        }
+        framesBySender.push_back(frames);
+    }
+
+    TempDir dir;
+    const std::string log = dir.File("ours.log");
+    {
+        FrameLog recorder(log, "can0", [] {
+            return std::chrono::system_clock::time_point(std::chrono::seconds(1700000000));
+        });
+        std::string error;
+        ASSERT_EQ(recorder.Open(error), 0) << error;
+        for (const CanFrame& frame : Interleave(framesBySender)) {
+            recorder.Record(frame, LineFormat::Direction::Received);
+        }
+        recorder.Close();
+        ASSERT_EQ(recorder.TakeError(), "");
+    }
+
+    const NodeRun run = RunPeer(dir, {"decode", log});
+    ASSERT_TRUE(run.finished) << "node did not finish within the timeout";
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    std::vector<std::string> complaints;
+    const std::vector<Decoded> decoded = ParseDecoded(Lines(run.out), complaints);
+    EXPECT_TRUE(complaints.empty()) << "canboatjs complained:\n" << ::testing::PrintToString(complaints);
+
+    std::size_t total = 0;
+    for (const auto& messages : senders) {
+        const int source = messages.front().msg.addressA;
+        std::vector<Decoded> fromSource;
+        std::copy_if(decoded.begin(), decoded.end(), std::back_inserter(fromSource),
+                     [&](const Decoded& d) { return d.src == source; });
+        total += fromSource.size();
+        ASSERT_EQ(fromSource.size(), messages.size()) << "messages from source " << source;
+        for (std::size_t i = 0; i < messages.size(); ++i) {
+            const N2KMsg& sent = messages[i].msg;
+            const Decoded& got = fromSource[i];
+            SCOPED_TRACE(::testing::Message() << "source " << source << " message " << i << " pgn "
+                                              << sent.pgn << " length " << sent.length);
+            EXPECT_EQ(got.pgn, sent.pgn);
+            EXPECT_EQ(got.dst, sent.addressB);
+            EXPECT_EQ(got.prio, sent.priority);
+            EXPECT_EQ(got.frames, sent.transport == kFastPacket ? FastFrames(sent.length) : 1);
+            EXPECT_EQ(got.payload, PayloadHex(sent));
+            for (const auto& [key, want] : messages[i].fields) {
+                const auto field = got.fields.find(key);
+                if (field == got.fields.end()) {
+                    ADD_FAILURE() << "canboatjs found no field " << key;
+                    continue;
+                }
+                EXPECT_TRUE(SameValue(field->second, want))
+                    << key << ": canboatjs " << field->second << ", we sent " << want;
+            }
+        }
+    }
+    EXPECT_EQ(total, decoded.size()) << "canboatjs decoded messages from other sources";
+}
+
+// Messages as canboatjs's encoder takes them, one source and PGN each.
+constexpr const char* kPeerMessages = R"([
+  {"pgn":127250,"prio":2,"src":35,"dst":255,
+   "fields":{"sid":18,"heading":1.2345,"deviation":0.0021,"variation":-0.03,"reference":1}},
+  {"pgn":127508,"prio":6,"src":36,"dst":255,
+   "fields":{"instance":1,"voltage":12.8,"current":-5.2,"temperature":298.15,"sid":3}},
+  {"pgn":59904,"prio":6,"src":49,"dst":66,"fields":{"pgn":126996}},
+  {"pgn":126996,"prio":6,"src":35,"dst":255,
+   "fields":{"nmea2000Version":2.1,"productCode":1234,"modelId":"Ferrow peer",
+             "softwareVersionCode":"1.0.0","modelVersion":"A","modelSerialCode":"42",
+             "certificationLevel":1,"loadEquivalency":2}},
+  {"pgn":129029,"prio":3,"src":36,"dst":255,
+   "fields":{"sid":7,"date":"2023.11.14","latitude":52.123456789,"longitude":-4.5,
+             "altitude":12.5,"gnssType":0,"method":1,"integrity":0,"numberOfSvs":9,
+             "hdop":0.8,"pdop":1.5,"geoidalSeparation":47,"referenceStations":0}},
+  {"pgn":126464,"prio":6,"src":49,"dst":255,
+   "fields":{"functionCode":0,"list":[{"pgn":127250},{"pgn":127508},{"pgn":129029},{"pgn":126996}]}},
+  {"pgn":126998,"prio":6,"src":50,"dst":255,
+   "fields":{"installationDescription1":"Helm 1","installationDescription2":"","manufacturerInformation":"Ok"}}
+])";
+
+struct PeerEncoded {
+    uint32_t pgn;
+    uint8_t priority;
+    uint8_t source;
+    uint8_t destination;
+};
+constexpr PeerEncoded kPeerHeaders[] = {
+    {127250, 2, 35, 255}, {127508, 6, 36, 255}, {59904, 6, 49, 66},   {126996, 6, 35, 255},
+    {129029, 3, 36, 255}, {126464, 6, 49, 255}, {126998, 6, 50, 255},
+};
+constexpr std::size_t kPeerCount = sizeof kPeerHeaders / sizeof kPeerHeaders[0];
+
+// Reads canboatjs's lines of one kind through `format` and our codec, the
+// lines of its messages taken one from each in turn, and checks each message
+// against the header it was given and the payload canboatjs encoded.
+void ExpectOurCodecReads(const std::map<int, std::vector<std::string>>& lines,
+                         const std::map<int, std::string>& payloads, const LineFormat& format) {
+    std::vector<std::vector<CanFrame>> framesByMessage;
+    for (const auto& [index, texts] : lines) {
+        std::vector<CanFrame> frames;
+        for (const std::string& text : texts) {
+            const auto line = format.Parse(text);
+            if (!line) {
+                ADD_FAILURE() << "our line format refused canboatjs's line: " << text;
+                continue;
+            }
+            frames.push_back(line->frame);
+        }
+        framesByMessage.push_back(frames);
+    }
+
+    N2KCanCodec codec;
+    std::vector<N2KMsg> received;
+    std::vector<CanFrame> replies;
+    for (const CanFrame& frame : Interleave(framesByMessage)) {
+        N2KMsg msg{};
+        if (codec.Receive(frame, 0ms, msg, replies)) received.push_back(msg);
+    }
+    EXPECT_TRUE(replies.empty());
+    ASSERT_EQ(received.size(), kPeerCount);
+    for (std::size_t i = 0; i < kPeerCount; ++i) {
+        const PeerEncoded& want = kPeerHeaders[i];
+        SCOPED_TRACE(::testing::Message() << "message " << i << " pgn " << want.pgn);
+        const auto got = std::find_if(received.begin(), received.end(), [&](const N2KMsg& m) {
+            return m.pgn == want.pgn && m.addressA == want.source;
+        });
+        ASSERT_NE(got, received.end()) << "our codec did not deliver it";
+        EXPECT_EQ(got->priority, want.priority);
+        EXPECT_EQ(got->addressB, want.destination);
+        EXPECT_EQ(got->transport, FastPacketPgns::Contains(want.pgn) ? kFastPacket : kSingleFrame);
+        const auto payload = payloads.find(int(i));
+        ASSERT_NE(payload, payloads.end());
+        EXPECT_EQ(PayloadHex(*got), payload->second);
+    }
+}
+
+TEST(CanboatPeer, OurLineFormatsAndCodecReadWhatItEncodes) {
+    REQUIRE_PEER();
+    TempDir dir;
+    const std::string input = dir.File("messages.json");
+    TempDir::Write(input, kPeerMessages);
+    const NodeRun run = RunPeer(dir, {"encode", input});
+    ASSERT_TRUE(run.finished) << "node did not finish within the timeout";
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+
+    std::map<int, std::string> payloads;
+    std::map<int, std::vector<std::string>> candump;
+    std::map<int, std::vector<std::string>> raw;
+    for (const std::string& line : Lines(run.out)) {
+        std::istringstream in(line);
+        std::string kind;
+        int index = -1;
+        in >> kind >> index;
+        std::string rest;
+        std::getline(in >> std::ws, rest);
+        if (kind == "DATA") {
+            payloads[index] = rest;
+        } else if (kind == "CANDUMP") {
+            candump[index].push_back(rest);
+        } else if (kind == "RAW") {
+            raw[index].push_back(rest);
+        } else {
+            ADD_FAILURE() << "canboatjs: " << line;
+        }
+    }
+    ASSERT_EQ(payloads.size(), kPeerCount);
+    // Where we know the bytes, canboatjs encoded them as we would.
+    EXPECT_EQ(payloads[0], "1239301500D4FEFD");
+    EXPECT_EQ(payloads[1], "010005CCFF777403");
+    EXPECT_EQ(payloads[2], "14F001");
+
+    {
+        SCOPED_TRACE("candump -L lines");
+        ExpectOurCodecReads(candump, payloads, CandumpLineFormat());
+    }
+    {
+        SCOPED_TRACE("plain-text gateway lines");
+        ExpectOurCodecReads(raw, payloads, RawLineFormat());
+    }
+}
+
+// PGNs our table sends as fast packets though canboatjs's database, newer than
+// the one the table was taken from, does not, or the other way round. Each
+// entry is a known difference, reported to be settled in the table.
+TEST(CanboatPeer, FastPacketPgnsAgreeWithItsDatabase) {
+    REQUIRE_PEER();
+    TempDir dir;
+    const NodeRun run = RunPeer(dir, {"fastpgns"});
+    ASSERT_TRUE(run.finished) << "node did not finish within the timeout";
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto lines = Lines(run.out);
+    ASSERT_EQ(lines.size(), 1u);
+    std::istringstream in(lines.front());
+    std::string kind;
+    in >> kind;
+    ASSERT_EQ(kind, "FASTPGNS");
+    std::set<uint32_t> theirs;
+    for (uint32_t pgn; in >> pgn;) theirs.insert(pgn);
+    ASSERT_GT(theirs.size(), 100u);
+
+    // Every PGN either side sends as a fast packet, outside the proprietary
+    // ranges whose members only the makers know.
+    for (uint32_t pgn = 0; pgn <= 0x1FFFF; ++pgn) {
+        const bool proprietary = pgn == 126720 || (pgn >= 130816 && pgn <= 131071);
+        if (proprietary) {
+            EXPECT_TRUE(FastPacketPgns::Contains(pgn)) << pgn;
+            continue;
+        }
+        const bool ours = FastPacketPgns::Contains(pgn);
+        const bool differs = ours != (theirs.count(pgn) == 1);
+        EXPECT_FALSE(differs)
+            << "PGN " << pgn << ": fast packet in our table " << ours << ", in canboatjs's "
+            << !ours;
+    }
+}
+
+}  // namespace
