@@ -5,7 +5,9 @@
 //     destination, priority, payload and field values we sent;
 //   - the candump -L and plain-text gateway lines canboatjs encodes read back
 //     through our line formats and codec to the messages it encoded;
-//   - our table of fast-packet PGNs agrees with canboatjs's PGN database.
+//   - our table of fast-packet PGNs agrees with canboatjs's PGN database;
+//   - its network-gateway client, a full node (tests/peer/node_gateway.js),
+//     connected to our emulator as the gateway answers our ISO request.
 // canboatjs has no ISO transport and drops a faulty fast-packet sequence
 // without a word, so only standard PGNs a fast packet or a frame carries are
 // used, and a message it does not report counts as a failure.
@@ -17,10 +19,15 @@
 #include "platform/gateway/FrameLog.h"
 #include "platform/gateway/RawLineFormat.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestEmulator.h"
 
 #include <ferrow/N2KMsg.h>
 
 #include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <chrono>
@@ -33,6 +40,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <set>
 #include <spawn.h>
 #include <sstream>
@@ -55,6 +63,7 @@ using ferrow::platform::LineFormat;
 using ferrow::platform::N2KCanCodec;
 using ferrow::platform::RawLineFormat;
 using ferrow::test::TempDir;
+using ferrow::test::TestEmulator;
 using namespace std::chrono_literals;
 
 constexpr uint8_t kSingleFrame = 1;
@@ -115,13 +124,13 @@ struct NodeRun {
     std::string err;
 };
 
-// Runs `node decode.js args...` with its output in files under `dir`, killed
-// when it outlasts kNodeTimeout.
-NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args) {
-    NodeRun run;
+// Starts `node SCRIPT args...` (SCRIPT in tests/peer) with its output in
+// files under `dir`; -1 with `error` set when it cannot start.
+pid_t StartNode(const TempDir& dir, const std::string& script,
+                const std::vector<std::string>& args, std::string& error) {
     const std::string outFile = dir.File("node.out");
     const std::string errFile = dir.File("node.err");
-    std::vector<std::string> argv = {FindNode(), PeerDir() + "/decode.js"};
+    std::vector<std::string> argv = {FindNode(), PeerDir() + "/" + script};
     argv.insert(argv.end(), args.begin(), args.end());
     std::vector<char*> cargv;
     for (std::string& arg : argv) cargv.push_back(arg.data());
@@ -138,9 +147,18 @@ NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args) {
     const int spawned = posix_spawn(&pid, cargv[0], &actions, nullptr, cargv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (spawned != 0) {
-        run.err = std::string("cannot start node: ") + std::strerror(spawned);
-        return run;
+        error = std::string("cannot start node: ") + std::strerror(spawned);
+        return -1;
     }
+    return pid;
+}
+
+// Runs `node decode.js args...` with its output in files under `dir`, killed
+// when it outlasts kNodeTimeout.
+NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args) {
+    NodeRun run;
+    const pid_t pid = StartNode(dir, "decode.js", args, run.err);
+    if (pid < 0) return run;
     const auto deadline = std::chrono::steady_clock::now() + kNodeTimeout;
     int status = 0;
     for (;;) {
@@ -157,8 +175,8 @@ NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args) {
         std::this_thread::sleep_for(10ms);
     }
     if (run.finished && WIFEXITED(status)) run.exitCode = WEXITSTATUS(status);
-    run.out = TempDir::Read(outFile);
-    run.err += TempDir::Read(errFile);
+    run.out = TempDir::Read(dir.File("node.out"));
+    run.err += TempDir::Read(dir.File("node.err"));
     return run;
 }
 
@@ -656,6 +674,132 @@ TEST(CanboatPeer, FastPacketPgnsAgreeWithItsDatabase) {
             << "PGN " << pgn << ": fast packet in our table " << ours << ", in canboatjs's "
             << !ours;
     }
+}
+
+
+// ---------------------------------------------------------------------------
+// canboatjs as a node on our network: its network-gateway client, which
+// claims an address and answers ISO requests, connects (loopback, plain-text
+// lines) to our emulator as the gateway, and the firmware side asks it for its
+// Product Information.
+
+// No wait for the node may take longer than this.
+constexpr auto kNodeWait = 20s;
+
+// A loopback port that was free a moment ago.
+uint16_t FreeLoopbackPort() {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ::bind(fd, reinterpret_cast<sockaddr*>(&address), size);
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
+    ::close(fd);
+    return ntohs(address.sin_port);
+}
+
+// A node process, killed when it goes out of scope.
+class NodeProcess {
+public:
+    explicit NodeProcess(pid_t pid) : pid_(pid) {}
+    NodeProcess(const NodeProcess&) = delete;
+    NodeProcess& operator=(const NodeProcess&) = delete;
+    ~NodeProcess() { Stop(); }
+
+    bool Running() {
+        if (pid_ <= 0) return false;
+        int status = 0;
+        if (::waitpid(pid_, &status, WNOHANG) == 0) return true;
+        pid_ = -1;
+        return false;
+    }
+    void Stop() {
+        if (pid_ <= 0) return;
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+        pid_ = -1;
+    }
+
+private:
+    pid_t pid_;
+};
+
+TEST(CanboatPeer, ItsNetworkNodeAnswersOurRequestThroughOurGateway) {
+    REQUIRE_PEER();
+    TempDir dir;
+    const std::string port = std::to_string(FreeLoopbackPort());
+    // Plain-text gateway lines, the default on a socket.
+    TestEmulator gateway(nullptr, 0, nullptr, "GW_PORT_NAME=\"tcp-listen:" + port + "\"\n");
+    ASSERT_EQ(gateway->Connect(), 0);
+
+    std::string error;
+    NodeProcess node(StartNode(dir, "node_gateway.js", {port, "60"}, error));
+    ASSERT_TRUE(node.Running()) << error;
+
+    std::vector<std::string> heard;
+    const auto said = [&] {
+        return "we heard: " + ::testing::PrintToString(heard) + "\nthe node said:\n" +
+               TempDir::Read(dir.File("node.out")) + TempDir::Read(dir.File("node.err"));
+    };
+    // The first message from the network that `match` accepts, within kNodeWait.
+    const auto waitFor = [&](auto match, N2KMsg& got) {
+        const auto deadline = std::chrono::steady_clock::now() + kNodeWait;
+        while (std::chrono::steady_clock::now() < deadline) {
+            N2KMsg msg{};
+            if (gateway->GetMsg(&msg) == N2K_OK) {
+                heard.push_back(std::to_string(msg.pgn) + " from " + std::to_string(msg.addressA));
+                if (match(msg)) {
+                    got = msg;
+                    return true;
+                }
+                continue;
+            }
+            if (!node.Running()) return false;
+            std::this_thread::sleep_for(1ms);
+        }
+        return false;
+    };
+
+    // Its address claim: 8 bytes of name from the address it takes.
+    N2KMsg claim{};
+    ASSERT_TRUE(waitFor([](const N2KMsg& m) { return m.pgn == 60928 && m.length == 8; }, claim))
+        << "no address claim from the node\n" << said();
+    const uint8_t address = claim.addressA;
+    ASSERT_LT(address, 252) << said();
+    // Once its claim holds it announces its Product Information unasked;
+    // only then does it answer requests.
+    N2KMsg announced{};
+    ASSERT_TRUE(waitFor(
+        [&](const N2KMsg& m) { return m.pgn == 126996 && m.addressA == address; }, announced))
+        << "the node never announced itself\n" << said();
+
+    // ISO Request for 126996, from a firmware at 0x23 to the node.
+    N2KMsg request{};
+    request.pgn = 59904;
+    request.priority = 6;
+    request.addressA = 0x23;
+    request.addressB = address;
+    request.transport = kSingleFrame;
+    request.length = 3;
+    request.data[0] = 126996 & 0xFF;
+    request.data[1] = (126996 >> 8) & 0xFF;
+    request.data[2] = 126996 >> 16;
+    ASSERT_EQ(gateway->PutMsg(&request), N2K_OK);
+
+    N2KMsg answer{};
+    ASSERT_TRUE(waitFor([&](const N2KMsg& m) { return m.pgn == 126996; }, answer))
+        << "no Product Information after our request\n" << said();
+    EXPECT_EQ(answer.addressA, address);
+    EXPECT_EQ(answer.addressB, kGlobal);
+    EXPECT_EQ(answer.transport, kFastPacket);
+    // Version, product code, four 32-character texts, certification, load.
+    EXPECT_EQ(answer.length, 134);
+    EXPECT_EQ(answer.data[2] | answer.data[3] << 8, 667) << "canboatjs's default product code";
+    EXPECT_EQ(PayloadHex(answer), PayloadHex(announced));
+
+    node.Stop();
+    gateway->DisConnect();
 }
 
 }  // namespace
