@@ -64,6 +64,10 @@ void FrameTransport::PumpReceived() {
         }
         SendFrames(outgoing_);
     }
+    // The firmware polls on every loop pass; stale sessions need looking
+    // for only as often as their timeouts can tell.
+    if (now - lastExpire_ < kExpireInterval) return;
+    lastExpire_ = now;
     outgoing_.clear();
     codec_.Expire(now, outgoing_);
     SendFrames(outgoing_);

@@ -20,6 +20,9 @@ class FrameTransport : public GatewayTransport {
 public:
     // Messages reassembled but not yet fetched are kept up to this count.
     static constexpr size_t kReceiveLimit = 4096;
+    // How often half-built messages and silent sessions are timed out: well
+    // inside the shortest protocol timeout (750 ms).
+    static constexpr std::chrono::milliseconds kExpireInterval{100};
 
     using Clock = std::function<std::chrono::milliseconds()>;
 
@@ -49,6 +52,7 @@ private:
     std::deque<N2KMsg> received_;
     std::vector<CanFrame> outgoing_;
     uint64_t dropped_ = 0;
+    std::chrono::milliseconds lastExpire_{0};
 };
 
 }  // namespace ferrow::platform

@@ -6,6 +6,7 @@
 
 #include "platform/gateway/CandumpLineFormat.h"
 #include "platform/gateway/FrameLink.h"
+#include "platform/gateway/LineSplitter.h"
 #include "platform/gateway/RawLineFormat.h"
 
 #include <chrono>
@@ -32,7 +33,7 @@ public:
     };
 
     // Longer lines are no frame of either format and are skipped unread.
-    static constexpr std::size_t kMaxLineLength = 256;
+    static constexpr std::size_t kMaxLineLength = LineSplitter::kMaxLine;
 
     explicit LogReplayLink(std::string path);
     LogReplayLink(std::string path, Options options);
