@@ -4,17 +4,40 @@
 #include "platform/CallFrame.h"
 
 #include <cstring>
+#include <unordered_map>
 
 namespace ferrow::peripherals {
+namespace {
+
+// Every live peripheral by the address of its exported object.
+struct Objects {
+    std::mutex mutex;  // protects: bySelf
+    std::unordered_map<const void*, const Peripheral*> bySelf;
+};
+
+Objects& LiveObjects() {
+    static auto* objects = new Objects;
+    return *objects;
+}
+
+}  // namespace
 
 Peripheral::Peripheral(Ferrow_c* emulator, void* self, PeripheralKind kind, unsigned long noPanel,
                        ClearSlot clearSlot)
     : emulator_(emulator), self_(self), kind_(kind), noPanel_(noPanel), clearSlot_(clearSlot) {
     if (emulator != nullptr) emulator->ctx->Attach(this);
+    Objects& objects = LiveObjects();
+    std::lock_guard<std::mutex> guard(objects.mutex);
+    objects.bySelf[self] = this;
 }
 
 Peripheral::~Peripheral() {
     platform::CallFrame frame;
+    {
+        Objects& objects = LiveObjects();
+        std::lock_guard<std::mutex> guard(objects.mutex);
+        objects.bySelf.erase(self_);
+    }
     delete panel_;
     // The emulator's lock of its peripheral list keeps it from detaching us
     // while we leave.
@@ -59,6 +82,13 @@ void Peripheral::Start() {
 
 void Peripheral::Detach() { emulator_ = nullptr; }
 
+Ferrow_c* Peripheral::EmulatorOf(const void* self) {
+    Objects& objects = LiveObjects();
+    std::lock_guard<std::mutex> guard(objects.mutex);
+    const auto it = objects.bySelf.find(self);
+    return it != objects.bySelf.end() ? it->second->Emulator() : nullptr;
+}
+
 int Peripheral::SetName(const char* name) {
     platform::CallFrame frame;
     std::lock_guard<std::recursive_mutex> guard(lock_);
@@ -73,7 +103,7 @@ int Peripheral::GetName(char* buffer) {
 
 int Peripheral::StoreName(std::string& stored, const char* name) {
     if (name == nullptr) return -1;
-    stored = name;
+    stored.assign(name, strnlen(name, kMaxName));
     return 0;
 }
 

@@ -45,6 +45,10 @@ public:
 
     // The emulator, or null once it has been destroyed.
     Ferrow_c* Emulator() const { return emulator_.load(); }
+    // The emulator of the exported peripheral object at `self`, as a panel
+    // given only that object needs it; null when the object or its emulator
+    // has gone. Exported for the panels library.
+    FERROW_API static Ferrow_c* EmulatorOf(const void* self);
     // Called by the emulator's destructor: the peripheral outlives it.
     void Detach();
 
@@ -66,8 +70,13 @@ public:
     int SetName(const char* name);
     int GetName(char* buffer);
 
+    // Names are read into 256-byte buffers (the panels' among them), so a
+    // longer name keeps its first 255 bytes.
+    static constexpr size_t kMaxName = 255;
+
     // The name rule of every peripheral, for classes that name each record:
-    // a private copy is kept, null is refused, the whole name is copied out.
+    // a private copy of at most kMaxName bytes is kept, null is refused, the
+    // kept name is copied out whole.
     static int StoreName(std::string& stored, const char* name);
     static int CopyNameOut(const std::string& stored, char* buffer);
 

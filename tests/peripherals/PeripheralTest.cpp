@@ -71,7 +71,7 @@ TEST(Peripheral, PanelsComeFromTheInstalledProviderUnlessNoPanelIsSet) {
     EXPECT_EQ(modal.IsVisible(), 0) << "after a modal panel closes there is none";
 }
 
-TEST(Peripheral, NamesAreCopiedWholeAndNullsAreRefused) {
+TEST(Peripheral, NamesAreKeptUpTo255BytesAndNullsAreRefused) {
     TestEmulator emu;
     Ferrow_N2K_Mon_c mon(emu.emu.get(), 0, 4, 1);
     char buffer[1100];
@@ -83,7 +83,7 @@ TEST(Peripheral, NamesAreCopiedWholeAndNullsAreRefused) {
     EXPECT_EQ(mon.SetName(name.c_str()), 0);
     name[0] = 'Z';  // the object keeps its own copy
     EXPECT_EQ(mon.GetName(buffer), 0);
-    EXPECT_EQ(std::string(buffer).size(), 1000u);
+    EXPECT_EQ(std::string(buffer).size(), 255u) << "a 256-byte buffer holds every name";
     EXPECT_EQ(buffer[0], 'N');
     EXPECT_EQ(mon.SetName(nullptr), -1);
     EXPECT_EQ(mon.GetName(nullptr), -1);
