@@ -231,7 +231,10 @@ int CallFirstRegistered(Ferrow_c* self, int value, int (*fnObj)(void*, int), int
 }  // namespace
 
 int Ferrow_c::ConnectI() {
-    if (useGateway == 1) return gateway->Connect();
+    if (useGateway == 1) {
+        gateway->maxPortSearch = maxPortSearch;
+        return gateway->Connect();
+    }
     return CallFirstRegistered(this, gateway->connectionValue, ctx->connectFnObj,
                                ctx->connectFnInt, ctx->connectFn);
 }

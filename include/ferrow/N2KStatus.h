@@ -12,4 +12,7 @@ enum N2KStatus : int {
     N2K_BAD_MESSAGE = 3,
     // The network side could not take the message now.
     N2K_TX_BUSY = 4,
+    // Longer than the gateway's link carries: a serial gateway takes at most
+    // 249 data bytes in one message.
+    N2K_TOO_LONG = 5,
 };

@@ -65,7 +65,8 @@ std::string Brovik_c::LogFile() const {
 int Brovik_c::Connect() {
     std::lock_guard<std::mutex> lock(mutex_);
     if (!transport_) {
-        std::unique_ptr<GatewayTransport> transport = GatewayTransport::ForPort(PortName(), LogFile());
+        std::unique_ptr<GatewayTransport> transport =
+            GatewayTransport::ForPort(PortName(), LogFile(), maxPortSearch);
         const int opened = transport->Open();
         if (opened < 0) return opened;
         transport_ = std::move(transport);

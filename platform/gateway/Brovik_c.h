@@ -56,6 +56,8 @@ public:
     //   N2K_BAD_MESSAGE    a null record, or a length past the data field.
     //   N2K_TX_BUSY        the network cannot take the message now; a virtual
     //                      bus never answers it.
+    //   N2K_TOO_LONG       more data than the link carries in one message: a
+    //                      serial gateway takes at most 249 bytes.
     N2KStatus PutMsg(N2KMsg* msg);
     N2KStatus GetMsg(N2KMsg* msg);
 
@@ -75,6 +77,9 @@ public:
     std::atomic<int> connectionValue{0};
     // Cleared before the connection at start, set when it fails.
     std::atomic<int> connectFailed{0};
+    // How many serial devices the port name "auto" may try; set before
+    // Connect, from the emulator's "MAX_PORT_SEARCH".
+    int maxPortSearch = 20;
 
 private:
     bool wideConfig_;

@@ -7,6 +7,9 @@
 #include "platform/gateway/LogReplayLink.h"
 #include "platform/gateway/PortSpec.h"
 #include "platform/gateway/RawLineFormat.h"
+#include "platform/gateway/SerialDiscovery.h"
+#include "platform/gateway/SerialTransport.h"
+#include "platform/gateway/SocketCanLink.h"
 #include "platform/gateway/TcpClientLink.h"
 #include "platform/gateway/TcpListenLink.h"
 #include "platform/gateway/UdpLink.h"
@@ -47,8 +50,12 @@ std::unique_ptr<FrameLink> LinkFor(const PortSpec& port) {
             return std::make_unique<TcpListenLink>(port.port, FormatFor(port));
         case PortSpec::Kind::Udp:
             return std::make_unique<UdpLink>(port.name, port.port, FormatFor(port));
+        case PortSpec::Kind::SocketCan:
+            return std::make_unique<SocketCanLink>(port.name);
         case PortSpec::Kind::LogFile:
         case PortSpec::Kind::VirtualBus:
+        case PortSpec::Kind::Serial:
+        case PortSpec::Kind::SerialAuto:
             break;
     }
     LogReplayLink::Options options;
@@ -59,7 +66,8 @@ std::unique_ptr<FrameLink> LinkFor(const PortSpec& port) {
 }  // namespace
 
 std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& portName,
-                                                            const std::string& logPath) {
+                                                            const std::string& logPath,
+                                                            int portSearchLimit) {
     const std::optional<PortSpec> wanted = PortSpec::Parse(portName);
     if (!wanted) return std::make_unique<RefusedTransport>(portName);
     if (wanted->fellBack) {
@@ -72,6 +80,13 @@ std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& p
     }
     std::unique_ptr<FrameLog> log =
         logPath.empty() ? nullptr : std::make_unique<FrameLog>(logPath);
+    if (wanted->kind == PortSpec::Kind::Serial) {
+        return std::make_unique<SerialTransport>(wanted->name, wanted->baud, std::move(log));
+    }
+    if (wanted->kind == PortSpec::Kind::SerialAuto) {
+        SerialDiscovery discovery(SerialDiscovery::PresentDevices(), portSearchLimit, wanted->baud);
+        return std::make_unique<SerialTransport>(std::move(discovery), wanted->baud, std::move(log));
+    }
     return std::make_unique<FrameTransport>(LinkFor(*wanted), FrameTransport::Clock{},
                                             std::move(log));
 }

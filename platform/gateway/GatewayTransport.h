@@ -32,9 +32,12 @@ public:
     virtual bool IsUp() const { return true; }
 
     // The transport that `portName` selects, not yet open. A non-empty
-    // `logPath` records every CAN frame it sends and receives there.
+    // `logPath` records every CAN frame it sends and receives there. The
+    // search for a serial gateway ("auto") tries at most `portSearchLimit`
+    // devices.
     static std::unique_ptr<GatewayTransport> ForPort(const std::string& portName,
-                                                     const std::string& logPath = "");
+                                                     const std::string& logPath = "",
+                                                     int portSearchLimit = 20);
 };
 
 }  // namespace ferrow::platform

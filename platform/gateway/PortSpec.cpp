@@ -1,11 +1,16 @@
 #include "platform/gateway/PortSpec.h"
 
+#include "platform/gateway/SerialPort.h"
+
 #include <cstdlib>
 
 namespace ferrow::platform {
 namespace {
 
 constexpr const char kDefaultBus[] = "vbus";
+constexpr const char kDevices[] = "/dev/";
+// The longest name a network interface can have (IFNAMSIZ less its end).
+constexpr std::size_t kMaxInterfaceName = 15;
 
 bool StartsWith(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
@@ -21,11 +26,16 @@ bool TakeSuffix(std::string& text, const std::string& suffix) {
     return true;
 }
 
-std::optional<uint16_t> ParsePort(const std::string& text) {
-    if (text.empty() || text.size() > 5) return std::nullopt;
+bool AllDigits(const std::string& text) {
+    if (text.empty()) return false;
     for (char c : text) {
-        if (c < '0' || c > '9') return std::nullopt;
+        if (c < '0' || c > '9') return false;
     }
+    return true;
+}
+
+std::optional<uint16_t> ParsePort(const std::string& text) {
+    if (text.size() > 5 || !AllDigits(text)) return std::nullopt;
     const long value = std::strtol(text.c_str(), nullptr, 10);
     if (value < 1 || value > 65535) return std::nullopt;
     return static_cast<uint16_t>(value);
@@ -40,6 +50,33 @@ std::optional<PortSpec> HostAndPort(PortSpec wanted, const std::string& rest) {
     wanted.name = rest.substr(0, colon);
     wanted.port = *port;
     return wanted;
+}
+
+// "/dev/DEVICE[:BAUD]". Device paths may hold colons themselves (the
+// by-path names do), so only all digits after the last one are a rate.
+std::optional<PortSpec> SerialDevice(PortSpec wanted, const std::string& path) {
+    wanted.kind = PortSpec::Kind::Serial;
+    wanted.name = path;
+    wanted.baud = SerialPort::kDefaultBaud;
+    const std::size_t colon = path.rfind(':');
+    const std::string rate = colon == std::string::npos ? "" : path.substr(colon + 1);
+    if (colon != std::string::npos && (rate.empty() || AllDigits(rate))) {
+        if (rate.size() > 7 || !AllDigits(rate)) return std::nullopt;
+        wanted.baud = static_cast<uint32_t>(std::strtoul(rate.c_str(), nullptr, 10));
+        if (!SerialPort::SupportsBaud(wanted.baud)) return std::nullopt;
+        wanted.name = path.substr(0, colon);
+    }
+    if (wanted.name.size() <= sizeof kDevices - 1) return std::nullopt;
+    return wanted;
+}
+
+// can0, vcan1, slcan2: the names Linux gives CAN interfaces.
+bool IsCanInterfaceName(const std::string& name) {
+    for (const char* stem : {"can", "vcan", "slcan"}) {
+        const std::string prefix = stem;
+        if (StartsWith(name, prefix) && AllDigits(name.substr(prefix.size()))) return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -70,6 +107,18 @@ std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
         const std::optional<uint16_t> port = ParsePort(rest);
         if (!port) return std::nullopt;
         wanted.port = *port;
+        return wanted;
+    }
+    if (StartsWith(portName, kDevices)) return SerialDevice(wanted, portName);
+    if (portName == "auto") {
+        wanted.kind = Kind::SerialAuto;
+        wanted.baud = SerialPort::kDefaultBaud;
+        return wanted;
+    }
+    if (StartsWith(portName, "can:") || IsCanInterfaceName(portName)) {
+        wanted.kind = Kind::SocketCan;
+        wanted.name = StartsWith(portName, "can:") ? portName.substr(4) : portName;
+        if (wanted.name.empty() || wanted.name.size() > kMaxInterfaceName) return std::nullopt;
         return wanted;
     }
     for (auto [prefix, kind] : {std::pair{"tcp:", Kind::TcpClient}, std::pair{"udp:", Kind::Udp}}) {

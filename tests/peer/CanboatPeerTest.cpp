@@ -7,7 +7,10 @@
 //     through our line formats and codec to the messages it encoded;
 //   - our table of fast-packet PGNs agrees with canboatjs's PGN database;
 //   - its network-gateway client, a full node (tests/peer/node_gateway.js),
-//     connected to our emulator as the gateway answers our ISO request.
+//     connected to our emulator as the gateway answers our ISO request;
+//   - the frames of a serial gateway (tests/peer/compose_serial.js): it
+//     writes our messages byte for byte as we do, and reads the frames our
+//     simulated gateway sends as the messages in them.
 // canboatjs has no ISO transport and drops a faulty fast-packet sequence
 // without a word, so only standard PGNs a fast packet or a frame carries are
 // used, and a message it does not report counts as a failure.
@@ -16,8 +19,10 @@
 #include "platform/can/FastPacketPgns.h"
 #include "platform/can/N2KCanCodec.h"
 #include "platform/gateway/CandumpLineFormat.h"
+#include "platform/gateway/DleFrameEncoder.h"
 #include "platform/gateway/FrameLog.h"
 #include "platform/gateway/RawLineFormat.h"
+#include "platform/gateway/SerialMessageCodec.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestEmulator.h"
 
@@ -57,6 +62,8 @@ namespace {
 
 using ferrow::platform::CandumpLineFormat;
 using ferrow::platform::CanFrame;
+using ferrow::platform::DleFrameEncoder;
+using ferrow::platform::SerialMessageCodec;
 using ferrow::platform::FastPacketPgns;
 using ferrow::platform::FrameLog;
 using ferrow::platform::LineFormat;
@@ -153,11 +160,12 @@ pid_t StartNode(const TempDir& dir, const std::string& script,
     return pid;
 }
 
-// Runs `node decode.js args...` with its output in files under `dir`, killed
+// Runs `node SCRIPT args...` with its output in files under `dir`, killed
 // when it outlasts kNodeTimeout.
-NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args) {
+NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args,
+                const std::string& script = "decode.js") {
     NodeRun run;
-    const pid_t pid = StartNode(dir, "decode.js", args, run.err);
+    const pid_t pid = StartNode(dir, script, args, run.err);
     if (pid < 0) return run;
     const auto deadline = std::chrono::steady_clock::now() + kNodeTimeout;
     int status = 0;
@@ -800,6 +808,105 @@ TEST(CanboatPeer, ItsNetworkNodeAnswersOurRequestThroughOurGateway) {
 
     node.Stop();
     gateway->DisConnect();
+}
+
+// ---------------------------------------------------------------------------
+// A serial gateway's frames, DLE bytes in every place they can be: in the
+// PGN (126992 is 0x1F010), the destination, the data, the frame's length
+// (a 10-byte message), its checksum (the 0x24) and the largest messages.
+
+std::vector<N2KMsg> SerialMessages() {
+    const auto make = [](uint32_t pgn, uint8_t priority, uint8_t destination,
+                         std::vector<uint8_t> data) {
+        N2KMsg msg{};
+        msg.pgn = pgn;
+        msg.priority = priority;
+        msg.addressA = 0x23;
+        msg.addressB = destination;
+        msg.length = uint16_t(data.size());
+        std::copy(data.begin(), data.end(), msg.data);
+        return msg;
+    };
+    std::vector<uint8_t> rising(SerialMessageCodec::kMaxSendData);
+    for (std::size_t i = 0; i < rising.size(); ++i) rising[i] = uint8_t(i * 3 + 1);
+    return {
+        make(127250, 2, kGlobal, {0x00, 0x39, 0x30, 0xFF, 0x7F, 0xD4, 0xFE, 0xFD}),
+        make(126992, 3, kGlobal, std::vector<uint8_t>(8, 0x10)),
+        make(59904, 6, 0x10, {0x10, 0xF0, 0x01}),
+        make(126208, 3, 0x42, std::vector<uint8_t>(10, 0x10)),
+        make(127250, 3, kGlobal, {1, 2, 3, 4, 5, 6, 7, 0x24}),
+        make(129029, 3, kGlobal, std::vector<uint8_t>(223, 0x10)),
+        make(130816, 7, kGlobal, std::vector<uint8_t>(rising.begin(), rising.begin() + 244)),
+        make(130817, 7, kGlobal, rising),
+        make(60928, 6, kGlobal, {}),
+    };
+}
+
+std::vector<uint8_t> SerialFrame(uint8_t command, const std::vector<uint8_t>& payload) {
+    std::vector<uint8_t> frame;
+    DleFrameEncoder::Append(command, payload.data(), payload.size(), frame);
+    return frame;
+}
+
+TEST(CanboatPeer, ItWritesSerialGatewayFramesOfOurMessagesAsWeDo) {
+    REQUIRE_PEER();
+    TempDir dir;
+    const std::vector<N2KMsg> messages = SerialMessages();
+    std::ostringstream json;
+    json << "[";
+    for (const N2KMsg& msg : messages) {
+        json << (&msg == &messages.front() ? "" : ",") << "{\"prio\":" << int(msg.priority)
+             << ",\"pgn\":" << msg.pgn << ",\"dst\":" << int(msg.addressB) << ",\"data\":\""
+             << PayloadHex(msg) << "\"}";
+    }
+    json << "]";
+    const std::string input = dir.File("messages.json");
+    TempDir::Write(input, json.str());
+    const NodeRun run = RunPeer(dir, {"compose", input}, "compose_serial.js");
+    ASSERT_TRUE(run.finished) << "node did not finish within the timeout";
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+
+    const std::vector<std::string> lines = Lines(run.out);
+    ASSERT_EQ(lines.size(), messages.size()) << run.out;
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        SCOPED_TRACE(::testing::Message() << "message " << i << " pgn " << messages[i].pgn);
+        std::vector<uint8_t> payload;
+        ASSERT_EQ(SerialMessageCodec::EncodeSend(messages[i], payload), N2K_OK);
+        const std::vector<uint8_t> ours = SerialFrame(SerialMessageCodec::kSendCommand, payload);
+        EXPECT_EQ(lines[i], "FRAME " + std::to_string(i) + " " + Hex(ours.data(), ours.size()));
+    }
+}
+
+TEST(CanboatPeer, ItReadsTheFramesOurSimulatedGatewaySendsAsTheirMessages) {
+    REQUIRE_PEER();
+    TempDir dir;
+    std::vector<N2KMsg> messages = SerialMessages();
+    messages.erase(std::remove_if(messages.begin(), messages.end(), [](const N2KMsg& msg) {
+                       return msg.length > SerialMessageCodec::kMaxReceivedData;
+                   }),
+                   messages.end());
+    std::string stream;
+    for (const N2KMsg& msg : messages) {
+        std::vector<uint8_t> payload;
+        ASSERT_EQ(SerialMessageCodec::EncodeReceived(msg, 0x10203040, payload), N2K_OK);
+        const std::vector<uint8_t> frame = SerialFrame(SerialMessageCodec::kReceivedCommand, payload);
+        stream += Hex(frame.data(), frame.size());
+    }
+    const std::string input = dir.File("frames.hex");
+    TempDir::Write(input, stream);
+    const NodeRun run = RunPeer(dir, {"parse", input}, "compose_serial.js");
+    ASSERT_TRUE(run.finished) << "node did not finish within the timeout";
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+
+    const std::vector<std::string> lines = Lines(run.out);
+    ASSERT_EQ(lines.size(), messages.size()) << run.out << run.err;
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        const N2KMsg& msg = messages[i];
+        std::ostringstream want;
+        want << "MSG " << int(msg.priority) << " " << msg.pgn << " " << int(msg.addressA) << " "
+             << int(msg.addressB) << " " << PayloadHex(msg);
+        EXPECT_EQ(lines[i], want.str());
+    }
 }
 
 }  // namespace
