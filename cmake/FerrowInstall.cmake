@@ -1,5 +1,6 @@
 # Installs the shared library, the public headers and a CMake package so that
-# another project can say find_package(Ferrow) and link Ferrow::ferrow.
+# another project can say find_package(Ferrow) and link Ferrow::ferrow (and,
+# when the panels were built, Ferrow::panels).
 include(CMakePackageConfigHelpers)
 
 install(TARGETS ferrow EXPORT FerrowTargets
@@ -7,8 +8,13 @@ install(TARGETS ferrow EXPORT FerrowTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ferrow
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(FERROW_PANELS)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ferrow
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+else()
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ferrow
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} PATTERN panels EXCLUDE)
+endif()
 
 set(FERROW_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Ferrow)
 install(EXPORT FerrowTargets NAMESPACE Ferrow:: DESTINATION ${FERROW_CMAKE_DIR})

@@ -38,7 +38,7 @@ Peripheral::~Peripheral() {
         std::lock_guard<std::mutex> guard(objects.mutex);
         objects.bySelf.erase(self_);
     }
-    delete panel_;
+    DropPanel();
     // The emulator's lock of its peripheral list keeps it from detaching us
     // while we leave.
     if (Ferrow_c* emulator = emulator_.load()) {
@@ -53,6 +53,12 @@ void Peripheral::CreatePanel(int modal) {
     Ferrow_c* emulator = emulator_.load();
     CWnd* parent = emulator ? CWnd::FromHandle(emulator->hParent) : nullptr;
     panel_ = provider->CreatePanel(kind_, self_, parent, modal);
+}
+
+void Peripheral::DropPanel() {
+    platform::CallFrame frame;
+    delete panel_;
+    panel_ = nullptr;
 }
 
 void Peripheral::Show() {

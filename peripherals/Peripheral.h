@@ -36,6 +36,11 @@ public:
 
     // Asks the installed provider for the panel, unless noPanel was given.
     void CreatePanel(int modal);
+    // Destroys the panel now. The destructor of a peripheral whose panel
+    // reads its records calls this first: destroying the panel cuts it off
+    // from the peripheral (waiting for a refresh in progress on the GUI
+    // thread), which must happen before the records go.
+    void DropPanel();
 
     void Show();
     void Hide();

@@ -4,11 +4,14 @@
 // process on a dialog.
 #pragma once
 
+#include <ferrow/FerrowApi.h>
+
 #include <string>
 
 namespace ferrow::platform {
 
-class MessageReport {
+// Exported for the panels library, which installs a sink of message boxes.
+class FERROW_API MessageReport {
 public:
     // A sink receives a message box's title and text, or a beep request.
     class Sink {
@@ -19,6 +22,9 @@ public:
     };
 
     static void Show(const std::wstring& title, const std::wstring& text);
+    // A notice that asks nothing of the operator: a line on standard error,
+    // never a dialog, so that it cannot hold up the thread that gives it.
+    static void Note(const std::wstring& title, const std::wstring& text);
     // The exclamation beep: draws attention only, carries no meaning.
     static void Beep();
 

@@ -3,11 +3,14 @@
 // time here and would stand still while the process sleeps.)
 #pragma once
 
+#include <ferrow/FerrowApi.h>
+
 #include <cstdint>
 
 namespace ferrow::platform {
 
-class ProcessClock {
+// Exported for the panels library, whose panels show the same clock.
+class FERROW_API ProcessClock {
 public:
     // Full-width milliseconds since load.
     static uint64_t Ms64();

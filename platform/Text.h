@@ -3,12 +3,15 @@
 // (UTF-8) text therefore survives widen then narrow unchanged.
 #pragma once
 
+#include <ferrow/FerrowApi.h>
+
 #include <cstddef>
 #include <string>
 
 namespace ferrow::platform {
 
-class Text {
+// Exported for the panels library, which shows peripheral names.
+class FERROW_API Text {
 public:
     // Copy at most capacity-1 units and terminate; nothing is written when
     // capacity is 0. A null source gives an empty string. Returns the length.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <ferrow/CWnd.h>
+#include <ferrow/FerrowApi.h>
 
 #include <cstdint>
 
@@ -11,7 +12,8 @@ namespace ferrow::platform {
 
 using TimerProc = void (*)(HWND window, unsigned message, uintptr_t id, uint32_t time);
 
-class TimerService {
+// Exported for the panels library, which installs the host's service.
+class FERROW_API TimerService {
 public:
     virtual ~TimerService() = default;
 

@@ -125,7 +125,10 @@ Ferrow_ADC_c::Ferrow_ADC_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     impl_->core.CreatePanel(modal);
 }
 
-Ferrow_ADC_c::~Ferrow_ADC_c() { delete impl_; }
+Ferrow_ADC_c::~Ferrow_ADC_c() {
+    impl_->core.DropPanel();
+    delete impl_;
+}
 
 int Ferrow_ADC_c::AddChannel(unsigned char count, unsigned char bits, unsigned long queueLength,
                              int isUnsigned, int) {

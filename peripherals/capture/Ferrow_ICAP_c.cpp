@@ -52,7 +52,10 @@ Ferrow_ICAP_c::Ferrow_ICAP_c(Ferrow_c* emulator, int modal, unsigned long noPane
     impl_->core.CreatePanel(modal);
 }
 
-Ferrow_ICAP_c::~Ferrow_ICAP_c() { delete impl_; }
+Ferrow_ICAP_c::~Ferrow_ICAP_c() {
+    impl_->core.DropPanel();
+    delete impl_;
+}
 
 int Ferrow_ICAP_c::AddPin(unsigned long pin, unsigned char configuration, unsigned char bits,
                           unsigned long queueLength) {

@@ -55,7 +55,10 @@ Ferrow_GPIO_c::Ferrow_GPIO_c(Ferrow_c* emulator, int modal, unsigned long noPane
     impl_->core.CreatePanel(modal);
 }
 
-Ferrow_GPIO_c::~Ferrow_GPIO_c() { delete impl_; }
+Ferrow_GPIO_c::~Ferrow_GPIO_c() {
+    impl_->core.DropPanel();
+    delete impl_;
+}
 
 int Ferrow_GPIO_c::AddPin(unsigned long pin) { return impl_->pins.Add(pin); }
 int Ferrow_GPIO_c::GetTotalPin() { return impl_->pins.Count(); }

@@ -42,7 +42,10 @@ Ferrow_PWM_c::Ferrow_PWM_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     impl_->core.CreatePanel(modal);
 }
 
-Ferrow_PWM_c::~Ferrow_PWM_c() { delete impl_; }
+Ferrow_PWM_c::~Ferrow_PWM_c() {
+    impl_->core.DropPanel();
+    delete impl_;
+}
 
 int Ferrow_PWM_c::AddPin(unsigned long pin, unsigned char mode) {
     return impl_->outputs.Add(pin, mode);

@@ -71,7 +71,7 @@ std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& p
     const std::optional<PortSpec> wanted = PortSpec::Parse(portName);
     if (!wanted) return std::make_unique<RefusedTransport>(portName);
     if (wanted->fellBack) {
-        MessageReport::Show(L"Gateway", L"GW_PORT_NAME \"" + Text::Widen(portName) +
+        MessageReport::Note(L"Gateway", L"GW_PORT_NAME \"" + Text::Widen(portName) +
                                             L"\" names no network here: using the in-process "
                                             L"virtual bus \"" + Text::Widen(wanted->name) + L"\"");
     }

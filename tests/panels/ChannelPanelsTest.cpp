@@ -1,0 +1,467 @@
+// The ADC, GPIO, PWM and input-capture panels as an operator meets them: an
+// emulator from the factory with those peripherals, their panels listed and
+// refreshing, driven through their controls.
+#include "ChannelPanelsHost.h"
+
+#include <ferrow/CFG_File.h>
+#include <ferrow/panels/ADCDlg_c.h>
+#include <ferrow/panels/GPIODlg_c.h>
+#include <ferrow/panels/ICAPDlg_c.h>
+#include <ferrow/panels/PWMDlg_c.h>
+
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/listctrl.h>
+#include <wx/slider.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+#include <wx/uiaction.h>
+
+#include <atomic>
+#include <memory>
+#include <set>
+
+namespace ferrow::panels::test {
+namespace {
+
+using ferrow::test::TempDir;
+
+constexpr unsigned long kGpioPin = 0x1A;
+constexpr unsigned long kPwmPin = 0x05;
+constexpr unsigned long kIcapPin = 0x30;
+
+template <class Control>
+Control* ControlOf(Control01Dlg_c* panel, int id) {
+    return dynamic_cast<Control*>(panel->FindWindow(id));
+}
+
+wxListCtrl* ListOf(Control01Dlg_c* panel) {
+    return ControlOf<wxListCtrl>(panel, Control01Dlg_c::kListId);
+}
+
+wxSlider* SliderOf(Control01Dlg_c* panel) {
+    return ControlOf<wxSlider>(panel, Control01Dlg_c::kSliderId);
+}
+
+wxString Cell(Control01Dlg_c* panel, int row, int column) {
+    return ListOf(panel)->GetItemText(row, column);
+}
+
+// The operator lets go of the slider at `value`.
+void ReleaseSliderAt(Control01Dlg_c* panel, int value) {
+    wxSlider* slider = SliderOf(panel);
+    slider->SetValue(-value);
+    wxScrollEvent released(wxEVT_SCROLL_CHANGED, slider->GetId(), slider->GetValue(), wxVERTICAL);
+    released.SetEventObject(slider);
+    slider->HandleWindowEvent(released);
+}
+
+void TickHex(Control01Dlg_c* panel, bool on) {
+    auto* hex = ControlOf<wxCheckBox>(panel, Control01Dlg_c::kHexBoxId);
+    hex->SetValue(on);
+    wxCommandEvent clicked(wxEVT_CHECKBOX, hex->GetId());
+    clicked.SetEventObject(hex);
+    clicked.SetInt(on ? 1 : 0);
+    hex->HandleWindowEvent(clicked);
+}
+
+void PressButton(Control01Dlg_c* panel, int id) {
+    auto* button = ControlOf<wxButton>(panel, id);
+    wxCommandEvent pressed(wxEVT_BUTTON, id);
+    pressed.SetEventObject(button);
+    button->HandleWindowEvent(pressed);
+}
+
+// The edit loses the keyboard focus with `text` in it (unchanged when null).
+void LeaveEdit(Control01Dlg_c* panel, int id, const wchar_t* text = nullptr) {
+    auto* edit = ControlOf<wxTextCtrl>(panel, id);
+    if (text != nullptr) edit->ChangeValue(text);
+    wxFocusEvent left(wxEVT_KILL_FOCUS, id);
+    left.SetEventObject(edit);
+    edit->HandleWindowEvent(left);
+}
+
+wxString EditText(Control01Dlg_c* panel, int id) {
+    return ControlOf<wxTextCtrl>(panel, id)->GetValue();
+}
+
+// Runs the GUI thread until the panel's refresh timer has fired `ticks`
+// more times.
+bool PumpTicks(Control01Dlg_c* panel, int ticks) {
+    auto count = std::make_shared<int>(0);
+    auto counter = [count](wxTimerEvent& event) {
+        ++*count;
+        event.Skip();
+    };
+    panel->Bind(wxEVT_TIMER, counter);
+    const bool done = PumpUntil([&] { return *count >= ticks; });
+    panel->Unbind(wxEVT_TIMER, counter);
+    return done;
+}
+
+class ChannelPanels : public ChannelPanelsHostTest {
+protected:
+    void SetUp() override {
+        ChannelPanelsHostTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        AddChannels();
+        emu_->adc->Start();
+        emu_->gpio->Start();
+        emu_->pwm->Start();
+        emu_->icap->Start();
+    }
+
+    virtual void AddChannels() {
+        emu_->adc->AddChannel(4, 10, 16, 1, 0);
+        emu_->adc->SetName(2, "Battery");
+        emu_->gpio->AddPin(kGpioPin);
+        emu_->gpio->SetDir(kGpioPin, 1);
+        emu_->gpio->SetValReg(kGpioPin, 1);
+        emu_->gpio->SetName(kGpioPin, "Relay");
+        emu_->pwm->AddPin(kPwmPin, 0);
+        emu_->pwm->SetFreq(kPwmPin, 2500);
+        emu_->pwm->SetDuty(kPwmPin, 100000);
+        emu_->icap->AddPin(kIcapPin, 0, 16, 8);
+        emu_->icap->SetValue(0, 0x1234);
+    }
+
+    // Shows the panel and clicks on `row` (or below the last row with -1)
+    // with the real mouse.
+    void ClickRow(Control01Dlg_c* panel, int row) {
+        panel->Show(0);
+        wxListCtrl* list = ListOf(panel);
+        ASSERT_TRUE(PumpUntil([&] { return list->IsShownOnScreen(); }));
+        wxRect cell;
+        ASSERT_TRUE(list->GetSubItemRect(row >= 0 ? row : list->GetItemCount() - 1, 1, cell));
+        wxPoint at(cell.x + cell.width / 2, cell.y + cell.height / 2);
+        if (row < 0) at.y += 3 * cell.height;
+        wxUIActionSimulator mouse;
+        mouse.MouseMove(list->ClientToScreen(at));
+        mouse.MouseClick();
+        ASSERT_TRUE(PumpUntil([&] { return panel->SelectedItem() == row; }))
+            << "selected " << panel->SelectedItem();
+    }
+
+};
+
+TEST_F(ChannelPanels, AdcListsEveryChannelWithItsRange) {
+    ADCDlg_c* panel = Panel<ADCDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(panel->GetTitle(), "ADC");
+    wxListCtrl* list = ListOf(panel);
+    ASSERT_EQ(list->GetItemCount(), 4);
+    ASSERT_EQ(list->GetColumnCount(), 5);
+    wxListItem heading;
+    heading.SetMask(wxLIST_MASK_TEXT);
+    list->GetColumn(4, heading);
+    EXPECT_EQ(heading.GetText(), "Description");
+    for (int id = 0; id < 4; ++id) {
+        EXPECT_EQ(Cell(panel, id, 0), wxString::Format("%d", id));
+        EXPECT_EQ(Cell(panel, id, 2), "0");
+        EXPECT_EQ(Cell(panel, id, 3), "1023");
+    }
+    EXPECT_EQ(Cell(panel, 2, 4), "Battery");
+    EXPECT_EQ(panel->SelectedItem(), 0) << "starting selects the first row";
+}
+
+TEST_F(ChannelPanels, ClickingARowTakesItsRangeAndTheSliderWritesIt) {
+    ADCDlg_c* panel = Panel<ADCDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    ClickRow(panel, 2);
+    wxSlider* slider = SliderOf(panel);
+    EXPECT_EQ(slider->GetMin(), -1023);
+    EXPECT_EQ(slider->GetMax(), 0);
+    EXPECT_EQ(slider->GetTickFreq(), 51);
+    EXPECT_EQ(EditText(panel, Control01Dlg_c::kMaxEditId), "1023");
+    EXPECT_EQ(EditText(panel, Control01Dlg_c::kMinEditId), "0");
+
+    ReleaseSliderAt(panel, 1023);
+    long value = 0;
+    emu_->adc->GetValue(2, &value);
+    EXPECT_EQ(value, 1023);
+    emu_->adc->GetValue(0, &value);
+    EXPECT_EQ(value, 0) << "only the selected channel is written";
+
+    emu_->adc->SetConfig(3, 1000, 100);
+    ClickRow(panel, 3);
+    EXPECT_EQ(slider->GetMin(), -1000) << "a click takes the channel's range anew";
+    EXPECT_EQ(slider->GetMax(), -100);
+    EXPECT_EQ(slider->GetTickFreq(), 45);
+}
+
+TEST_F(ChannelPanels, AClickBelowTheRowsLeavesNoChannelToWrite) {
+    ADCDlg_c* panel = Panel<ADCDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    ClickRow(panel, -1);
+    EXPECT_EQ(ListOf(panel)->GetSelectedItemCount(), 0);
+    ReleaseSliderAt(panel, 700);
+    for (int id = 0; id < 4; ++id) {
+        long value = -1;
+        emu_->adc->GetValue(id, &value);
+        EXPECT_EQ(value, 0) << "channel " << id;
+    }
+}
+
+TEST_F(ChannelPanels, HexShowsAdcAndPwmValuesInHexButGpioLevelsStayDecimal) {
+    ADCDlg_c* adc = Panel<ADCDlg_c>();
+    GPIODlg_c* gpio = Panel<GPIODlg_c>();
+    PWMDlg_c* pwm = Panel<PWMDlg_c>();
+    ASSERT_TRUE(adc && gpio && pwm);
+    emu_->adc->SetValue(0, 1023);
+    emu_->gpio->SetValPin(kGpioPin, 1);
+    TickHex(adc, true);
+    TickHex(gpio, true);
+    TickHex(pwm, true);
+    EXPECT_EQ(Cell(adc, 0, 1), "0x3FF");
+    EXPECT_EQ(Cell(adc, 0, 3), "0x3FF");
+    EXPECT_EQ(EditText(adc, Control01Dlg_c::kMaxEditId), "0x3FF");
+    EXPECT_EQ(Cell(gpio, 0, 0), "0x1A");
+    EXPECT_EQ(Cell(gpio, 0, 1), "1");
+    EXPECT_EQ(Cell(pwm, 0, 1), "0x9C4");
+    EXPECT_EQ(Cell(pwm, 0, 2), "0x186A0");
+    EXPECT_EQ(EditText(pwm, Control01Dlg_c::kMaxEditId), "0x186A0");
+
+    TickHex(adc, false);
+    EXPECT_EQ(Cell(adc, 0, 1), "1023");
+    EXPECT_EQ(adc->SelectedItem(), 0) << "rebuilding the rows keeps the selection";
+}
+
+TEST_F(ChannelPanels, GpioShowsItsPinAndTheSliderDrivesTheLevel) {
+    GPIODlg_c* panel = Panel<GPIODlg_c>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(Cell(panel, 0, 0), "0x1A");
+    EXPECT_EQ(Cell(panel, 0, 1), "1");
+    EXPECT_EQ(Cell(panel, 0, 2), "1");
+    EXPECT_EQ(Cell(panel, 0, 3), "1");
+    EXPECT_EQ(Cell(panel, 0, 4), "Relay");
+    EXPECT_EQ(SliderOf(panel)->GetMin(), -1);
+    EXPECT_EQ(SliderOf(panel)->GetTickFreq(), 1);
+
+    ReleaseSliderAt(panel, 0);
+    int level = -1;
+    emu_->gpio->GetValPin(kGpioPin, &level);
+    EXPECT_EQ(level, 0);
+    EXPECT_TRUE(PumpUntil([&] { return Cell(panel, 0, 1) == "0"; })) << "the refresh shows it";
+}
+
+TEST_F(ChannelPanels, PwmShowsThousandthsAndAnUntouchedRangeEditChangesNothing) {
+    PWMDlg_c* panel = Panel<PWMDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(Cell(panel, 0, 0), "0x05");
+    EXPECT_EQ(Cell(panel, 0, 1), "2.500000");
+    EXPECT_EQ(Cell(panel, 0, 2), "100.000000");
+    EXPECT_EQ(EditText(panel, Control01Dlg_c::kMaxEditId), "100.000000");
+    EXPECT_EQ(EditText(panel, Control01Dlg_c::kMinEditId), "0.000000");
+    EXPECT_EQ(SliderOf(panel)->GetTickFreq(), 5000);
+
+    for (bool hex : {false, true}) {
+        TickHex(panel, hex);
+        LeaveEdit(panel, Control01Dlg_c::kMaxEditId);
+        LeaveEdit(panel, Control01Dlg_c::kMinEditId);
+        EXPECT_EQ(SliderOf(panel)->GetMin(), -100000) << (hex ? "hex" : "decimal");
+        EXPECT_EQ(SliderOf(panel)->GetMax(), 0) << (hex ? "hex" : "decimal");
+    }
+    unsigned long duty = 0;
+    emu_->pwm->GetDuty(kPwmPin, &duty);
+    EXPECT_EQ(duty, 100000u);
+
+    ReleaseSliderAt(panel, 25000);
+    emu_->pwm->GetDuty(kPwmPin, &duty);
+    EXPECT_EQ(duty, 25000u);
+}
+
+TEST_F(ChannelPanels, IcapOnlyWatches) {
+    ICAPDlg_c* panel = Panel<ICAPDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(Cell(panel, 0, 0), "0x30");
+    EXPECT_EQ(Cell(panel, 0, 1), "4660");
+    const int before = SliderOf(panel)->GetMin();
+
+    ClickRow(panel, 0);
+    ReleaseSliderAt(panel, 7);
+    LeaveEdit(panel, Control01Dlg_c::kMaxEditId, L"99");
+    EXPECT_EQ(SliderOf(panel)->GetMin(), before) << "the panel has no range of its own";
+    unsigned long value = 0;
+    unsigned long count = 0;
+    emu_->icap->GetValue(0, &value, &count);
+    EXPECT_EQ(value, 0x1234u);
+    EXPECT_EQ(count, 1u) << "no capture was added";
+}
+
+TEST_F(ChannelPanels, PauseFreezesTheListAndTimeButTheSliderStillWrites) {
+    ADCDlg_c* panel = Panel<ADCDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    auto* time = ControlOf<wxStaticText>(panel, Control01Dlg_c::kTimeId);
+    ASSERT_TRUE(PumpTicks(panel, 2));
+    EXPECT_NE(time->GetLabel(), "Time") << "running, the time is shown";
+
+    PressButton(panel, Control01Dlg_c::kPauseId);
+    EXPECT_EQ(ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId)->GetLabel(), "Continue");
+    const wxString frozen = time->GetLabel();
+    emu_->adc->SetValue(1, 500);
+    ReleaseSliderAt(panel, 321);
+    ASSERT_TRUE(PumpTicks(panel, 3));
+    EXPECT_EQ(time->GetLabel(), frozen);
+    EXPECT_EQ(Cell(panel, 1, 1), "0");
+    long value = 0;
+    emu_->adc->GetValue(0, &value);
+    EXPECT_EQ(value, 321) << "the slider writes while paused";
+
+    PressButton(panel, Control01Dlg_c::kPauseId);
+    EXPECT_EQ(ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId)->GetLabel(), "Pause");
+    EXPECT_TRUE(PumpUntil([&] { return Cell(panel, 1, 1) == "500"; }));
+}
+
+TEST_F(ChannelPanels, EnterDoesNothingAndEscapeHides) {
+    ADCDlg_c* panel = Panel<ADCDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    emu_->adc->Show();
+    auto* edit = ControlOf<wxTextCtrl>(panel, Control01Dlg_c::kMaxEditId);
+    ASSERT_TRUE(PumpUntil([&] { return edit->IsShownOnScreen(); }));
+    panel->Raise();
+    edit->SetFocus();
+    ASSERT_TRUE(PumpUntil([&] { return edit->HasFocus(); }));
+    wxUIActionSimulator keys;
+
+    keys.Char(WXK_RETURN);
+    ASSERT_TRUE(PumpTicks(panel, 2));
+    EXPECT_EQ(emu_->adc->IsVisible(), 1);
+    keys.Char(WXK_ESCAPE);
+    EXPECT_TRUE(PumpUntil([&] { return emu_->adc->IsVisible() == 0; }));
+}
+
+TEST_F(ChannelPanels, ResizingKeepsTheControlsAnchored) {
+    ADCDlg_c* panel = Panel<ADCDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    wxWindow* list = ListOf(panel);
+    wxWindow* pause = panel->FindWindow(Control01Dlg_c::kPauseId);
+    wxWindow* time = panel->FindWindow(Control01Dlg_c::kTimeId);
+    const wxSize client = panel->GetClientSize();
+    const wxSize listSize = list->GetSize();
+    const wxPoint pausePos = pause->GetPosition();
+    const int timeFromRight = client.x - time->GetRect().GetRight();
+
+    panel->SetClientSize(client + wxSize(120, 80));
+    ASSERT_TRUE(PumpUntil([&] { return list->GetSize() == listSize + wxSize(120, 80); }))
+        << list->GetSize().x << "x" << list->GetSize().y;
+    EXPECT_EQ(pause->GetPosition(), pausePos + wxPoint(0, 80));
+    EXPECT_EQ(panel->GetClientSize().x - time->GetRect().GetRight(), timeFromRight);
+}
+
+class ConfiguredPanels : public ChannelPanels {
+protected:
+    void SetUp() override {
+        config_ = "ADC_DISP_PERIOD=200\nPWM_DISP_PERIOD=0\n";
+        ChannelPanels::SetUp();
+    }
+};
+
+TEST_F(ConfiguredPanels, EachPanelTakesItsPeriodFromTheConfigurationFile) {
+    ASSERT_NE(Panel<ADCDlg_c>(), nullptr);
+    EXPECT_EQ(Panel<ADCDlg_c>()->TimerInterval(), 200);
+    EXPECT_EQ(Panel<GPIODlg_c>()->TimerInterval(), 50) << "without a key, 50 ms";
+    EXPECT_GT(Panel<PWMDlg_c>()->TimerInterval(), 0) << "a zero period still refreshes";
+}
+
+TEST_F(ConfiguredPanels, TheConfigurationOutlivesADestroyedPanel) {
+    auto* config = static_cast<CFG_File*>(emu_->config);
+    delete emu_->adc;
+    ASSERT_EQ(Panel<ADCDlg_c>(), nullptr);
+    EXPECT_EQ(config->LoadFile(), 0) << "the panel's key and variable are still there";
+
+    TempDir::Write(dir_.File("Ferrow.cfg"), "ADC_DISP_PERIOD=300\n");
+    auto* adc = new Ferrow_ADC_c(emu_.get(), 0, 0);
+    adc->Start();
+    ASSERT_NE(Panel<ADCDlg_c>(), nullptr);
+    EXPECT_EQ(Panel<ADCDlg_c>()->TimerInterval(), 300) << "a rebuilt panel loads its period";
+}
+
+TEST_F(PanelsHostTest, AnEmulatorWithTheGatewaysConfigurationKeepsPeriodsUnderWideKeys) {
+    TempDir dir;
+    TempDir::Write(dir.File("Ferrow.cfg"), "ADC_DISP_PERIOD=120\n");
+    Ferrow_c emu(Handle(), nullptr, dir.File("image.hex").c_str(), dir.File("Ferrow.cfg").c_str(),
+                 FERROW_CFG_GATEWAY);
+    ASSERT_EQ(emu.ownConfig, 0);
+    auto adc = std::make_unique<Ferrow_ADC_c>(&emu, 0, 0);
+    adc->Start();
+    ADCDlg_c* panel = nullptr;
+    for (FloatingDlg_c* p : PanelsOf(host_)) {
+        if (auto* found = dynamic_cast<ADCDlg_c*>(p)) panel = found;
+    }
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(panel->TimerInterval(), 120);
+}
+
+TEST_F(PanelsHostTest, TheRangeEditsReadBackInTheFormatAndScaleTheyShow) {
+    Control01Dlg_c panel(CWnd::FromHandle(Handle()), nullptr, L"Plain");
+    ASSERT_EQ(panel.Create(), 0);
+    panel.SetRange(1000, 0, 0.5f);
+    EXPECT_EQ(EditText(&panel, Control01Dlg_c::kMaxEditId), "500");
+    TickHex(&panel, true);
+    EXPECT_EQ(EditText(&panel, Control01Dlg_c::kMaxEditId), "0x1F4");
+
+    LeaveEdit(&panel, Control01Dlg_c::kMaxEditId);
+    EXPECT_EQ(SliderOf(&panel)->GetMin(), -1000) << "untouched, the maximum stays";
+    LeaveEdit(&panel, Control01Dlg_c::kMaxEditId, L"0x100");
+    EXPECT_EQ(SliderOf(&panel)->GetMin(), -512) << "0x100 shown at scale 0.5";
+    LeaveEdit(&panel, Control01Dlg_c::kMaxEditId, L"junk");
+    EXPECT_EQ(EditText(&panel, Control01Dlg_c::kMaxEditId), "0x100");
+    LeaveEdit(&panel, Control01Dlg_c::kMaxEditId, L"---");
+    EXPECT_EQ(EditText(&panel, Control01Dlg_c::kMaxEditId), "---");
+    EXPECT_EQ(SliderOf(&panel)->GetMin(), -512);
+
+    TickHex(&panel, false);
+    LeaveEdit(&panel, Control01Dlg_c::kMinEditId, L"-10");
+    EXPECT_EQ(SliderOf(&panel)->GetMax(), 20);
+    LeaveEdit(&panel, Control01Dlg_c::kMinEditId, L"256");
+    EXPECT_EQ(SliderOf(&panel)->GetMax(), 20) << "equal limits leave the slider as it was";
+}
+
+class EmptyPanels : public ChannelPanels {
+protected:
+    void AddChannels() override {}
+};
+
+TEST_F(EmptyPanels, APeripheralWithoutChannelsShowsHeadingsOnly) {
+    for (Control01Dlg_c* panel : {static_cast<Control01Dlg_c*>(Panel<ADCDlg_c>()),
+                                  static_cast<Control01Dlg_c*>(Panel<GPIODlg_c>()),
+                                  static_cast<Control01Dlg_c*>(Panel<PWMDlg_c>()),
+                                  static_cast<Control01Dlg_c*>(Panel<ICAPDlg_c>())}) {
+        ASSERT_NE(panel, nullptr);
+        EXPECT_EQ(ListOf(panel)->GetItemCount(), 0) << panel->GetTitle();
+        EXPECT_GE(ListOf(panel)->GetColumnCount(), 3) << panel->GetTitle();
+        EXPECT_EQ(panel->SelectedItem(), -1) << panel->GetTitle();
+        EXPECT_GT(panel->TimerInterval(), 0) << panel->GetTitle();
+    }
+}
+
+// The firmware's loop changes every channel while the panels refresh them.
+std::atomic<long> g_loops{0};
+
+void WritingLoop(void* obj) {
+    auto* emu = static_cast<Ferrow_c*>(obj);
+    const long n = ++g_loops;
+    for (int id = 0; id < 4; ++id) emu->adc->SetValue(id, n % 1024);
+    emu->gpio->SetValReg(kGpioPin, static_cast<int>(n & 1));
+    emu->pwm->SetDuty(kPwmPin, static_cast<unsigned long>(n % 100000));
+    emu->icap->SetValue(0, static_cast<unsigned long>(n));
+}
+
+TEST_F(ChannelPanels, PanelsRefreshWhileTheFirmwareWritesTheChannels) {
+    ADCDlg_c* panel = Panel<ADCDlg_c>();
+    ASSERT_NE(panel, nullptr);
+    ASSERT_EQ(emu_->SetDeviceFunction([](void*) {}, WritingLoop, 5), 0);
+    emu_->SetAutoConnect(0);
+    ASSERT_EQ(emu_->Start(), 0);
+    std::set<wxString> seen;
+    EXPECT_TRUE(PumpUntil([&] {
+        seen.insert(Cell(panel, 3, 1));
+        return seen.size() >= 4;
+    }));
+    ReleaseSliderAt(Panel<GPIODlg_c>(), 1);
+    EXPECT_EQ(emu_->Stop(), 0);
+    EXPECT_GT(g_loops.load(), 0);
+}
+
+}  // namespace
+}  // namespace ferrow::panels::test

@@ -1,0 +1,163 @@
+// The floating panels as the operator and the firmware meet them: where they
+// appear, what closing does, modal panels, and the panel base's own parts.
+#include "PanelsHost.h"
+
+#include "tests/support/TempDir.h"
+
+#include <ferrow/ferrow.h>
+#include <ferrow/panels/I2CDlg_c.h>
+#include <ferrow/panels/SPIDlg_c.h>
+
+#include <wx/stattext.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+namespace ferrow::panels::test {
+namespace {
+
+using ferrow::test::TempDir;
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+
+class FloatingPanel : public PanelsHostTest {
+protected:
+    void SetUp() override {
+        PanelsHostTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        emu_.reset(create_Ferrow_pObj(Handle(), nullptr, dir_.File("image.hex").c_str(),
+                                      dir_.File("ferrow.cfg").c_str(), 0,
+                                      FERROW_ADC | FERROW_GPIO | FERROW_EEPROM | FERROW_I2C |
+                                          FERROW_SPI,
+                                      nullptr, nullptr, 0, nullptr, 64));
+    }
+
+    void TearDown() override {
+        if (emu_) {
+            delete emu_->adc;
+            delete emu_->gpio;
+            delete emu_->eeprom;
+            delete emu_->i2c;
+            delete emu_->spi;
+            emu_.reset();
+        }
+        PanelsHostTest::TearDown();
+    }
+
+    wxPoint PositionOf(const wxWindow* window) const { return window->GetScreenPosition(); }
+
+    TempDir dir_;
+    std::unique_ptr<Ferrow_c> emu_;
+};
+
+TEST_F(FloatingPanel, FirstShowIsBesideTheHostThenThePanelStaysWhereMoved) {
+    FloatingDlg_c* panel = PanelOf(host_, I2CDlg_c::kTemplateId);
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(panel->GetTitle(), "I2C");
+    EXPECT_EQ(emu_->i2c->IsVisible(), 0);
+    const wxPoint beside = PositionOf(host_) + wxPoint(0, 40);
+
+    emu_->i2c->Show();
+    EXPECT_EQ(emu_->i2c->IsVisible(), 1);
+    EXPECT_TRUE(PumpUntil([&] { return PositionOf(panel) == beside; }))
+        << "at " << PositionOf(panel).x << "," << PositionOf(panel).y;
+
+    const wxPoint moved(beside.x + 150, beside.y + 70);
+    emu_->i2c->Move(moved.x, moved.y);
+    EXPECT_TRUE(PumpUntil([&] { return PositionOf(panel) == moved; }));
+    emu_->i2c->Hide();
+    EXPECT_EQ(emu_->i2c->IsVisible(), 0);
+    emu_->i2c->Show();
+    EXPECT_TRUE(PumpUntil([&] { return PositionOf(panel) == moved; }))
+        << "at " << PositionOf(panel).x << "," << PositionOf(panel).y;
+}
+
+TEST_F(FloatingPanel, CloseBoxAndButtonsHideThePanelWhichShowBringsBack) {
+    FloatingDlg_c* panel = PanelOf(host_, SPIDlg_c::kTemplateId);
+    ASSERT_NE(panel, nullptr);
+    const size_t controls = panel->GetChildren().size();
+    emu_->spi->Show();
+
+    EXPECT_FALSE(panel->Close());
+    EXPECT_EQ(emu_->spi->IsVisible(), 0);
+    emu_->spi->Show();
+    EXPECT_EQ(emu_->spi->IsVisible(), 1);
+    EXPECT_EQ(panel->GetChildren().size(), controls);
+
+    for (int id : {wxID_OK, wxID_CANCEL}) {
+        SCOPED_TRACE(id);
+        emu_->spi->Show();
+        wxCommandEvent click(wxEVT_BUTTON, id);
+        click.SetEventObject(panel->FindWindow(id));
+        panel->FindWindow(id)->ProcessWindowEvent(click);
+        EXPECT_EQ(emu_->spi->IsVisible(), 0);
+    }
+    // The panel is still there, with its template intact.
+    EXPECT_EQ(PanelOf(host_, SPIDlg_c::kTemplateId), panel);
+    EXPECT_EQ(panel->GetDefaultItem(), panel->FindWindow(wxID_OK));
+}
+
+TEST_F(FloatingPanel, ModalPanelRunsUntilClosedAndLeavesNoPanel) {
+    CloseModalPanelWhenShown(steady_clock::now() + seconds(10));
+    Ferrow_I2C_c modal(emu_.get(), 1, 0);
+    EXPECT_EQ(modal.IsVisible(), 0);
+    modal.Show();
+    EXPECT_EQ(modal.IsVisible(), 0);
+
+    // From a worker the GUI thread runs it, and the worker waits.
+    std::atomic<bool> built{false};
+    std::thread worker([&] {
+        Ferrow_SPI_c fromWorker(emu_.get(), 1, 0);
+        built = true;
+    });
+    CloseModalPanelWhenShown(steady_clock::now() + seconds(10));
+    EXPECT_TRUE(PumpUntil([&] { return built.load(); }));
+    worker.join();
+    EXPECT_EQ(PanelsOf(host_).size(), 5u);
+}
+
+std::atomic<int> g_refreshCalls{0};
+std::atomic<bool> g_refreshOffGui{true};
+std::atomic<bool> g_inRefresh{false};
+
+void CountRefresh(FloatingDlg_c*) {
+    g_inRefresh = true;
+    if (wxThread::IsMain()) g_refreshOffGui = false;
+    ++g_refreshCalls;
+    g_inRefresh = false;
+}
+
+TEST_F(FloatingPanel, RefreshFunctionRunsOffTheGuiThreadOnlyWhileShown) {
+    FloatingDlg_c panel(1, CWnd::FromHandle(Handle()));
+    ASSERT_EQ(panel.Create(&CountRefresh, 1), 0);
+    EXPECT_EQ(g_refreshCalls, 0);
+
+    EXPECT_EQ(panel.Show(0), 0);
+    EXPECT_TRUE(PumpUntil([] { return g_refreshCalls >= 3; }));
+    EXPECT_EQ(panel.Hide(1000), 0);
+    EXPECT_FALSE(g_inRefresh);
+    EXPECT_FALSE(panel.IsShown());
+    const int afterHide = g_refreshCalls;
+    EXPECT_EQ(panel.Show(0), 0);
+    EXPECT_TRUE(PumpUntil([&] { return g_refreshCalls > afterHide; }));
+    EXPECT_TRUE(g_refreshOffGui);
+}
+
+TEST_F(FloatingPanel, CenterPutsThePanelByItsFlagsAndItemTextIsWrittenPlain) {
+    FloatingDlg_c panel(1, CWnd::FromHandle(Handle()));
+    ASSERT_EQ(panel.Create(nullptr, 10), 0);
+    auto* label = new wxStaticText(&panel, 77, "old");
+    panel.UpdateItemText(77, L"a&b");
+    EXPECT_EQ(label->GetLabelText(), "a&b");
+
+    const wxRect parent = host_->GetScreenRect();
+    const wxSize size = panel.GetSize();
+    EXPECT_EQ(panel.Center(1 | 2 | 4 | 8), 0);
+    EXPECT_TRUE(PumpUntil([&] {
+        return panel.GetPosition() == wxPoint(parent.width - size.x, parent.height - size.y);
+    }));
+}
+
+}  // namespace
+}  // namespace ferrow::panels::test

@@ -1,0 +1,67 @@
+// A host window with the panels installed, as a firmware with its own wxApp
+// has it, and the means to find the panels that belong to it.
+#pragma once
+
+#include "GuiTest.h"
+
+#include <ferrow/panels/FerrowPanels.h>
+#include <ferrow/panels/FloatingDlg_c.h>
+
+#include <wx/app.h>
+#include <wx/frame.h>
+#include <wx/toplevel.h>
+
+#include <vector>
+
+namespace ferrow::panels::test {
+
+inline std::vector<FloatingDlg_c*> PanelsOf(wxWindow* host) {
+    std::vector<FloatingDlg_c*> panels;
+    for (wxWindow* child : host->GetChildren()) {
+        if (auto* panel = dynamic_cast<FloatingDlg_c*>(child)) panels.push_back(panel);
+    }
+    return panels;
+}
+
+inline FloatingDlg_c* PanelOf(wxWindow* host, unsigned int templateId) {
+    for (FloatingDlg_c* panel : PanelsOf(host)) {
+        if (panel->TemplateId() == templateId) return panel;
+    }
+    return nullptr;
+}
+
+// Closes the modal panel as soon as one runs, as the operator would.
+inline void CloseModalPanelWhenShown(std::chrono::steady_clock::time_point until) {
+    wxTheApp->CallAfter([until] {
+        for (wxWindow* window : wxTopLevelWindows) {
+            auto* panel = dynamic_cast<FloatingDlg_c*>(window);
+            if (panel != nullptr && panel->IsModal()) {
+                panel->Close();
+                return;
+            }
+        }
+        if (std::chrono::steady_clock::now() < until) CloseModalPanelWhenShown(until);
+    });
+}
+
+class PanelsHostTest : public testing::Test {
+protected:
+    void SetUp() override {
+        REQUIRE_GUI();
+        host_ = new wxFrame(nullptr, wxID_ANY, "host", wxPoint(120, 90), wxSize(320, 240));
+        host_->Show();
+        ASSERT_TRUE(FerrowPanels_Install(host_));
+    }
+
+    void TearDown() override {
+        if (host_ == nullptr) return;
+        FerrowPanels_Uninstall();
+        delete host_;
+    }
+
+    HWND Handle() const { return FerrowPanels_Handle(host_); }
+
+    wxFrame* host_ = nullptr;
+};
+
+}  // namespace ferrow::panels::test
