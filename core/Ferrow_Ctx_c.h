@@ -70,6 +70,10 @@ public:
     wchar_t eepromNameDefault[kNameUnits] = {};
     // 8-bit staging of eepromName for a configuration class without wide text.
     char eepromName8[kNameUnits] = {};
+    // "DISP_ALL_PGN" as the configuration file gives it. The file rewrites it
+    // whenever anything reloads the file, maybe while the worker runs, so
+    // dispAllPgn takes it only at construction.
+    int dispAllPgnSetting = 0;
 
     std::atomic<int32_t> cycleSleep{0};
     std::atomic<int32_t> cycleCalls{0};

@@ -2,6 +2,7 @@
 #include <ferrow/Ferrow_c.h>
 
 #include "config/EmulatorConfig.h"
+#include "core/DisplayAllPgn.h"
 #include "core/Ferrow_Ctx_c.h"
 #include "core/InstanceTable.h"
 #include "peripherals/Peripheral.h"
@@ -76,7 +77,7 @@ void Ferrow_c::CreateI(CWnd* parent, void* gatewayArg, const char* eepromFileNam
 
     maxPortSearch = 20;
     autoConnect = 1;
-    dispAllPgn = 0;
+    ferrow::core::DisplayAllPgn::Set(*this, 0);
     if (configFileName == nullptr) configFileName = kDefaultConfigFile;
 
     ownConfig = (flags & FERROW_CFG_GATEWAY) ? 0 : 1;

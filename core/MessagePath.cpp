@@ -3,12 +3,14 @@
 #include <ferrow/Ferrow_N2K_Gen_c.h>
 #include <ferrow/Ferrow_N2K_Mon_c.h>
 
+#include "core/DisplayAllPgn.h"
 #include "core/Ferrow_Ctx_c.h"
 #include "n2k/N2KRecord.h"
 #include "platform/CallFrame.h"
 #include "platform/ScopeLock.h"
 #include "platform/gateway/Brovik_c.h"
 
+using ferrow::core::DisplayAllPgn;
 using ferrow::platform::CallFrame;
 using ferrow::platform::ScopeLock;
 
@@ -58,7 +60,7 @@ N2KStatus Ferrow_c::PutMsg(N2KMsg* msg) {
     if (msg == nullptr) return N2K_BAD_MESSAGE;
     msg->timeStamp = ferrow::n2k::N2KRecord::TimeStampNow();
     const N2KStatus status = gateway->PutMsg(msg);
-    if (status != N2K_OK && dispAllPgn == 0) return status;
+    if (status != N2K_OK && DisplayAllPgn::Get(*this) == 0) return status;
 
     if (n2kMon != nullptr) n2kMon->PutMsg(Ferrow_N2K_Mon_c::kTx, msg);
     for (PutMsgMonitor* node = ctx->putMonitors.load(); node != nullptr; node = node->next.load()) {

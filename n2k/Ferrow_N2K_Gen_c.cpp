@@ -218,7 +218,10 @@ Ferrow_N2K_Gen_c::Ferrow_N2K_Gen_c(Ferrow_c* emulator, int modal, unsigned long 
     impl_->core.CreatePanel(modal);
 }
 
-Ferrow_N2K_Gen_c::~Ferrow_N2K_Gen_c() { delete impl_; }
+Ferrow_N2K_Gen_c::~Ferrow_N2K_Gen_c() {
+    impl_->core.DropPanel();
+    delete impl_;
+}
 
 int Ferrow_N2K_Gen_c::SetName(const char* name) { return impl_->core.SetName(name); }
 

@@ -29,7 +29,11 @@ Ferrow_N2K_Mon_c::Ferrow_N2K_Mon_c(Ferrow_c* emulator, int modal, unsigned long 
     impl_->core.CreatePanel(modal);
 }
 
-Ferrow_N2K_Mon_c::~Ferrow_N2K_Mon_c() { delete impl_; }
+// The panel empties the stores, so it is cut off before they go.
+Ferrow_N2K_Mon_c::~Ferrow_N2K_Mon_c() {
+    impl_->core.DropPanel();
+    delete impl_;
+}
 
 int Ferrow_N2K_Mon_c::SetName(const char* name) { return impl_->core.SetName(name); }
 

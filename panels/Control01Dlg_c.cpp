@@ -7,8 +7,6 @@
 #include "panels/ValueFormat.h"
 #include "platform/ProcessClock.h"
 
-#include <ferrow/CFG_File.h>
-#include <ferrow/CfgFile_c.h>
 #include <ferrow/Ferrow_c.h>
 #include <ferrow/panels/CtrlAnchor.h>
 
@@ -28,10 +26,6 @@ using ferrow::panels::SliderMapping;
 using ferrow::panels::ValueFormat;
 
 namespace {
-
-// A zero or negative period from the configuration file must not turn the
-// refresh into a busy loop on the GUI thread.
-constexpr int kMinimumPeriodMs = 10;
 
 // How each anchored control follows the edges, in the order of margins_:
 // Time stays top right, the text line stretches along the top, the list
@@ -98,15 +92,6 @@ void Control01Dlg_c::OnInitDialog() {
     pauseButton_->Bind(wxEVT_BUTTON, &Control01Dlg_c::OnPause, this);
     // Enter lands on the hidden default button, which does nothing.
     Bind(wxEVT_BUTTON, [](wxCommandEvent&) {}, kDefaultButtonId);
-    // With its Cancel button disabled the toolkit would let Escape pass, but
-    // Escape closes (hides) this panel like any other.
-    Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
-        if (event.GetKeyCode() == WXK_ESCAPE) {
-            Close();
-        } else {
-            event.Skip();
-        }
-    });
 }
 
 void Control01Dlg_c::CreateControls() {
@@ -152,18 +137,7 @@ wxWindow* Control01Dlg_c::AnchoredControl(int index) const {
 
 void Control01Dlg_c::LoadDisplayPeriod() {
     if (config_ == nullptr) return;
-    DisplayPeriods::Slot& slot = DisplayPeriods::For(config_, name_.wc_str());
-    slot.period = kDefaultPeriodMs;
-    auto* file = static_cast<CFG_File*>(config_);
-    if (wideConfig_) {
-        auto* wide = static_cast<CfgFile_c*>(file);
-        wide->AddField(slot.key.Wide(), CFG_TYPE_DECIMAL, &slot.period, 4);
-        wide->LoadFile();
-    } else {
-        file->AddField(slot.key.Narrow(), CFG_TYPE_DECIMAL, &slot.period, 4);
-        file->LoadFile();
-    }
-    displayPeriod_ = slot.period;
+    displayPeriod_ = DisplayPeriods::Load(config_, wideConfig_, name_.wc_str(), kDefaultPeriodMs);
 }
 
 int Control01Dlg_c::Start(int rebuild) {
@@ -175,7 +149,7 @@ int Control01Dlg_c::Start(int rebuild) {
         SetSliderValue(0);
         SelectRow(0);
     }
-    return timer_.Start(std::max(displayPeriod_, kMinimumPeriodMs)) ? 1 : 0;
+    return timer_.Start(DisplayPeriods::TimerMs(displayPeriod_)) ? 1 : 0;
 }
 
 int Control01Dlg_c::TimerInterval() const { return timer_.IsRunning() ? timer_.GetInterval() : 0; }

@@ -7,6 +7,8 @@
 
 #include "panels/PeriodKey.h"
 
+#include <algorithm>
+
 namespace ferrow::panels {
 
 class DisplayPeriods {
@@ -20,6 +22,16 @@ public:
     // The slot of panel `name` in configuration object `config`, made on
     // first use. Panels of one name in one configuration share it.
     static Slot& For(const void* config, const wchar_t* name);
+
+    // Binds panel `name`'s key in `config` (a CfgFile_c with wide keys when
+    // `wide`, else a CFG_File) to its slot, sets the slot to `defaultPeriod`
+    // and has `config` load its file: the period it then holds.
+    static int Load(void* config, bool wide, const wchar_t* name, int defaultPeriod);
+
+    // The refresh timer's interval for `period`: at least 10 ms, so that a
+    // zero or negative period from the file cannot turn the refresh into a
+    // busy loop on the GUI thread.
+    static int TimerMs(int period) { return std::max(period, 10); }
 };
 
 }  // namespace ferrow::panels

@@ -53,6 +53,16 @@ int FloatingDlg_c::Create(RefreshFn refreshFn, unsigned long periodMs) {
     Bind(wxEVT_CLOSE_WINDOW, &FloatingDlg_c::OnClose, this);
     Bind(wxEVT_BUTTON, &FloatingDlg_c::OnButton, this, wxID_OK);
     Bind(wxEVT_BUTTON, &FloatingDlg_c::OnButton, this, wxID_CANCEL);
+    // A panel whose Cancel button is disabled would let Escape pass; Escape
+    // hides every panel alike. A panel's own key handling, bound later, runs
+    // first and passes Escape on.
+    Bind(wxEVT_CHAR_HOOK, [this](wxKeyEvent& event) {
+        if (event.GetKeyCode() == WXK_ESCAPE) {
+            Close();
+        } else {
+            event.Skip();
+        }
+    });
     OnInitDialog();
     return 0;
 }

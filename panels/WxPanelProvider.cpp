@@ -2,10 +2,14 @@
 
 #include "panels/ChannelPanels.h"
 #include "panels/GuiThread.h"
+#include "peripherals/Peripheral.h"
 
 #include <ferrow/panels/EEPROMDlg_c.h>
 #include <ferrow/panels/I2CDlg_c.h>
+#include <ferrow/panels/N2KGenDlg_c.h>
+#include <ferrow/panels/N2KMonDlg_c.h>
 #include <ferrow/panels/SPIDlg_c.h>
+#include <ferrow/panels/SerialDlg_c.h>
 
 #include <future>
 #include <memory>
@@ -34,9 +38,17 @@ PanelHandle::Maker WxPanelProvider::MakerFor(PeripheralKind kind, void* peripher
                 return new EEPROMDlg_c(parent, static_cast<Ferrow_EEPROM_c*>(peripheral));
             };
         case PeripheralKind::Serial:
+            return [=] {
+                return new SerialDlg_c(parent, static_cast<Ferrow_Serial_c*>(peripheral));
+            };
         case PeripheralKind::N2KMon:
+            return [=] {
+                return new N2KMonDlg_c(parent, static_cast<Ferrow_N2K_Mon_c*>(peripheral));
+            };
         case PeripheralKind::N2KGen:
-            break;
+            return [=] {
+                return new N2KGenDlg_c(parent, peripherals::Peripheral::EmulatorOf(peripheral));
+            };
     }
     return nullptr;
 }

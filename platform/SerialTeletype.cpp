@@ -6,6 +6,7 @@
 namespace ferrow::platform {
 namespace {
 
+constexpr unsigned char kBell = 7;
 constexpr unsigned char kBackspace = 8;
 constexpr unsigned char kTab = 9;
 constexpr unsigned char kLineFeed = 10;
@@ -41,8 +42,11 @@ void SerialTeletype::Put(unsigned char byte) {
         column_ = 0;
         return;
     case kBackspace:
-        if (column_ == 0) return;
-        if (--column_ == line_.size() - 1) line_.pop_back();
+        if (column_ > 0) {
+            --column_;
+        } else {
+            Store(kBell);
+        }
         return;
     case kTab: {
         const std::size_t stop = std::min((column_ / kTabColumns + 1) * kTabColumns, kLineColumns);
@@ -51,14 +55,18 @@ void SerialTeletype::Put(unsigned char byte) {
         return;
     }
     default:
-        if (column_ == kLineColumns) EndLine();
-        if (column_ == line_.size()) {
-            line_.push_back(static_cast<char>(byte));
-        } else {
-            line_[column_] = static_cast<char>(byte);
-        }
-        ++column_;
+        Store(byte);
     }
+}
+
+void SerialTeletype::Store(unsigned char byte) {
+    if (column_ == kLineColumns) EndLine();
+    if (column_ == line_.size()) {
+        line_.push_back(static_cast<char>(byte));
+    } else {
+        line_[column_] = static_cast<char>(byte);
+    }
+    ++column_;
 }
 
 void SerialTeletype::EndLine() {

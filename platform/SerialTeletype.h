@@ -3,9 +3,9 @@
 //   LF   ends the line; CR LF therefore ends it once.
 //   CR   returns to column 0; what follows overwrites the line from there and
 //        the rest of the line stays, as on a screen.
-//   BS   steps back one column; at the end of the line it also removes the
-//        character stepped over, inside the line (after a CR) it only moves,
-//        so the next byte overwrites. At column 0 it does nothing.
+//   BS   steps back one column without erasing, so the next byte overwrites
+//        and "ab" BS LF still reads "ab". At column 0, with nowhere to go, it
+//        leaves a BEL there and moves past it, so it shows like other controls.
 //   HT   moves to the next multiple of 8, padding the line with spaces.
 //   other C0 controls and DEL take one column and show in caret notation
 //        (BEL as "^G", ESC as "^["), so a stray byte is visible, not lost.
@@ -55,11 +55,12 @@ public:
 
 private:
     void Put(unsigned char byte);
+    void Store(unsigned char byte);
     void EndLine();
     static std::string Shown(const std::string& cells);
 
     // One byte per column; controls are turned into caret notation only when
-    // shown, so a backspace removes a control byte whole.
+    // shown, so a backspace steps over a control byte whole.
     std::string line_;
     std::size_t column_ = 0;
     std::deque<std::string> backlog_;

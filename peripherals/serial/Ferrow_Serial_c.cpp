@@ -51,7 +51,10 @@ Ferrow_Serial_c::Ferrow_Serial_c(Ferrow_c* emulator, int modal, unsigned long no
     impl_->core.CreatePanel(modal);
 }
 
-Ferrow_Serial_c::~Ferrow_Serial_c() { delete impl_; }
+Ferrow_Serial_c::~Ferrow_Serial_c() {
+    impl_->core.DropPanel();
+    delete impl_;
+}
 
 int Ferrow_Serial_c::PutRX(const unsigned char* data, int len) {
     CallFrame frame;

@@ -24,14 +24,15 @@ namespace ferrow::platform {
 
 class FERROW_API PgnRowTable {
 public:
+    // In the order shown: what a narrow list must not hide comes first.
     enum Column : int {
         kPgn,
-        kName,
         kSource,
         kDestination,
-        kPriority,
         kCount,
         kRate,
+        kName,
+        kPriority,
         kLength,
         kManufacturer,
         kData,

@@ -30,11 +30,6 @@ constexpr unsigned long kGpioPin = 0x1A;
 constexpr unsigned long kPwmPin = 0x05;
 constexpr unsigned long kIcapPin = 0x30;
 
-template <class Control>
-Control* ControlOf(Control01Dlg_c* panel, int id) {
-    return dynamic_cast<Control*>(panel->FindWindow(id));
-}
-
 wxListCtrl* ListOf(Control01Dlg_c* panel) {
     return ControlOf<wxListCtrl>(panel, Control01Dlg_c::kListId);
 }
@@ -56,21 +51,7 @@ void ReleaseSliderAt(Control01Dlg_c* panel, int value) {
     slider->HandleWindowEvent(released);
 }
 
-void TickHex(Control01Dlg_c* panel, bool on) {
-    auto* hex = ControlOf<wxCheckBox>(panel, Control01Dlg_c::kHexBoxId);
-    hex->SetValue(on);
-    wxCommandEvent clicked(wxEVT_CHECKBOX, hex->GetId());
-    clicked.SetEventObject(hex);
-    clicked.SetInt(on ? 1 : 0);
-    hex->HandleWindowEvent(clicked);
-}
-
-void PressButton(Control01Dlg_c* panel, int id) {
-    auto* button = ControlOf<wxButton>(panel, id);
-    wxCommandEvent pressed(wxEVT_BUTTON, id);
-    pressed.SetEventObject(button);
-    button->HandleWindowEvent(pressed);
-}
+void TickHex(Control01Dlg_c* panel, bool on) { Tick(panel, Control01Dlg_c::kHexBoxId, on); }
 
 // The edit loses the keyboard focus with `text` in it (unchanged when null).
 void LeaveEdit(Control01Dlg_c* panel, int id, const wchar_t* text = nullptr) {
@@ -83,20 +64,6 @@ void LeaveEdit(Control01Dlg_c* panel, int id, const wchar_t* text = nullptr) {
 
 wxString EditText(Control01Dlg_c* panel, int id) {
     return ControlOf<wxTextCtrl>(panel, id)->GetValue();
-}
-
-// Runs the GUI thread until the panel's refresh timer has fired `ticks`
-// more times.
-bool PumpTicks(Control01Dlg_c* panel, int ticks) {
-    auto count = std::make_shared<int>(0);
-    auto counter = [count](wxTimerEvent& event) {
-        ++*count;
-        event.Skip();
-    };
-    panel->Bind(wxEVT_TIMER, counter);
-    const bool done = PumpUntil([&] { return *count >= ticks; });
-    panel->Unbind(wxEVT_TIMER, counter);
-    return done;
 }
 
 class ChannelPanels : public ChannelPanelsHostTest {
@@ -295,7 +262,7 @@ TEST_F(ChannelPanels, PauseFreezesTheListAndTimeButTheSliderStillWrites) {
     ASSERT_TRUE(PumpTicks(panel, 2));
     EXPECT_NE(time->GetLabel(), "Time") << "running, the time is shown";
 
-    PressButton(panel, Control01Dlg_c::kPauseId);
+    Press(panel, Control01Dlg_c::kPauseId);
     EXPECT_EQ(ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId)->GetLabel(), "Continue");
     const wxString frozen = time->GetLabel();
     emu_->adc->SetValue(1, 500);
@@ -307,7 +274,7 @@ TEST_F(ChannelPanels, PauseFreezesTheListAndTimeButTheSliderStillWrites) {
     emu_->adc->GetValue(0, &value);
     EXPECT_EQ(value, 321) << "the slider writes while paused";
 
-    PressButton(panel, Control01Dlg_c::kPauseId);
+    Press(panel, Control01Dlg_c::kPauseId);
     EXPECT_EQ(ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId)->GetLabel(), "Pause");
     EXPECT_TRUE(PumpUntil([&] { return Cell(panel, 1, 1) == "500"; }));
 }

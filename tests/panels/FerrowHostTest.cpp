@@ -48,11 +48,10 @@ TEST(FerrowHost, ParentsThePanelsOfAFactoryEmulatorAndListsThem) {
                                        FERROW_ADC | FERROW_GPIO | FERROW_EEPROM | FERROW_I2C |
                                            FERROW_SPI | FERROW_SERIAL,
                                        nullptr, nullptr, 0, nullptr, 64);
-    // The serial port has no panel of this module.
-    EXPECT_EQ(PanelsOf(WindowOf(host)).size(), 5u);
+    EXPECT_EQ(PanelsOf(WindowOf(host)).size(), 6u);
     wxListBox* list = PanelListOf(host);
     ASSERT_NE(list, nullptr);
-    EXPECT_TRUE(PumpUntil([&] { return list->GetCount() == 5; }));
+    EXPECT_TRUE(PumpUntil([&] { return list->GetCount() == 6; }));
     EXPECT_NE(list->FindString("EEPROM"), wxNOT_FOUND);
 
     emu->spi->Show();

@@ -4,19 +4,22 @@
 //       build/tests/panels/ferrow_panels_unit_tests --gtest_filter='PanelScreenshots.*'
 //
 // (one command line)//
-// writes panel-adc.png, panel-gpio.png, panel-pwm.png and panel-icap.png
-// into that folder.
+// writes panel-adc.png, panel-gpio.png, panel-pwm.png, panel-icap.png,
+// panel-n2kmon.png and panel-serial.png into that folder.
 #include "ChannelPanelsHost.h"
 
 #include <ferrow/panels/ADCDlg_c.h>
 #include <ferrow/panels/GPIODlg_c.h>
 #include <ferrow/panels/ICAPDlg_c.h>
 #include <ferrow/panels/PWMDlg_c.h>
+#include <ferrow/panels/N2KMonDlg_c.h>
+#include <ferrow/panels/SerialDlg_c.h>
 
 #include <wx/bitmap.h>
 #include <wx/dcmemory.h>
 #include <wx/dcclient.h>
 #include <wx/image.h>
+#include <wx/textctrl.h>
 
 #include <cstdlib>
 #include <memory>
@@ -51,7 +54,7 @@ protected:
 
     // Shows the panel alone on the screen, lets it refresh, and saves what
     // the screen shows of it.
-    void Save(Control01Dlg_c* panel, const std::string& file) {
+    void Save(FloatingDlg_c* panel, const std::string& file) {
         ASSERT_NE(panel, nullptr);
         panel->Show(0);
         panel->Move(0, 0);
@@ -141,6 +144,82 @@ TEST_F(PanelScreenshots, ChannelPanels) {
     ICAPDlg_c* icapPanel = Widened<ICAPDlg_c>();
     icap.Start();
     Save(icapPanel, "panel-icap.png");
+}
+
+// A device on a busy network: what it sends on the right, what it hears from
+// a GPS, a wind sensor, an engine and a depth sounder on the left.
+TEST_F(PanelScreenshots, N2KMonitor) {
+    std::unique_ptr<Ferrow_c> emu(create_Ferrow_pObj(
+        Handle(), nullptr, dir_.File("n2k.hex").c_str(), dir_.File("n2k.cfg").c_str(), 0,
+        FERROW_N2K_MON | FERROW_N2K_GEN, nullptr, nullptr, 0, nullptr, 0));
+    ASSERT_NE(emu, nullptr);
+    // Unconnected, every message sent is monitored.
+    emu->dispAllPgn = 1;
+    const struct {
+        bool received;
+        uint32_t pgn;
+        uint8_t priority;
+        uint8_t source;
+        uint8_t destination;
+        uint16_t length;
+        int perSecond;
+    } traffic[] = {
+        {false, 60928, 6, 0x23, 255, 8, 0},     {false, 126993, 7, 0x23, 255, 8, 0},
+        {false, 127250, 2, 0x23, 255, 8, 10},   {false, 127251, 2, 0x23, 255, 8, 10},
+        {false, 127257, 3, 0x23, 255, 8, 1},    {false, 126996, 6, 0x23, 0x42, 134, 0},
+        {true, 59904, 6, 0x42, 0x23, 3, 0},     {true, 129025, 2, 0x05, 255, 8, 10},
+        {true, 129026, 2, 0x05, 255, 8, 4},     {true, 129029, 3, 0x05, 255, 43, 1},
+        {true, 126992, 3, 0x05, 255, 8, 1},     {true, 130306, 2, 0x10, 255, 8, 10},
+        {true, 127488, 2, 0x30, 255, 8, 10},    {true, 127489, 2, 0x30, 255, 26, 2},
+        {true, 128267, 3, 0x42, 255, 8, 1},
+    };
+    constexpr uint32_t kSeconds = 6;
+    constexpr uint32_t kTicksPerSecond = 100;
+    for (uint32_t second = 0; second < kSeconds; ++second) {
+        for (const auto& t : traffic) {
+            const int count = t.perSecond == 0 ? (second == 0 ? 1 : 0) : t.perSecond;
+            for (int i = 0; i < count; ++i) {
+                N2KMsg msg{};
+                msg.pgn = t.pgn;
+                msg.priority = t.priority;
+                msg.addressA = t.source;
+                msg.addressB = t.destination;
+                msg.length = t.length;
+                msg.transport = t.length <= 8 ? 1 : 2;
+                for (uint16_t b = 0; b < t.length; ++b) msg.data[b] = uint8_t(t.pgn + i + b);
+                msg.timeStamp = second * kTicksPerSecond + uint32_t(i) * kTicksPerSecond / count;
+                if (t.received) {
+                    N2KMsg in{};
+                    ASSERT_EQ(emu->n2kGen->PutMsg(&msg, 0), 1);
+                    ASSERT_EQ(emu->GetMsg(&in), N2K_OK);
+                } else {
+                    emu->PutMsg(&msg);
+                }
+            }
+        }
+    }
+    Save(PanelOf(host_, N2KMonDlg_c::kTemplateId), "panel-n2kmon.png");
+    delete emu->n2kMon;
+    delete emu->n2kGen;
+}
+
+// A console port after boot, the firmware in the middle of a line.
+TEST_F(PanelScreenshots, SerialLog) {
+    auto port = std::make_unique<Ferrow_Serial_c>(emu_.get(), 0, 0);
+    port->SetName("Console");
+    const std::string bytes =
+        "Boot 2.4.1 (build 118)\r\nCAN up at 250 kbit/s\r\nAddress claim: 35 ... ok\r\n"
+        "loading settings 100%\r\n> status\r\nHeading 231.4 deg  SOG 6.2 kn\r\n"
+        "Depth 12.7 m  Water 14.9 C\r\nEngine 0: 1840 rpm";
+    ASSERT_GT(port->PutTX(reinterpret_cast<const unsigned char*>(bytes.data()),
+                          static_cast<int>(bytes.size())),
+              0);
+    FloatingDlg_c* panel = PanelOf(host_, SerialDlg_c::kTemplateId);
+    ASSERT_NE(panel, nullptr);
+    static_cast<wxTextCtrl*>(panel->FindWindow(SerialDlg_c::kUpperLineId))->ChangeValue("status");
+    static_cast<wxTextCtrl*>(panel->FindWindow(SerialDlg_c::kLowerLineId))
+        ->ChangeValue("set rate 500");
+    Save(panel, "panel-serial.png");
 }
 
 }  // namespace

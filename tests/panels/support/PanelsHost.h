@@ -8,9 +8,13 @@
 #include <ferrow/panels/FloatingDlg_c.h>
 
 #include <wx/app.h>
+#include <wx/button.h>
+#include <wx/checkbox.h>
 #include <wx/frame.h>
+#include <wx/timer.h>
 #include <wx/toplevel.h>
 
+#include <memory>
 #include <vector>
 
 namespace ferrow::panels::test {
@@ -28,6 +32,43 @@ inline FloatingDlg_c* PanelOf(wxWindow* host, unsigned int templateId) {
         if (panel->TemplateId() == templateId) return panel;
     }
     return nullptr;
+}
+
+template <class Control>
+Control* ControlOf(wxWindow* panel, int id) {
+    return dynamic_cast<Control*>(panel->FindWindow(id));
+}
+
+// The operator clicks the button with window id `id`.
+inline void Press(wxWindow* panel, int id) {
+    auto* button = ControlOf<wxButton>(panel, id);
+    wxCommandEvent pressed(wxEVT_BUTTON, id);
+    pressed.SetEventObject(button);
+    button->HandleWindowEvent(pressed);
+}
+
+// The operator ticks (or clears) the check box with window id `id`.
+inline void Tick(wxWindow* panel, int id, bool on) {
+    auto* box = ControlOf<wxCheckBox>(panel, id);
+    box->SetValue(on);
+    wxCommandEvent clicked(wxEVT_CHECKBOX, id);
+    clicked.SetEventObject(box);
+    clicked.SetInt(on ? 1 : 0);
+    box->HandleWindowEvent(clicked);
+}
+
+// Runs the GUI thread until the panel's refresh timer has fired `ticks`
+// more times.
+inline bool PumpTicks(wxWindow* panel, int ticks) {
+    auto count = std::make_shared<int>(0);
+    auto counter = [count](wxTimerEvent& event) {
+        ++*count;
+        event.Skip();
+    };
+    panel->Bind(wxEVT_TIMER, counter);
+    const bool done = PumpUntil([&] { return *count >= ticks; });
+    panel->Unbind(wxEVT_TIMER, counter);
+    return done;
 }
 
 // Closes the modal panel as soon as one runs, as the operator would.

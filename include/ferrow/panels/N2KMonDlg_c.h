@@ -1,0 +1,105 @@
+// The panel of a Ferrow_N2K_Mon_c, captioned "N2K Monitor": what the firmware
+// received on the left and what it sent on the right, one row per sender of
+// a parameter group, each side with its count and a Clear button; a clock,
+// Pause, the gateway's Connect and Disconnect, and "Monitor All PGN", which
+// switches the emulator's dispAllPgn. Its timer empties the monitor's stores
+// into the lists every display period, whether the panel is shown or not.
+#pragma once
+
+#include <ferrow/N2KMsg.h>
+#include <ferrow/panels/FloatingDlg_c.h>
+
+#include <wx/timer.h>
+
+#include <memory>
+#include <vector>
+
+class BrovikPgn;
+class Ferrow_N2K_Mon_c;
+class wxButton;
+class wxCheckBox;
+class wxCommandEvent;
+class wxShowEvent;
+class wxTextCtrl;
+
+namespace ferrow::panels {
+class WxPgnList;
+}
+
+class FERROW_PANELS_API N2KMonDlg_c : public FloatingDlg_c {
+public:
+    static constexpr unsigned int kTemplateId = 11000;
+    // Window ids of the controls; Close and the hidden Cancel are wxID_OK
+    // and wxID_CANCEL.
+    static constexpr int kRxCountId = 1000;
+    static constexpr int kClearRxId = 1092;
+    static constexpr int kRxListId = 1006;
+    static constexpr int kDisplayAllId = 11009;
+    static constexpr int kTxCountId = 1012;
+    static constexpr int kClearTxId = 1093;
+    static constexpr int kTxListId = 1007;
+    static constexpr int kTimeId = 1016;
+    static constexpr int kPauseId = 1025;
+    static constexpr int kDisconnectId = 1002;
+    static constexpr int kConnectId = 1001;
+    static constexpr int kTimerId = 11;
+    static constexpr int kDefaultPeriodMs = 100;
+
+    // The panel reaches the monitor's two stores through the monitor's own
+    // Get and Offered calls, each of which copies under the monitor's lock.
+    N2KMonDlg_c(CWnd* parentWnd, Ferrow_N2K_Mon_c* monitor);
+    // Stops the timer before the controls go.
+    ~N2KMonDlg_c() override;
+
+    // One timer tick: unless paused, shows the time and empties the receive
+    // store into the RX list and the transmit store into the TX list.
+    void RefreshLists();
+
+    // The running timer's interval in ms, or 0 while it is stopped.
+    int TimerInterval() const;
+
+protected:
+    void OnInitDialog() override;
+    // Fixed size, with a minimise box.
+    long TemplateStyle() const override;
+
+private:
+    // What differs between the receive and the transmit half.
+    struct Side {
+        // The receive store, else the transmit store.
+        bool receive;
+        wxTextCtrl* count = nullptr;
+        ferrow::panels::WxPgnList* list = nullptr;
+    };
+
+    void CreateControls();
+    void CreateSide(Side& side, int x, const char* label, int countId, int clearId, int listId);
+    void LoadDisplayPeriod();
+    void UpdateButtons();
+    // Empties the side's store into its list and shows the count; false
+    // when the monitor has gone.
+    bool ListStore(Side& side);
+    void ClearSide(Side& side);
+
+    void OnTimer(wxTimerEvent& event);
+    void OnPause(wxCommandEvent& event);
+    void OnConnect(wxCommandEvent& event);
+    void OnDisconnect(wxCommandEvent& event);
+    void OnDisplayAll(wxCommandEvent& event);
+    void OnShown(wxShowEvent& event);
+
+    Ferrow_N2K_Mon_c* monitor_;
+    std::unique_ptr<BrovikPgn> pgn_;
+    int displayPeriod_ = kDefaultPeriodMs;
+    bool paused_ = false;
+    Side rx_;
+    Side tx_;
+    // Messages copied out of a store, listed after the copy.
+    std::vector<N2KMsg> batch_;
+
+    wxCheckBox* displayAllBox_ = nullptr;
+    wxButton* pauseButton_ = nullptr;
+    wxButton* connectButton_ = nullptr;
+    wxButton* disconnectButton_ = nullptr;
+    wxTimer timer_;
+};

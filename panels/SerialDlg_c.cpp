@@ -1,0 +1,227 @@
+#include <ferrow/panels/SerialDlg_c.h>
+
+#include "panels/DisplayPeriods.h"
+#include "peripherals/Peripheral.h"
+#include "peripherals/serial/SerialPortTable.h"
+#include "platform/SerialTeletype.h"
+
+#include <ferrow/Ferrow_Serial_c.h>
+#include <ferrow/panels/CtrlAnchor.h>
+
+#include <wx/button.h>
+#include <wx/listbox.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+
+#include <algorithm>
+#include <iterator>
+
+using ferrow::panels::DisplayPeriods;
+using ferrow::peripherals::Peripheral;
+using ferrow::peripherals::SerialPortSlot;
+using ferrow::platform::SerialTeletype;
+
+namespace {
+
+constexpr int kChunkBytes = 256;
+// A firmware that transmits without pause must not hold the GUI thread in
+// one refresh: at most a full ring is taken each time.
+constexpr int kMostBytesPerRefresh = static_cast<int>(SerialPortSlot::kRingSize);
+constexpr unsigned char kCarriageReturn = 13;
+
+// How each anchored control follows the edges, in the order of margins_: the
+// log grows both ways, Pause and Clear stay top right, the input lines
+// stretch along the bottom and their Send buttons stay bottom right.
+constexpr unsigned kAnchorFlags[] = {
+    ANCHOR_STRETCH_X | ANCHOR_STRETCH_Y,
+    ANCHOR_PIN_TOP,
+    ANCHOR_PIN_TOP,
+    ANCHOR_STRETCH_X,
+    ANCHOR_STRETCH_X,
+    0,
+    0,
+};
+
+// The port speaks bytes: each one shows as the character of that code.
+wxString Widened(const std::string& bytes) {
+    return wxString::From8BitData(bytes.data(), bytes.size());
+}
+
+}  // namespace
+
+SerialDlg_c::SerialDlg_c(CWnd* parentWnd, Ferrow_Serial_c* serial)
+    : FloatingDlg_c(kTemplateId, parentWnd),
+      serial_(serial),
+      config_(nullptr),
+      wideConfig_(false),
+      tty_(std::make_unique<SerialTeletype>()),
+      timer_(this, kTimerId) {
+    if (Ferrow_c* emulator = Peripheral::EmulatorOf(serial)) {
+        config_ = emulator->config;
+        wideConfig_ = emulator->ownConfig == 0;
+    }
+}
+
+SerialDlg_c::~SerialDlg_c() { timer_.Stop(); }
+
+int SerialDlg_c::Create() { return FloatingDlg_c::Create(nullptr, 10); }
+
+long SerialDlg_c::TemplateStyle() const {
+    return FloatingDlg_c::TemplateStyle() | wxRESIZE_BORDER | wxMINIMIZE_BOX;
+}
+
+void SerialDlg_c::OnInitDialog() {
+    FloatingDlg_c::OnInitDialog();
+    SetTitle("Serial");
+    CreateControls();
+    UpdateTitle();
+    for (int i = 0; i < kAnchoredCount; ++i) SaveCtrlMargins(this, AnchoredControl(i), margins_[i]);
+    if (config_ != nullptr) {
+        displayPeriod_ = DisplayPeriods::Load(config_, wideConfig_, L"SERIAL", kDefaultPeriodMs);
+    }
+
+    Bind(wxEVT_TIMER, &SerialDlg_c::OnTimer, this);
+    Bind(wxEVT_SHOW, &SerialDlg_c::OnShow, this);
+    Bind(wxEVT_SIZE, &SerialDlg_c::OnSize, this);
+    Bind(wxEVT_CHAR_HOOK, &SerialDlg_c::OnCharHook, this);
+    pauseButton_->Bind(wxEVT_BUTTON, &SerialDlg_c::OnPause, this);
+    clearButton_->Bind(wxEVT_BUTTON, &SerialDlg_c::OnClear, this);
+    upperSend_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { SendLine(upperLine_); });
+    lowerSend_->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { SendLine(lowerLine_); });
+    for (wxTextCtrl* line : {upperLine_, lowerLine_}) {
+        line->Bind(wxEVT_SET_FOCUS, [this, line](wxFocusEvent& event) {
+            sendTarget_ = line;
+            event.Skip();
+        });
+    }
+    timer_.Start(DisplayPeriods::TimerMs(displayPeriod_));
+}
+
+void SerialDlg_c::CreateControls() {
+    SetTemplateSize(242, 150);
+    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Serial Log :"), 5, 5, 36, 8);
+    pauseButton_ = new wxButton(this, kPauseId, "Pause");
+    PlaceCtrl(pauseButton_, 110, 5, 60, 10);
+    clearButton_ = new wxButton(this, kClearId, "Clear");
+    PlaceCtrl(clearButton_, 175, 5, 60, 10);
+    log_ = new wxListBox(this, kLogId, wxDefaultPosition, wxDefaultSize, 0, nullptr,
+                         wxLB_SINGLE | wxLB_HSCROLL | wxLB_NEEDED_SB);
+    PlaceCtrl(log_, 5, 15, 230, 95);
+    upperLine_ = new wxTextCtrl(this, kUpperLineId, wxString());
+    PlaceCtrl(upperLine_, 5, 115, 186, 12);
+    upperSend_ = new wxButton(this, kUpperSendId, "Send");
+    PlaceCtrl(upperSend_, 195, 115, 40, 15);
+    lowerLine_ = new wxTextCtrl(this, kLowerLineId, wxString());
+    PlaceCtrl(lowerLine_, 5, 131, 186, 12);
+    lowerSend_ = new wxButton(this, kLowerSendId, "Send");
+    PlaceCtrl(lowerSend_, 195, 131, 40, 15);
+}
+
+wxWindow* SerialDlg_c::AnchoredControl(int index) const {
+    wxWindow* const controls[kAnchoredCount] = {log_,      pauseButton_, clearButton_, lowerLine_,
+                                                 upperLine_, lowerSend_,   upperSend_};
+    return controls[index];
+}
+
+int SerialDlg_c::TimerInterval() const { return timer_.IsRunning() ? timer_.GetInterval() : 0; }
+
+void SerialDlg_c::UpdateTitle() {
+    wxString title;
+    WithPeripheral([&] {
+        if (serial_->GetHndl() < 0) return;
+        char name[Peripheral::kMaxName + 1] = {};
+        title = serial_->GetName(name) > 0
+                    ? Widened(name)
+                    : wxString::Format("Serial-%d", serial_->GetHndl_dev());
+    });
+    if (!title.empty()) SetTitle(title);
+}
+
+void SerialDlg_c::RefreshLog() {
+    std::vector<std::string> lines;
+    std::string pending;
+    bool took = false;
+    WithPeripheral([&] {
+        unsigned char chunk[kChunkBytes];
+        int n = 0;
+        // A Take per chunk keeps the teletype's backlog far below its bound.
+        for (int total = 0;
+             total < kMostBytesPerRefresh && (n = serial_->GetTX(chunk, kChunkBytes)) > 0;
+             total += n) {
+            took = true;
+            tty_->Feed(chunk, static_cast<size_t>(n));
+            SerialTeletype::Batch batch = tty_->Take();
+            std::move(batch.lines.begin(), batch.lines.end(), std::back_inserter(lines));
+            pending = std::move(batch.pending);
+        }
+    });
+    if (took) ShowLines(lines, pending);
+}
+
+void SerialDlg_c::ShowLines(const std::vector<std::string>& lines, const std::string& pending) {
+    if (pendingShown_ && !log_->IsEmpty()) log_->Delete(log_->GetCount() - 1);
+    wxArrayString entries;
+    entries.reserve(lines.size() + 1);
+    for (const std::string& line : lines) entries.Add(Widened(line));
+    pendingShown_ = !pending.empty();
+    if (pendingShown_) entries.Add(Widened(pending));
+    if (entries.empty()) return;
+    log_->Append(entries);
+    log_->SetSelection(static_cast<int>(log_->GetCount()) - 1);
+}
+
+void SerialDlg_c::SendLine(const wxTextCtrl* line) {
+    std::vector<unsigned char> bytes;
+    for (wxUniChar c : line->GetValue().Left(kMaxSendChars)) {
+        bytes.push_back(static_cast<unsigned char>(c.GetValue() & 0xFF));
+    }
+    WithPeripheral([&] {
+        serial_->PutRX(bytes.data(), static_cast<int>(bytes.size()));
+        serial_->PutRX(&kCarriageReturn, 1);
+    });
+}
+
+void SerialDlg_c::OnTimer(wxTimerEvent&) {
+    if (!paused_) RefreshLog();
+}
+
+void SerialDlg_c::OnPause(wxCommandEvent&) {
+    paused_ = !paused_;
+    pauseButton_->SetLabel(paused_ ? "Continue" : "Pause");
+}
+
+void SerialDlg_c::OnClear(wxCommandEvent&) {
+    log_->Clear();
+    pendingShown_ = false;
+}
+
+void SerialDlg_c::OnShow(wxShowEvent& event) {
+    event.Skip();
+    if (!event.IsShown()) return;
+    UpdateTitle();
+    sendTarget_ = upperLine_;
+    upperLine_->SetFocus();
+}
+
+void SerialDlg_c::OnSize(wxSizeEvent& event) {
+    event.Skip();
+    for (int i = 0; i < kAnchoredCount; ++i) {
+        AnchorCtrl(this, AnchoredControl(i), margins_[i], kAnchorFlags[i], nullptr);
+    }
+}
+
+void SerialDlg_c::OnCharHook(wxKeyEvent& event) {
+    switch (event.GetKeyCode()) {
+        case WXK_RETURN:
+        case WXK_NUMPAD_ENTER:
+            // A focused button takes Enter as a press of its own.
+            if (dynamic_cast<wxButton*>(FindFocus()) == nullptr) {
+                if (sendTarget_ != nullptr) SendLine(sendTarget_);
+                return;
+            }
+            break;
+        default:
+            break;
+    }
+    event.Skip();
+}

@@ -1,0 +1,458 @@
+// The NMEA 2000 monitor and generator panels as an operator meets them: a
+// firmware from the factory on a virtual bus, sending, and a second device on
+// the same bus sending to it, while the panel is driven through its controls.
+#include "PanelsHost.h"
+
+#include "platform/gateway/PgnRowTable.h"
+#include "tests/support/TempDir.h"
+
+#include <ferrow/ferrow.h>
+#include <ferrow/panels/N2KGenDlg_c.h>
+#include <ferrow/panels/N2KMonDlg_c.h>
+
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/listctrl.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+#include <wx/uiaction.h>
+
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace ferrow::panels::test {
+namespace {
+
+using ferrow::platform::PgnRowTable;
+using ferrow::test::TempDir;
+
+constexpr uint8_t kFirmwareAddress = 0x23;
+constexpr uint8_t kPeerAddress = 0x42;
+constexpr uint32_t kHeading = 127250;
+constexpr uint32_t kPositionRapid = 129025;
+constexpr uint32_t kWind = 130306;
+
+N2KMsg Message(uint32_t pgn, uint8_t source) {
+    N2KMsg msg{};
+    msg.pgn = pgn;
+    msg.priority = 2;
+    msg.addressA = source;
+    msg.addressB = 255;
+    msg.transport = 1;
+    msg.length = 8;
+    for (uint8_t i = 0; i < 8; ++i) msg.data[i] = i;
+    return msg;
+}
+
+// What the firmware's loop sends: queued messages once, and with `flood`
+// set one more message every call. It takes whatever it receives.
+struct Firmware {
+    std::mutex mutex;  // protects: outbox
+    std::deque<N2KMsg> outbox;
+    std::atomic<bool> flood{false};
+    std::atomic<long> sent{0};
+};
+
+Firmware* g_firmware = nullptr;
+
+void NoMain(void*) {}
+
+void FirmwareLoop(void* obj) {
+    auto* emu = static_cast<Ferrow_c*>(obj);
+    N2KMsg msg{};
+    while (emu->GetMsg(&msg) == N2K_OK) {
+    }
+    for (;;) {
+        {
+            std::lock_guard<std::mutex> guard(g_firmware->mutex);
+            if (g_firmware->outbox.empty()) break;
+            msg = g_firmware->outbox.front();
+            g_firmware->outbox.pop_front();
+        }
+        emu->PutMsg(&msg);
+        ++g_firmware->sent;
+    }
+    if (g_firmware->flood) {
+        msg = Message(kPositionRapid, kFirmwareAddress);
+        emu->PutMsg(&msg);
+    }
+}
+
+wxButton* ButtonOf(wxWindow* panel, int id) { return ControlOf<wxButton>(panel, id); }
+wxListCtrl* ListOf(wxWindow* panel, int id) { return ControlOf<wxListCtrl>(panel, id); }
+wxString Count(wxWindow* panel, int id) { return ControlOf<wxTextCtrl>(panel, id)->GetValue(); }
+
+// The row of (pgn, source) in the list, or -1.
+int RowOf(wxListCtrl* list, uint32_t pgn, uint8_t source) {
+    for (int row = 0; row < list->GetItemCount(); ++row) {
+        if (list->GetItemText(row, PgnRowTable::kPgn) == wxString::Format("%u", pgn) &&
+            list->GetItemText(row, PgnRowTable::kSource) == wxString::Format("%u", source)) {
+            return row;
+        }
+    }
+    return -1;
+}
+
+wxString CountCell(wxListCtrl* list, uint32_t pgn, uint8_t source) {
+    const int row = RowOf(list, pgn, source);
+    return row < 0 ? wxString("no row") : list->GetItemText(row, PgnRowTable::kCount);
+}
+
+void TickDisplayAll(wxWindow* panel, bool on) { Tick(panel, N2KMonDlg_c::kDisplayAllId, on); }
+
+class N2KMonPanel : public PanelsHostTest {
+protected:
+    void SetUp() override {
+        PanelsHostTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        static int buses = 0;
+        const std::string portLine =
+            "GW_PORT_NAME=\"vbus:n2kmon-" + std::to_string(++buses) + "\"\n";
+        configText_ = portLine + config_;
+        TempDir::Write(dir_.File("Ferrow.cfg"), configText_);
+        TempDir::Write(dir_.File("peer.cfg"), portLine);
+        g_firmware = &firmware_;
+        const unsigned long mask =
+            storeSize_ == 0 ? FERROW_N2K_MON | FERROW_N2K_GEN : FERROW_N2K_GEN;
+        emu_.reset(create_Ferrow_pObj(Handle(), gatewayArg_, dir_.File("image.hex").c_str(),
+                                      dir_.File("Ferrow.cfg").c_str(), 0, mask, NoMain,
+                                      FirmwareLoop, 5, nullptr, 0));
+        ASSERT_NE(emu_, nullptr);
+        if (storeSize_ != 0) new Ferrow_N2K_Mon_c(emu_.get(), 0, storeSize_, 0);
+        emu_->SetAutoConnect(0);
+        ASSERT_EQ(emu_->Start(), 0);
+        peer_ = std::make_unique<Ferrow_c>(nullptr, nullptr, dir_.File("peer.hex").c_str(),
+                                           dir_.File("peer.cfg").c_str(), 0);
+        ASSERT_EQ(peer_->Connect(), 0);
+        panel_ = dynamic_cast<N2KMonDlg_c*>(PanelOf(host_, N2KMonDlg_c::kTemplateId));
+        ASSERT_NE(panel_, nullptr);
+    }
+
+    void TearDown() override {
+        if (emu_) {
+            emu_->Stop();
+            delete emu_->n2kMon;
+            delete emu_->n2kGen;
+            emu_.reset();
+        }
+        peer_.reset();
+        g_firmware = nullptr;
+        PanelsHostTest::TearDown();
+    }
+
+    void FirmwareSends(uint32_t pgn, int times) {
+        std::lock_guard<std::mutex> guard(firmware_.mutex);
+        for (int i = 0; i < times; ++i) firmware_.outbox.push_back(Message(pgn, kFirmwareAddress));
+    }
+
+    void PeerSends(uint32_t pgn, int times) {
+        N2KMsg msg = Message(pgn, kPeerAddress);
+        for (int i = 0; i < times; ++i) ASSERT_EQ(peer_->PutMsg(&msg), N2K_OK);
+    }
+
+    void ConnectThroughPanel() {
+        Press(panel_, N2KMonDlg_c::kConnectId);
+        ASSERT_NE(emu_->IsConnected(), 0);
+    }
+
+    wxListCtrl* RxList() { return ListOf(panel_, N2KMonDlg_c::kRxListId); }
+    wxListCtrl* TxList() { return ListOf(panel_, N2KMonDlg_c::kTxListId); }
+    wxString RxCount() { return Count(panel_, N2KMonDlg_c::kRxCountId); }
+    wxString TxCount() { return Count(panel_, N2KMonDlg_c::kTxCountId); }
+
+    // Set before SetUp: lines of the configuration file after the port, the
+    // gateway argument, and a store size for a monitor of the test's own.
+    std::string config_;
+    void* gatewayArg_ = nullptr;
+    unsigned long storeSize_ = 0;
+
+    TempDir dir_;
+    std::string configText_;
+    Firmware firmware_;
+    std::unique_ptr<Ferrow_c> emu_;
+    std::unique_ptr<Ferrow_c> peer_;
+    N2KMonDlg_c* panel_ = nullptr;
+};
+
+TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnits) {
+    EXPECT_EQ(panel_->GetTitle(), "N2K Monitor");
+    EXPECT_EQ(panel_->GetClientSize(), panel_->ConvertDialogToPixels(wxSize(417, 156)));
+    EXPECT_EQ(panel_->GetWindowStyle() & wxRESIZE_BORDER, 0);
+    const struct {
+        int id;
+        wxRect units;
+    } placed[] = {
+        {N2KMonDlg_c::kRxCountId, {45, 12, 50, 12}},
+        {N2KMonDlg_c::kClearRxId, {95, 13, 45, 10}},
+        {N2KMonDlg_c::kRxListId, {10, 25, 195, 95}},
+        {N2KMonDlg_c::kDisplayAllId, {176, 2, 66, 10}},
+        {N2KMonDlg_c::kTxCountId, {250, 12, 50, 12}},
+        {N2KMonDlg_c::kClearTxId, {300, 13, 45, 10}},
+        {N2KMonDlg_c::kTxListId, {215, 25, 195, 95}},
+        {N2KMonDlg_c::kTimeId, {330, 0, 80, 10}},
+        {N2KMonDlg_c::kPauseId, {10, 125, 120, 25}},
+        {N2KMonDlg_c::kDisconnectId, {140, 125, 70, 25}},
+        {N2KMonDlg_c::kConnectId, {210, 125, 70, 25}},
+        {wxID_OK, {355, 125, 55, 25}},
+    };
+    for (const auto& control : placed) {
+        wxWindow* window = panel_->FindWindow(control.id);
+        ASSERT_NE(window, nullptr) << control.id;
+        EXPECT_EQ(window->GetRect(),
+                  wxRect(panel_->ConvertDialogToPixels(control.units.GetPosition()),
+                         panel_->ConvertDialogToPixels(control.units.GetSize())))
+            << control.id;
+    }
+    EXPECT_EQ(ButtonOf(panel_, wxID_OK)->GetLabel(), "Close");
+    EXPECT_EQ(panel_->GetDefaultItem(), ButtonOf(panel_, wxID_OK));
+    EXPECT_FALSE(ButtonOf(panel_, wxID_CANCEL)->IsShown());
+    EXPECT_FALSE(ButtonOf(panel_, wxID_CANCEL)->IsEnabled());
+    EXPECT_FALSE(ControlOf<wxCheckBox>(panel_, N2KMonDlg_c::kDisplayAllId)->GetValue());
+    EXPECT_EQ(RxList()->GetColumnCount(), PgnRowTable::kColumns);
+    EXPECT_EQ(TxList()->GetColumnCount(), PgnRowTable::kColumns);
+    EXPECT_EQ(panel_->TimerInterval(), N2KMonDlg_c::kDefaultPeriodMs);
+}
+
+TEST_F(N2KMonPanel, EachSideListsItsTrafficOneRowPerSenderAndGroup) {
+    ConnectThroughPanel();
+    FirmwareSends(kHeading, 3);
+    FirmwareSends(kPositionRapid, 1);
+    PeerSends(kWind, 2);
+    ASSERT_TRUE(PumpUntil([&] { return TxCount() == "4 " && RxCount() == "2 "; }))
+        << TxCount() << "|" << RxCount();
+    EXPECT_EQ(TxList()->GetItemCount(), 2);
+    EXPECT_EQ(CountCell(TxList(), kHeading, kFirmwareAddress), "3");
+    EXPECT_EQ(CountCell(TxList(), kPositionRapid, kFirmwareAddress), "1");
+    EXPECT_EQ(RxList()->GetItemCount(), 1);
+    EXPECT_EQ(CountCell(RxList(), kWind, kPeerAddress), "2");
+
+    FirmwareSends(kHeading, 1);
+    ASSERT_TRUE(PumpUntil([&] { return TxCount() == "5 "; }));
+    EXPECT_EQ(TxList()->GetItemCount(), 2) << "a repeat updates its row";
+    EXPECT_EQ(CountCell(TxList(), kHeading, kFirmwareAddress), "4");
+    EXPECT_EQ(RxCount(), "2 ");
+}
+
+TEST_F(N2KMonPanel, ClearEmptiesOneSideAtOnceAndItCountsAfresh) {
+    ConnectThroughPanel();
+    PeerSends(kWind, 2);
+    FirmwareSends(kHeading, 1);
+    ASSERT_TRUE(PumpUntil([&] { return RxCount() == "2 " && TxCount() == "1 "; }));
+
+    Press(panel_, N2KMonDlg_c::kClearRxId);
+    EXPECT_EQ(RxCount(), "0 ");
+    EXPECT_EQ(RxList()->GetItemCount(), 0);
+    EXPECT_EQ(emu_->n2kMon->GetRxOffered(), 0u);
+    EXPECT_EQ(TxCount(), "1 ") << "the other side stays";
+    EXPECT_EQ(TxList()->GetItemCount(), 1);
+
+    PeerSends(kWind, 1);
+    ASSERT_TRUE(PumpUntil([&] { return RxCount() == "1 "; }));
+    EXPECT_EQ(CountCell(RxList(), kWind, kPeerAddress), "1");
+
+    Press(panel_, N2KMonDlg_c::kClearTxId);
+    EXPECT_EQ(TxCount(), "0 ");
+    EXPECT_EQ(TxList()->GetItemCount(), 0);
+    EXPECT_EQ(RxCount(), "1 ");
+}
+
+TEST_F(N2KMonPanel, ASelectedRowStaysWithItsSenderAsRowsComeAboveAndGoesOnClear) {
+    ConnectThroughPanel();
+    PeerSends(kWind, 1);
+    ASSERT_TRUE(PumpUntil([&] { return RxList()->GetItemCount() == 1; }));
+    const long selected = wxLIST_STATE_SELECTED;
+    RxList()->SetItemState(0, selected, selected);
+    const auto selectedRow = [&] { return RxList()->GetNextItem(-1, wxLIST_NEXT_ALL, selected); };
+
+    PeerSends(kHeading, 1);
+    ASSERT_TRUE(PumpUntil([&] { return RxList()->GetItemCount() == 2; }));
+    EXPECT_EQ(RowOf(RxList(), kHeading, kPeerAddress), 0) << "a lower PGN sorts above";
+    EXPECT_EQ(selectedRow(), RowOf(RxList(), kWind, kPeerAddress));
+
+    Press(panel_, N2KMonDlg_c::kClearRxId);
+    PeerSends(kWind, 1);
+    ASSERT_TRUE(PumpUntil([&] { return RxList()->GetItemCount() == 1; }));
+    EXPECT_EQ(selectedRow(), -1) << "the selection went with its row";
+}
+
+TEST_F(N2KMonPanel, ConnectDiscardsStoredCopiesAndLeavesTheListsAsTheyAre) {
+    N2KMsg msg = Message(kWind, kPeerAddress);
+    ASSERT_EQ(emu_->n2kGen->PutMsg(&msg, 0), 1);
+    ASSERT_TRUE(PumpUntil([&] { return RxCount() == "1 "; }));
+    Press(panel_, N2KMonDlg_c::kPauseId);
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(emu_->n2kGen->PutMsg(&msg, 0), 1);
+    ASSERT_TRUE(PumpUntil([&] { return emu_->n2kMon->GetRxOffered() == 4; }));
+
+    Press(panel_, N2KMonDlg_c::kConnectId);
+    EXPECT_EQ(emu_->n2kMon->GetRxOffered(), 0u);
+    EXPECT_EQ(RxCount(), "1 ");
+    EXPECT_FALSE(ButtonOf(panel_, N2KMonDlg_c::kConnectId)->IsEnabled());
+    EXPECT_TRUE(ButtonOf(panel_, N2KMonDlg_c::kDisconnectId)->IsEnabled());
+
+    Press(panel_, N2KMonDlg_c::kPauseId);
+    ASSERT_TRUE(PumpUntil([&] { return RxCount() == "0 "; }));
+    EXPECT_EQ(CountCell(RxList(), kWind, kPeerAddress), "1") << "the discarded copies never show";
+}
+
+TEST_F(N2KMonPanel, ButtonsFollowTheConnectionAtInitAfterEachButtonAndWhenShown) {
+    wxButton* connect = ButtonOf(panel_, N2KMonDlg_c::kConnectId);
+    wxButton* disconnect = ButtonOf(panel_, N2KMonDlg_c::kDisconnectId);
+    EXPECT_TRUE(connect->IsEnabled());
+    EXPECT_FALSE(disconnect->IsEnabled());
+
+    ASSERT_EQ(emu_->Connect(), 0);
+    ASSERT_TRUE(PumpTicks(panel_, 2));
+    EXPECT_TRUE(connect->IsEnabled()) << "not followed while hidden";
+    emu_->n2kMon->Show();
+    ASSERT_TRUE(PumpUntil([&] { return disconnect->IsEnabled(); }));
+    EXPECT_FALSE(connect->IsEnabled());
+
+    Press(panel_, N2KMonDlg_c::kDisconnectId);
+    EXPECT_EQ(emu_->IsConnected(), 0);
+    EXPECT_TRUE(connect->IsEnabled());
+    EXPECT_FALSE(disconnect->IsEnabled());
+}
+
+TEST_F(N2KMonPanel, MonitorAllPgnListsWhatTheFirmwareSendsWhileDisconnected) {
+    FirmwareSends(kHeading, 2);
+    ASSERT_TRUE(PumpUntil([&] { return firmware_.sent == 2; }));
+    ASSERT_TRUE(PumpTicks(panel_, 2));
+    EXPECT_EQ(TxCount(), "0 ") << "unsent messages are not monitored";
+
+    TickDisplayAll(panel_, true);
+    EXPECT_EQ(emu_->dispAllPgn, 1);
+    FirmwareSends(kHeading, 3);
+    ASSERT_TRUE(PumpUntil([&] { return TxCount() == "3 "; }));
+    EXPECT_EQ(CountCell(TxList(), kHeading, kFirmwareAddress), "3");
+
+    TickDisplayAll(panel_, false);
+    EXPECT_EQ(emu_->dispAllPgn, 0);
+    FirmwareSends(kHeading, 1);
+    ASSERT_TRUE(PumpUntil([&] { return firmware_.sent == 6; }));
+    ASSERT_TRUE(PumpTicks(panel_, 2));
+    EXPECT_EQ(TxCount(), "3 ");
+    EXPECT_EQ(TempDir::Read(dir_.File("Ferrow.cfg")), configText_) << "never written back";
+}
+
+TEST_F(N2KMonPanel, MonitorAllPgnSwitchesWhileTheFirmwareSends) {
+    firmware_.flood = true;
+    for (int i = 0; i < 10; ++i) {
+        TickDisplayAll(panel_, i % 2 == 0);
+        ASSERT_TRUE(PumpTicks(panel_, 1));
+    }
+    TickDisplayAll(panel_, true);
+    EXPECT_TRUE(
+        PumpUntil([&] { return RowOf(TxList(), kPositionRapid, kFirmwareAddress) >= 0; }));
+    firmware_.flood = false;
+}
+
+class PausedMonitor : public N2KMonPanel {
+protected:
+    static constexpr unsigned long kStoreSize = 16;
+    void SetUp() override {
+        storeSize_ = kStoreSize;
+        N2KMonPanel::SetUp();
+    }
+};
+
+TEST_F(PausedMonitor, AfterContinueTheCountShowsEveryMessageOfferedWhilePaused) {
+    ConnectThroughPanel();
+    Press(panel_, N2KMonDlg_c::kPauseId);
+    EXPECT_EQ(ButtonOf(panel_, N2KMonDlg_c::kPauseId)->GetLabel(), "Continue");
+    auto* time = ControlOf<wxStaticText>(panel_, N2KMonDlg_c::kTimeId);
+    const wxString frozen = time->GetLabel();
+    FirmwareSends(kHeading, 40);
+    ASSERT_TRUE(PumpUntil([&] { return emu_->n2kMon->GetTxOffered() == 40; }));
+    ASSERT_TRUE(PumpTicks(panel_, 3));
+    EXPECT_EQ(time->GetLabel(), frozen);
+    EXPECT_EQ(TxList()->GetItemCount(), 0);
+
+    Press(panel_, N2KMonDlg_c::kPauseId);
+    EXPECT_EQ(ButtonOf(panel_, N2KMonDlg_c::kPauseId)->GetLabel(), "Pause");
+    ASSERT_TRUE(PumpUntil([&] { return TxCount() == "40 "; }));
+    EXPECT_EQ(CountCell(TxList(), kHeading, kFirmwareAddress),
+              wxString::Format("%lu", kStoreSize))
+        << "the list gets what the store kept";
+}
+
+class ConfiguredMonitor : public N2KMonPanel {
+protected:
+    void SetUp() override {
+        config_ = "N2KMON_DISP_PERIOD=250\n";
+        N2KMonPanel::SetUp();
+    }
+};
+
+TEST_F(ConfiguredMonitor, TakesItsPeriodFromTheConfigurationFile) {
+    EXPECT_EQ(panel_->TimerInterval(), 250);
+}
+
+// The firmware manages the connection itself.
+class FirmwareConnection : public N2KMonPanel {
+protected:
+    void SetUp() override {
+        gatewayArg_ = &firmwareArg_;
+        N2KMonPanel::SetUp();
+    }
+    int firmwareArg_ = 0;
+};
+
+TEST_F(FirmwareConnection, LeavesConnectAndDisconnectDisabled) {
+    ASSERT_EQ(emu_->useGateway, 0);
+    emu_->n2kMon->Show();
+    ASSERT_TRUE(PumpUntil([&] { return panel_->IsShown(); }));
+    EXPECT_FALSE(ButtonOf(panel_, N2KMonDlg_c::kConnectId)->IsEnabled());
+    EXPECT_FALSE(ButtonOf(panel_, N2KMonDlg_c::kDisconnectId)->IsEnabled());
+}
+
+TEST_F(N2KMonPanel, CloseEscapeAndTheCloseBoxHideAndTheTimerRunsOn) {
+    const auto shown = [&] {
+        emu_->n2kMon->Show();
+        return PumpUntil([&] { return emu_->n2kMon->IsVisible() == 1; });
+    };
+    const auto hidden = [&] { return PumpUntil([&] { return emu_->n2kMon->IsVisible() == 0; }); };
+    ASSERT_TRUE(shown());
+    Press(panel_, wxID_OK);
+    EXPECT_TRUE(hidden());
+    ASSERT_TRUE(shown());
+    panel_->Close();
+    EXPECT_TRUE(hidden());
+    ASSERT_TRUE(shown());
+    panel_->Raise();
+    wxButton* pause = ButtonOf(panel_, N2KMonDlg_c::kPauseId);
+    pause->SetFocus();
+    ASSERT_TRUE(PumpUntil([&] { return pause->HasFocus(); }));
+    wxUIActionSimulator keys;
+    keys.Char(WXK_ESCAPE);
+    EXPECT_TRUE(hidden());
+    EXPECT_EQ(PanelOf(host_, N2KMonDlg_c::kTemplateId), panel_) << "hidden, not destroyed";
+
+    ConnectThroughPanel();
+    PeerSends(kWind, 1);
+    EXPECT_TRUE(PumpUntil([&] { return RxCount() == "1 "; })) << "a hidden panel still lists";
+}
+
+TEST_F(N2KMonPanel, TheGeneratorPanelOnlyOffersOkAndCancelWhichHide) {
+    auto* panel = dynamic_cast<N2KGenDlg_c*>(PanelOf(host_, N2KGenDlg_c::kTemplateId));
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(panel->GetTitle(), "N2K Generator");
+    EXPECT_EQ(panel->GetClientSize(), panel->ConvertDialogToPixels(wxSize(186, 90)));
+    EXPECT_EQ(panel->GetDefaultItem(), ButtonOf(panel, wxID_OK));
+    EXPECT_EQ(ButtonOf(panel, wxID_CANCEL)->GetLabel(), "Cancel");
+    for (int id : {wxID_OK, wxID_CANCEL, wxID_CLOSE}) {
+        emu_->n2kGen->Show();
+        ASSERT_TRUE(PumpUntil([&] { return emu_->n2kGen->IsVisible() == 1; }));
+        if (id == wxID_CLOSE) {
+            panel->Close();
+        } else {
+            Press(panel, id);
+        }
+        EXPECT_TRUE(PumpUntil([&] { return emu_->n2kGen->IsVisible() == 0; })) << id;
+    }
+}
+
+}  // namespace
+}  // namespace ferrow::panels::test

@@ -1,0 +1,400 @@
+// The serial port's panel as a developer meets it: an emulator from the
+// factory with a serial port, the firmware writing to its UART and reading
+// what the panel sends, the panel driven through its controls.
+#include "PanelsHost.h"
+
+#include "tests/support/TempDir.h"
+
+#include <ferrow/ferrow.h>
+#include <ferrow/panels/SerialDlg_c.h>
+
+#include <wx/button.h>
+#include <wx/listbox.h>
+#include <wx/textctrl.h>
+#include <wx/uiaction.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace ferrow::panels::test {
+namespace {
+
+using ferrow::test::TempDir;
+
+// What the firmware's receive callback read, as the firmware reads it: the
+// callback takes everything waiting with GetRX.
+struct Received {
+    std::mutex mutex;  // protects: bytes, calls
+    std::string bytes;
+    int calls = 0;
+};
+Received g_received;
+Ferrow_Serial_c* g_port = nullptr;
+
+void OnReceive(int) {
+    unsigned char buffer[512];
+    std::string got;
+    for (int n; (n = g_port->GetRX(buffer, sizeof buffer)) > 0;) {
+        got.append(reinterpret_cast<const char*>(buffer), static_cast<size_t>(n));
+    }
+    std::lock_guard<std::mutex> guard(g_received.mutex);
+    g_received.bytes += got;
+    ++g_received.calls;
+}
+
+// Takes what the firmware received since the last call, and the number of
+// receive callbacks that brought it.
+std::pair<std::string, int> TakeReceived() {
+    std::lock_guard<std::mutex> guard(g_received.mutex);
+    std::pair<std::string, int> taken{g_received.bytes, g_received.calls};
+    g_received.bytes.clear();
+    g_received.calls = 0;
+    return taken;
+}
+
+class SerialPanel : public PanelsHostTest {
+protected:
+    void SetUp() override {
+        PanelsHostTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        if (!config_.empty()) TempDir::Write(dir_.File("Ferrow.cfg"), config_);
+        emu_.reset(create_Ferrow_pObj(Handle(), nullptr, dir_.File("image.hex").c_str(),
+                                      dir_.File("Ferrow.cfg").c_str(), 0, FERROW_SERIAL, nullptr,
+                                      nullptr, 0, nullptr, 0));
+        ASSERT_NE(emu_, nullptr);
+        emu_->SetAutoConnect(0);
+        port_ = emu_->serial;
+        ASSERT_NE(port_, nullptr);
+        g_port = port_;
+        TakeReceived();
+        for (FloatingDlg_c* found : PanelsOf(host_)) {
+            if (auto* serial = dynamic_cast<SerialDlg_c*>(found)) panel_ = serial;
+        }
+        ASSERT_NE(panel_, nullptr);
+        log_ = dynamic_cast<wxListBox*>(panel_->FindWindow(SerialDlg_c::kLogId));
+        ASSERT_NE(log_, nullptr);
+    }
+
+    void TearDown() override {
+        if (emu_) {
+            emu_->Stop();
+            delete emu_->serial;
+            emu_.reset();
+        }
+        g_port = nullptr;
+        PanelsHostTest::TearDown();
+    }
+
+    // The firmware transmits `bytes`.
+    void Transmit(const std::string& bytes) {
+        ASSERT_EQ(port_->PutTX(reinterpret_cast<const unsigned char*>(bytes.data()),
+                               static_cast<int>(bytes.size())),
+                  static_cast<int>(bytes.size()));
+    }
+
+    // The log's entries as the bytes the firmware sent.
+    std::vector<std::string> Entries() const {
+        std::vector<std::string> entries;
+        for (const wxString& entry : log_->GetStrings()) {
+            const wxCharBuffer bytes = entry.To8BitData();
+            entries.emplace_back(bytes.data(), bytes.length());
+        }
+        return entries;
+    }
+
+    // Runs the GUI thread until the log lists `expected`.
+    void ExpectLog(const std::vector<std::string>& expected) {
+        EXPECT_TRUE(PumpUntil([&] { return Entries() == expected; }))
+            << "log: " << testing::PrintToString(Entries());
+    }
+
+    template <class Control>
+    Control* ControlOf(int id) const {
+        return dynamic_cast<Control*>(panel_->FindWindow(id));
+    }
+
+    void Press(int id) {
+        auto* button = ControlOf<wxButton>(id);
+        wxCommandEvent pressed(wxEVT_BUTTON, id);
+        pressed.SetEventObject(button);
+        button->HandleWindowEvent(pressed);
+    }
+
+    // Shows the panel as the firmware does and waits until the upper input
+    // line has the keyboard focus.
+    void ShowPanel() {
+        port_->Show();
+        auto* upper = ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId);
+        ASSERT_TRUE(PumpUntil([&] { return upper->IsShownOnScreen() && upper->HasFocus(); }));
+    }
+
+    // Clicks in the middle of the control with the real mouse.
+    void Click(int id) {
+        wxWindow* control = panel_->FindWindow(id);
+        wxUIActionSimulator mouse;
+        mouse.MouseMove(control->GetScreenRect().GetPosition() + control->GetSize() / 2);
+        mouse.MouseClick();
+    }
+
+    // Runs the GUI thread until the firmware has received `bytes` in
+    // `calls` callbacks.
+    void ExpectReceived(const std::string& bytes, int calls) {
+        std::string got;
+        int gotCalls = 0;
+        EXPECT_TRUE(PumpUntil([&] {
+            auto [more, moreCalls] = TakeReceived();
+            got += more;
+            gotCalls += moreCalls;
+            return got.size() >= bytes.size() && gotCalls >= calls;
+        }));
+        EXPECT_EQ(got, bytes);
+        EXPECT_EQ(gotCalls, calls);
+    }
+
+    TempDir dir_;
+    // The configuration file's text before the emulator reads it; no file
+    // when empty.
+    std::string config_;
+    std::unique_ptr<Ferrow_c> emu_;
+    Ferrow_Serial_c* port_ = nullptr;
+    SerialDlg_c* panel_ = nullptr;
+    wxListBox* log_ = nullptr;
+};
+
+TEST_F(SerialPanel, TheLogReadsLineFeedCarriageReturnAndBackspaceAsATeletype) {
+    std::string long1030;
+    for (int i = 0; i < 1030; ++i) long1030.push_back(static_cast<char>('a' + i % 26));
+    struct Case {
+        const char* name;
+        std::string bytes;
+        std::vector<std::string> entries;
+    };
+    const Case cases[] = {
+        {"CR LF ends the line once", "OK\r\n", {"OK"}},
+        {"LF alone", "a\nb\n", {"a", "b"}},
+        {"empty line", "\n", {""}},
+        {"CR only goes back", "abc\rX\n", {"Xbc"}},
+        {"BS then text overwrites", "ab\bc\n", {"ac"}},
+        {"BS at the end erases nothing", "ab\b\n", {"ab"}},
+        {"BS at column 0 leaves a mark", "\bab\n", {"^Gab"}},
+        {"other controls show", "x\ty\x1b\n", {"x       y^["}},
+        {"each byte is one character", "\xe9\xb0\n", {"\xe9\xb0"}},
+        {"cut at 1024, the rest pending", long1030,
+         {long1030.substr(0, 1024), long1030.substr(1024)}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Press(SerialDlg_c::kClearId);
+        ASSERT_TRUE(log_->IsEmpty());
+        Transmit(c.bytes);
+        ExpectLog(c.entries);
+    }
+}
+
+TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceAndReplacedWhenItEnds) {
+    Transmit("abc");
+    ExpectLog({"abc"});
+    Transmit("def\n");
+    ExpectLog({"abcdef"});
+    EXPECT_EQ(log_->GetSelection(), 0) << "the newest entry is selected";
+
+    Transmit("load 5%\r");
+    ExpectLog({"abcdef", "load 5%"});
+    Transmit("load 60%\r");
+    {
+        SCOPED_TRACE("after a CR the line is still replaced");
+        ExpectLog({"abcdef", "load 60%"});
+    }
+    Transmit("done   \nnext");
+    ExpectLog({"abcdef", "done   %", "next"});
+    EXPECT_EQ(log_->GetSelection(), 2);
+}
+
+TEST_F(SerialPanel, ClearEmptiesTheLogButKeepsTheUnfinishedLine) {
+    Transmit("one\ntw");
+    ExpectLog({"one", "tw"});
+    Press(SerialDlg_c::kClearId);
+    EXPECT_TRUE(log_->IsEmpty());
+    ASSERT_TRUE(PumpTicks(panel_, 2));
+    EXPECT_TRUE(log_->IsEmpty()) << "nothing comes back without new bytes";
+    Transmit("o\n");
+    ExpectLog({"two"});
+}
+
+TEST_F(SerialPanel, PauseLeavesTheBytesInTheRingUntilItIsFullAndContinueListsThemAll) {
+    auto* pause = ControlOf<wxButton>(SerialDlg_c::kPauseId);
+    Press(SerialDlg_c::kPauseId);
+    EXPECT_EQ(pause->GetLabel(), "Continue");
+    Transmit("one\n");
+    // With the first line, the ring is exactly full.
+    Transmit(std::string(65536 - 4, 'x'));
+    ASSERT_TRUE(PumpTicks(panel_, 3));
+    EXPECT_TRUE(log_->IsEmpty());
+    const unsigned char more = 'y';
+    EXPECT_EQ(port_->PutTX(&more, 1), -1) << "a full ring refuses the firmware's bytes";
+
+    Press(SerialDlg_c::kPauseId);
+    EXPECT_EQ(pause->GetLabel(), "Pause");
+    std::vector<std::string> expected = {"one"};
+    expected.insert(expected.end(), 63, std::string(1024, 'x'));
+    expected.push_back(std::string(1020, 'x'));
+    ExpectLog(expected);
+    EXPECT_EQ(port_->PutTX(&more, 1), 1) << "the ring has room again";
+}
+
+TEST_F(SerialPanel, EnterAndTheSendButtonsDeliverEachLineWithACarriageReturn) {
+    port_->InitV2(OnReceive, 7);
+    ShowPanel();
+    auto* upper = ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId);
+    auto* lower = ControlOf<wxTextCtrl>(SerialDlg_c::kLowerLineId);
+    wxUIActionSimulator keys;
+
+    keys.Text("hello");
+    keys.Char(WXK_RETURN);
+    ExpectReceived("hello\r", 2);
+    EXPECT_EQ(upper->GetValue(), "hello") << "the line keeps its text";
+
+    Click(SerialDlg_c::kLowerLineId);
+    ASSERT_TRUE(PumpUntil([&] { return lower->HasFocus(); }));
+    keys.Text("world");
+    keys.Char(WXK_RETURN);
+    ExpectReceived("world\r", 2);
+
+    Click(SerialDlg_c::kLogId);
+    keys.Char(WXK_RETURN);
+    {
+        SCOPED_TRACE("away from the lines, Enter sends the last one used");
+        ExpectReceived("world\r", 2);
+    }
+
+    Click(SerialDlg_c::kUpperSendId);
+    ExpectReceived("hello\r", 2);
+    lower->ChangeValue("");
+    Click(SerialDlg_c::kLowerSendId);
+    SCOPED_TRACE("an empty line still delivers twice");
+    ExpectReceived("\r", 2);
+}
+
+TEST_F(SerialPanel, ALineIsSentAsItsFirst255CharactersCutTo8Bits) {
+    port_->InitV2(OnReceive, 0);
+    ShowPanel();
+    auto* upper = ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId);
+    upper->ChangeValue(wxString(L"\u00e9\u20ac") + wxString('z', 300));
+    Press(SerialDlg_c::kUpperSendId);
+    ExpectReceived("\xe9\xac" + std::string(253, 'z') + "\r", 2);
+}
+
+TEST_F(SerialPanel, EnterRightAfterShowingSendsTheUpperLine) {
+    port_->InitV2(OnReceive, 0);
+    auto* lower = ControlOf<wxTextCtrl>(SerialDlg_c::kLowerLineId);
+    ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId)->ChangeValue("up");
+    lower->ChangeValue("down");
+    ShowPanel();
+    wxUIActionSimulator keys;
+    keys.Char(WXK_RETURN);
+    ExpectReceived("up\r", 2);
+
+    Click(SerialDlg_c::kLowerLineId);
+    ASSERT_TRUE(PumpUntil([&] { return lower->HasFocus(); }));
+    port_->Hide();
+    ShowPanel();
+    keys.Char(WXK_RETURN);
+    SCOPED_TRACE("each show starts from the upper line");
+    ExpectReceived("up\r", 2);
+}
+
+TEST_F(SerialPanel, TheTitleIsThePortsNameOrSerialWithTheDeviceHandle) {
+    EXPECT_EQ(panel_->GetTitle(), "Serial--1") << "before the firmware's Init";
+    port_->InitV2(OnReceive, 3);
+    ShowPanel();
+    EXPECT_EQ(panel_->GetTitle(), "Serial-3");
+    port_->Hide();
+    ASSERT_EQ(port_->SetName("GPS \xb0"), 5);
+    ShowPanel();
+    EXPECT_EQ(panel_->GetTitle(), L"GPS \u00b0");
+}
+
+TEST_F(SerialPanel, ClosingHidesAndShowingBringsTheLogBack) {
+    Transmit("kept\n");
+    ExpectLog({"kept"});
+    ShowPanel();
+    panel_->Close();
+    EXPECT_TRUE(PumpUntil([&] { return port_->IsVisible() == 0; }));
+    Transmit("while hidden\n");
+    ExpectLog({"kept", "while hidden"});
+    ShowPanel();
+    EXPECT_EQ(port_->IsVisible(), 1);
+
+    // Without a window manager a panel shown again does not get the
+    // display's keyboard focus by itself.
+    panel_->Raise();
+    ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId)->SetFocus();
+    ASSERT_TRUE(PumpTicks(panel_, 2));
+    wxUIActionSimulator keys;
+    keys.Char(WXK_ESCAPE);
+    EXPECT_TRUE(PumpUntil([&] { return port_->IsVisible() == 0; })) << "Escape closes too";
+}
+
+TEST_F(SerialPanel, ResizingKeepsTheControlsAnchored) {
+    wxWindow* pause = panel_->FindWindow(SerialDlg_c::kPauseId);
+    wxWindow* upper = panel_->FindWindow(SerialDlg_c::kUpperLineId);
+    wxWindow* send = panel_->FindWindow(SerialDlg_c::kLowerSendId);
+    const wxSize client = panel_->GetClientSize();
+    const wxSize logSize = log_->GetSize();
+    const wxRect upperRect = upper->GetRect();
+    const wxPoint pausePos = pause->GetPosition();
+    const wxPoint sendPos = send->GetPosition();
+
+    panel_->SetClientSize(client + wxSize(120, 80));
+    ASSERT_TRUE(PumpUntil([&] { return log_->GetSize() == logSize + wxSize(120, 80); }))
+        << log_->GetSize().x << "x" << log_->GetSize().y;
+    EXPECT_EQ(pause->GetPosition(), pausePos + wxPoint(120, 0));
+    EXPECT_EQ(upper->GetRect(), wxRect(upperRect.GetPosition() + wxPoint(0, 80),
+                                       upperRect.GetSize() + wxSize(120, 0)));
+    EXPECT_EQ(send->GetPosition(), sendPos + wxPoint(120, 80));
+}
+
+TEST_F(SerialPanel, WithoutAConfiguredPeriodTheLogRefreshesEvery100Ms) {
+    EXPECT_EQ(panel_->TimerInterval(), 100);
+}
+
+class ConfiguredSerialPanel : public SerialPanel {
+protected:
+    void SetUp() override {
+        config_ = "SERIAL_DISP_PERIOD=250\n";
+        SerialPanel::SetUp();
+    }
+};
+
+TEST_F(ConfiguredSerialPanel, TakesItsPeriodFromTheConfigurationFile) {
+    EXPECT_EQ(panel_->TimerInterval(), 250);
+}
+
+// The firmware's loop numbers its lines while the panel takes them.
+std::atomic<int> g_sent{0};
+
+void TransmittingLoop(void*) {
+    const std::string line = "tick " + std::to_string(g_sent.load()) + "\n";
+    if (g_port->PutTX(reinterpret_cast<const unsigned char*>(line.data()),
+                      static_cast<int>(line.size())) > 0) {
+        ++g_sent;
+    }
+}
+
+TEST_F(SerialPanel, ListsEveryLineInOrderWhileTheFirmwareTransmits) {
+    g_sent = 0;
+    ASSERT_EQ(emu_->SetDeviceFunction([](void*) {}, TransmittingLoop, 2), 0);
+    ASSERT_EQ(emu_->Start(), 0);
+    EXPECT_TRUE(PumpUntil([&] { return log_->GetCount() >= 20; }));
+    EXPECT_EQ(emu_->Stop(), 0);
+    ASSERT_TRUE(PumpUntil([&] { return log_->GetCount() == static_cast<unsigned>(g_sent); }));
+    for (unsigned i = 0; i < log_->GetCount(); ++i) {
+        ASSERT_EQ(log_->GetString(i), wxString::Format("tick %u", i));
+    }
+}
+
+}  // namespace
+}  // namespace ferrow::panels::test
