@@ -167,6 +167,10 @@ void SerialDlg_c::ShowLines(const std::vector<std::string>& lines, const std::st
     if (pendingShown_) entries.Add(Widened(pending));
     if (entries.empty()) return;
     log_->Append(entries);
+    for (unsigned int surplus = log_->GetCount() > kMaxLogEntries ? log_->GetCount() - kMaxLogEntries : 0;
+         surplus > 0; --surplus) {
+        log_->Delete(0);
+    }
     log_->SetSelection(static_cast<int>(log_->GetCount()) - 1);
 }
 

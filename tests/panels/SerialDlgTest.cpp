@@ -213,6 +213,21 @@ TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceAndReplacedWhenItEnds) {
     EXPECT_EQ(log_->GetSelection(), 2);
 }
 
+TEST_F(SerialPanel, TheLogKeepsTheNewestEntriesUpToItsLimit) {
+    const unsigned int limit = SerialDlg_c::kMaxLogEntries;
+    std::string burst;
+    for (unsigned int i = 0; i < limit + 2; ++i) burst += std::to_string(i) + "\n";
+    burst += "pend";
+    Transmit(burst);
+    EXPECT_TRUE(PumpUntil([&] {
+        return log_->GetCount() == limit && log_->GetString(limit - 1) == "pend";
+    }));
+    EXPECT_EQ(log_->GetString(0), std::to_string(3)) << "the oldest three entries made room";
+    Transmit("ing\n");
+    EXPECT_TRUE(PumpUntil([&] { return log_->GetString(limit - 1) == "pending"; }));
+    EXPECT_EQ(log_->GetCount(), limit) << "the finished line replaced the unfinished one";
+}
+
 TEST_F(SerialPanel, ClearEmptiesTheLogButKeepsTheUnfinishedLine) {
     Transmit("one\ntw");
     ExpectLog({"one", "tw"});

@@ -56,6 +56,9 @@ public:
     static constexpr int kTimerId = 12;
     static constexpr int kDefaultPeriodMs = 100;
     static constexpr int kMaxSendChars = 255;
+    // The log keeps the newest entries up to this count, so that a firmware
+    // printing for hours does not grow it without end.
+    static constexpr unsigned int kMaxLogEntries = 10000;
 
     SerialDlg_c(CWnd* parentWnd, Ferrow_Serial_c* serial);
     // Stops the timer before the controls go.
