@@ -113,15 +113,10 @@ protected:
 
     template <class Control>
     Control* ControlOf(int id) const {
-        return dynamic_cast<Control*>(panel_->FindWindow(id));
+        return panels::test::ControlOf<Control>(panel_, id);
     }
 
-    void Press(int id) {
-        auto* button = ControlOf<wxButton>(id);
-        wxCommandEvent pressed(wxEVT_BUTTON, id);
-        pressed.SetEventObject(button);
-        button->HandleWindowEvent(pressed);
-    }
+    void Press(int id) { panels::test::Press(panel_, id); }
 
     // Shows the panel as the firmware does and waits until the upper input
     // line has the keyboard focus.
