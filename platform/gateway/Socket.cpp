@@ -1,6 +1,7 @@
 #include "platform/gateway/Socket.h"
 
 #include <arpa/inet.h>
+#include <ifaddrs.h>
 #include <netdb.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -128,6 +129,18 @@ uint16_t Socket::LocalPort() const {
     socklen_t size = sizeof address;
     if (getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
     return ntohs(address.sin_port);
+}
+
+std::vector<in_addr_t> Socket::LocalAddresses() {
+    std::vector<in_addr_t> addresses;
+    ifaddrs* list = nullptr;
+    if (getifaddrs(&list) != 0) return addresses;
+    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
+        addresses.push_back(reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr);
+    }
+    freeifaddrs(list);
+    return addresses;
 }
 
 }  // namespace ferrow::platform

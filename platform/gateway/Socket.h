@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ferrow::platform {
 
@@ -39,6 +40,9 @@ public:
     // A waiting connection, non-blocking; invalid when none is waiting.
     Socket Accept() const;
     uint16_t LocalPort() const;
+
+    // The IPv4 addresses of this machine's interfaces, in network order.
+    static std::vector<in_addr_t> LocalAddresses();
 
 private:
     int fd_ = -1;

@@ -2,7 +2,10 @@
 
 #include "platform/gateway/LineSplitter.h"
 
+#include <arpa/inet.h>
 #include <sys/socket.h>
+
+#include <algorithm>
 
 #include <cerrno>
 
@@ -12,6 +15,9 @@ namespace {
 
 // The largest datagram IPv4 carries.
 constexpr std::size_t kMaxDatagram = 65535;
+// Sent datagrams remembered for echo detection: far more than are in flight
+// on loopback or a LAN at once.
+constexpr std::size_t kRecentlySent = 64;
 
 }  // namespace
 
@@ -34,6 +40,7 @@ int UdpLink::Open(std::string& error) {
     socket_ = Socket::BindDatagram(localPort_, error);
     if (!socket_) return -1;
     boundPort_ = socket_.LocalPort();
+    localAddresses_ = Socket::LocalAddresses();
     StartThread();
     return 0;
 }
@@ -41,6 +48,7 @@ int UdpLink::Open(std::string& error) {
 void UdpLink::Close() {
     StopThread();
     pending_.clear();
+    recentlySent_.clear();
     socket_.Reset();
 }
 
@@ -66,11 +74,18 @@ void UdpLink::Run() {
 void UdpLink::ReceiveDatagrams() {
     // Bounded, so that a flood cannot hold the thread from sending.
     for (int i = 0; i < 64; ++i) {
-        const ssize_t n = recv(socket_.Fd(), buffer_.data(), buffer_.size(), MSG_DONTWAIT);
+        sockaddr_in from{};
+        socklen_t fromSize = sizeof from;
+        const ssize_t n = recvfrom(socket_.Fd(), buffer_.data(), buffer_.size(), MSG_DONTWAIT,
+                                   reinterpret_cast<sockaddr*>(&from), &fromSize);
         if (n < 0) return;
+        const std::string_view datagram(buffer_.data(), static_cast<std::size_t>(n));
+        if (IsEcho(from, datagram)) {
+            ++echoes_;
+            continue;
+        }
         LineSplitter splitter;
         const auto deliver = [this](std::string_view line) { Deliver(line); };
-        const std::string_view datagram(buffer_.data(), static_cast<std::size_t>(n));
         CountBadLines(splitter.Feed(datagram, deliver));
         splitter.Finish(deliver);
     }
@@ -85,10 +100,25 @@ void UdpLink::SendDatagrams() {
                    reinterpret_cast<const sockaddr*>(&destination_), sizeof destination_);
         if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
         // Any other failure (no route, say) loses this datagram only.
-        if (n < 0) ++unsent;
+        if (n < 0) {
+            ++unsent;
+        } else {
+            recentlySent_.push_back(std::move(pending_.front()));
+            if (recentlySent_.size() > kRecentlySent) recentlySent_.pop_front();
+        }
         pending_.pop_front();
     }
     CountUnsent(unsent);
+}
+
+// Ours when it comes from our port on one of this machine's addresses and
+// says what we sent: a program sharing the port sends different lines.
+bool UdpLink::IsEcho(const sockaddr_in& from, std::string_view datagram) const {
+    if (ntohs(from.sin_port) != boundPort_) return false;
+    const bool local = std::find(localAddresses_.begin(), localAddresses_.end(),
+                                 from.sin_addr.s_addr) != localAddresses_.end();
+    if (!local) return false;
+    return std::find(recentlySent_.begin(), recentlySent_.end(), datagram) != recentlySent_.end();
 }
 
 }  // namespace ferrow::platform

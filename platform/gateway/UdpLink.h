@@ -7,10 +7,12 @@
 
 #include <netinet/in.h>
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ferrow::platform {
@@ -27,11 +29,15 @@ public:
     int Open(std::string& error) override;
     void Close() override;
     uint16_t LocalPort() const { return boundPort_; }
+    // Our own datagrams heard back (sent to a broadcast address, or to this
+    // machine on our port) and left out.
+    uint64_t Echoes() const { return echoes_; }
 
 private:
     void Run() override;
     void ReceiveDatagrams();
     void SendDatagrams();
+    bool IsEcho(const sockaddr_in& from, std::string_view datagram) const;
 
     const std::string host_;
     const uint16_t port_;
@@ -42,6 +48,10 @@ private:
     // The I/O thread's: datagrams the socket could not take yet.
     std::deque<std::string> pending_;
     std::vector<char> buffer_;
+    // The I/O thread's: what it sent last, to know them when they come back.
+    std::deque<std::string> recentlySent_;
+    std::vector<in_addr_t> localAddresses_;  // set by Open
+    std::atomic<uint64_t> echoes_{0};
 };
 
 }  // namespace ferrow::platform

@@ -10,13 +10,24 @@ namespace {
 using ferrow::platform::UdpLink;
 using namespace ferrow::test;
 
-TEST(UdpLink, ReceivesOnThePortItSendsTo) {
+// A gateway reached by broadcast is sent to on the port we receive on, so our
+// own datagrams come back: they are left out, and a peer's still arrive.
+TEST(UdpLink, HearsPeersOnThePortItSendsToButNotItself) {
     UdpLink link(kLoopback, FreePort(SOCK_DGRAM), Hex());
     std::string error;
     ASSERT_EQ(link.Open(error), 0) << error;
     EXPECT_TRUE(link.IsUp());
     ASSERT_TRUE(link.Send(FrameOf(0x09F11223, 1)));
-    EXPECT_EQ(NextFrame(link), FrameOf(0x09F11223, 1));
+    ASSERT_TRUE(Eventually([&] { return link.Echoes() == 1; }));
+
+    const ferrow::platform::Socket raw(::socket(AF_INET, SOCK_DGRAM, 0));
+    const sockaddr_in to = LoopbackAddress(link.LocalPort());
+    const std::string line = "00000100#015C3D\n";
+    ASSERT_EQ(sendto(raw.Fd(), line.data(), line.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                     sizeof to),
+              static_cast<ssize_t>(line.size()));
+    EXPECT_EQ(NextFrame(link), FrameOf(0x100, 1));
+    EXPECT_EQ(link.Echoes(), 1u);
 }
 
 TEST(UdpLink, CarriesFramesBothWaysBetweenTwoLinks) {
