@@ -120,8 +120,10 @@ std::string Socket::ConnectError() const {
     return err == 0 ? std::string() : std::strerror(err);
 }
 
-Socket Socket::Accept() const {
-    return Socket(accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+Socket Socket::Accept(int& error) const {
+    Socket accepted(accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    error = accepted ? 0 : errno;
+    return accepted;
 }
 
 uint16_t Socket::LocalPort() const {

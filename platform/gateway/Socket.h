@@ -37,8 +37,9 @@ public:
 
     // The errno text of a finished connect, empty once connected.
     std::string ConnectError() const;
-    // A waiting connection, non-blocking; invalid when none is waiting.
-    Socket Accept() const;
+    // A waiting connection, non-blocking; invalid when none is waiting or
+    // it could not be taken, with the errno in `error`.
+    Socket Accept(int& error) const;
     uint16_t LocalPort() const;
 
     // The IPv4 addresses of this machine's interfaces, in network order.

@@ -1,6 +1,17 @@
 #include "platform/gateway/TcpListenLink.h"
 
+#include <cerrno>
+
 namespace ferrow::platform {
+
+namespace {
+
+// How long a listener is left alone after the process ran out of file
+// descriptors: it stays readable while the connection waits, and watching it
+// would spin.
+constexpr std::chrono::milliseconds kAcceptPause(100);
+
+}  // namespace
 
 TcpListenLink::TcpListenLink(uint16_t port, std::unique_ptr<LineFormat> format)
     : SocketLink(std::move(format), LineFormat::Direction::Received), port_(port) {}
@@ -12,6 +23,7 @@ int TcpListenLink::Open(std::string& error) {
     listener_ = Socket::Listen(port_, error);
     if (!listener_) return -1;
     boundPort_ = listener_.LocalPort();
+    acceptPausedUntil_ = {};
     StartThread();
     return 0;
 }
@@ -27,11 +39,17 @@ void TcpListenLink::Run() {
     std::vector<pollfd> fds;
     std::vector<bool> alive;
     for (;;) {
-        fds.assign(1, Watch(listener_.Fd(), false));
+        const auto now = std::chrono::steady_clock::now();
+        const bool paused = now < acceptPausedUntil_;
+        // poll skips a negative descriptor.
+        fds.assign(1, Watch(paused ? -1 : listener_.Fd(), false));
         for (const LineStream& client : clients_) {
             fds.push_back(Watch(client.Fd(), client.WantsWrite()));
         }
-        if (!Wait(fds, std::chrono::milliseconds(-1))) return;
+        const auto timeout =
+            paused ? std::chrono::ceil<std::chrono::milliseconds>(acceptPausedUntil_ - now)
+                   : std::chrono::milliseconds(-1);
+        if (!Wait(fds, timeout)) return;
 
         std::string lines;
         const std::deque<std::string> sent = TakeOutbox();
@@ -68,8 +86,14 @@ void TcpListenLink::Run() {
 void TcpListenLink::Accept() {
     // Bounded, so that a flood of connections cannot hold the thread.
     for (std::size_t i = 0; i < kMaxClients; ++i) {
-        Socket client = listener_.Accept();
-        if (!client) return;
+        int error = 0;
+        Socket client = listener_.Accept(error);
+        if (!client) {
+            if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
+                acceptPausedUntil_ = std::chrono::steady_clock::now() + kAcceptPause;
+            }
+            return;
+        }
         if (clients_.size() < kMaxClients) clients_.emplace_back(std::move(client));
     }
 }

@@ -8,6 +8,7 @@
 #include "platform/gateway/SocketLink.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -42,6 +43,9 @@ private:
     uint16_t boundPort_ = 0;
     Socket listener_;                  // handed by Open to the I/O thread
     std::vector<LineStream> clients_;  // the I/O thread's
+    // The I/O thread's: no accepting before then, after running out of
+    // descriptors; the waiting connection is taken once some are free.
+    std::chrono::steady_clock::time_point acceptPausedUntil_;
     std::atomic<std::size_t> clientCount_{0};
 };
 

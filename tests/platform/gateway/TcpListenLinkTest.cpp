@@ -6,6 +6,15 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <ctime>
+#include <thread>
+#include <vector>
+
 namespace {
 
 using ferrow::platform::TcpClientLink;
@@ -100,6 +109,42 @@ TEST_F(ListenLinkTest, ForgetsAClientThatClosesMidLine) {
     EXPECT_TRUE(Eventually([&] { return server.ClientCount() == 0; }));
     ferrow::platform::CanFrame frame;
     EXPECT_FALSE(server.Receive(frame));
+}
+
+// With no descriptor left the waiting connection keeps the listener
+// readable: the link must wait for descriptors, not spin, and take the
+// connection once there are some. Run in a child process of its own, whose
+// descriptor limit it lowers.
+std::chrono::milliseconds ProcessCpuTime() {
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return std::chrono::milliseconds(t.tv_sec * 1000 + t.tv_nsec / 1000000);
+}
+
+void RunOutOfDescriptorsWithAConnectionWaiting() {
+    TcpListenLink server{0, Hex()};
+    std::string error;
+    if (server.Open(error) != 0) _exit(2);
+    const rlimit limit{256, 256};
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0) _exit(3);
+    ferrow::platform::Socket client(::socket(AF_INET, SOCK_STREAM, 0));
+    std::vector<int> filler;
+    for (int fd; (fd = open("/dev/null", O_RDONLY)) >= 0;) filler.push_back(fd);
+    const sockaddr_in address = LoopbackAddress(server.Port());
+    if (connect(client.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        _exit(4);
+    }
+    const auto before = ProcessCpuTime();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    if (ProcessCpuTime() - before > std::chrono::milliseconds(60)) _exit(5);
+    if (server.ClientCount() != 0) _exit(6);
+    for (int fd : filler) close(fd);
+    _exit(Eventually([&] { return server.ClientCount() == 1; }) ? 0 : 7);
+}
+
+TEST(ListenLinkDescriptors, WaitsWithoutSpinningWhenThereAreNoneLeft) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(RunOutOfDescriptorsWithAConnectionWaiting(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
