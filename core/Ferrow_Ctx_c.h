@@ -99,14 +99,24 @@ public:
         std::lock_guard<std::mutex> guard(peripheralsMutex);
         peripherals.push_back(p);
     }
-    // False when the emulator has already let go of the peripheral.
-    bool Detach(ferrow::peripherals::Peripheral* p) {
+    // Runs `enter` (which fills its slot) under the lock, while attached.
+    template <class Fill>
+    void Enter(ferrow::peripherals::Peripheral* p, Fill&& enter) {
+        std::lock_guard<std::mutex> guard(peripheralsMutex);
+        if (std::find(peripherals.begin(), peripherals.end(), p) != peripherals.end()) enter();
+    }
+    // Lets go of the peripheral and, still under the lock, runs `leave` (which
+    // clears its slot), unless the emulator has already let go of it.
+    template <class Leave>
+    void Detach(ferrow::peripherals::Peripheral* p, Leave&& leave) {
         std::lock_guard<std::mutex> guard(peripheralsMutex);
         auto it = std::find(peripherals.begin(), peripherals.end(), p);
-        if (it == peripherals.end()) return false;
+        if (it == peripherals.end()) return;
         peripherals.erase(it);
-        return true;
+        leave();
     }
-    std::mutex peripheralsMutex;  // protects: peripherals
+    // protects: peripherals and the slots as peripherals fill and clear them,
+    // so that the message path's monitor and generator stay while it uses them
+    std::mutex peripheralsMutex;
     std::vector<ferrow::peripherals::Peripheral*> peripherals;
 };

@@ -62,7 +62,7 @@ N2KStatus Ferrow_c::PutMsg(N2KMsg* msg) {
     const N2KStatus status = gateway->PutMsg(msg);
     if (status != N2K_OK && DisplayAllPgn::Get(*this) == 0) return status;
 
-    if (n2kMon != nullptr) n2kMon->PutMsg(Ferrow_N2K_Mon_c::kTx, msg);
+    Record(Ferrow_N2K_Mon_c::kTx, msg);
     for (PutMsgMonitor* node = ctx->putMonitors.load(); node != nullptr; node = node->next.load()) {
         node->fn(node->obj, msg);
     }
@@ -73,12 +73,19 @@ N2KStatus Ferrow_c::GetMsg(N2KMsg* msg) {
     CallFrame frame;
     ScopeLock lock(cs, false);
     if (msg == nullptr) return N2K_BAD_MESSAGE;
-    N2KStatus status;
-    if (n2kGen != nullptr && n2kGen->GetMsg(msg) == 1) {
-        status = N2K_OK;
-    } else {
-        status = gateway->GetMsg(msg);
+    bool generated;
+    {
+        std::lock_guard<std::mutex> guard(ctx->peripheralsMutex);
+        generated = n2kGen != nullptr && n2kGen->GetMsg(msg) == 1;
     }
-    if (status == N2K_OK && n2kMon != nullptr) n2kMon->PutMsg(Ferrow_N2K_Mon_c::kRx, msg);
+    const N2KStatus status = generated ? N2K_OK : gateway->GetMsg(msg);
+    if (status == N2K_OK) Record(Ferrow_N2K_Mon_c::kRx, msg);
     return status;
+}
+
+// Under the emulator's peripheral lock: a monitor deleted on another thread
+// has then either not started to go or is out of its slot.
+void Ferrow_c::Record(int store, N2KMsg* msg) {
+    std::lock_guard<std::mutex> guard(ctx->peripheralsMutex);
+    if (n2kMon != nullptr) n2kMon->PutMsg(store, msg);
 }

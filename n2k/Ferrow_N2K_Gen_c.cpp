@@ -215,11 +215,11 @@ struct Ferrow_N2K_Gen_c::Impl {
 Ferrow_N2K_Gen_c::Ferrow_N2K_Gen_c(Ferrow_c* emulator, int modal, unsigned long size,
                                    unsigned long noPanel)
     : impl_(new Impl(emulator, this, size, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_N2K_Gen_c::~Ferrow_N2K_Gen_c() {
-    impl_->core.DropPanel();
+    impl_->core.Retire();
     delete impl_;
 }
 

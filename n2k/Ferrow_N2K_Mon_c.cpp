@@ -26,12 +26,13 @@ struct Ferrow_N2K_Mon_c::Impl {
 Ferrow_N2K_Mon_c::Ferrow_N2K_Mon_c(Ferrow_c* emulator, int modal, unsigned long size,
                                    unsigned long noPanel)
     : impl_(new Impl(emulator, this, size, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
-// The panel empties the stores, so it is cut off before they go.
+// The panel empties the stores and the emulator fills them: both are cut off
+// before they go.
 Ferrow_N2K_Mon_c::~Ferrow_N2K_Mon_c() {
-    impl_->core.DropPanel();
+    impl_->core.Retire();
     delete impl_;
 }
 

@@ -23,42 +23,45 @@ Objects& LiveObjects() {
 }  // namespace
 
 Peripheral::Peripheral(Ferrow_c* emulator, void* self, PeripheralKind kind, unsigned long noPanel,
-                       ClearSlot clearSlot)
-    : emulator_(emulator), self_(self), kind_(kind), noPanel_(noPanel), clearSlot_(clearSlot) {
+                       ClaimSlot claimSlot, ClearSlot clearSlot)
+    : emulator_(emulator),
+      self_(self),
+      kind_(kind),
+      noPanel_(noPanel),
+      claimSlot_(claimSlot),
+      clearSlot_(clearSlot) {
     if (emulator != nullptr) emulator->ctx->Attach(this);
     Objects& objects = LiveObjects();
     std::lock_guard<std::mutex> guard(objects.mutex);
     objects.bySelf[self] = this;
 }
 
-Peripheral::~Peripheral() {
+Peripheral::~Peripheral() { Retire(); }
+
+void Peripheral::Retire() {
     platform::CallFrame frame;
     {
         Objects& objects = LiveObjects();
         std::lock_guard<std::mutex> guard(objects.mutex);
         objects.bySelf.erase(self_);
     }
-    DropPanel();
+    delete panel_;
+    panel_ = nullptr;
     // The emulator's lock of its peripheral list keeps it from detaching us
     // while we leave.
-    if (Ferrow_c* emulator = emulator_.load()) {
-        if (emulator->ctx->Detach(this)) clearSlot_(emulator, self_);
+    if (Ferrow_c* emulator = emulator_.exchange(nullptr)) {
+        emulator->ctx->Detach(this, [&] { clearSlot_(emulator, self_); });
     }
 }
 
-void Peripheral::CreatePanel(int modal) {
+void Peripheral::Enter(int modal) {
     platform::CallFrame frame;
+    Ferrow_c* emulator = emulator_.load();
+    if (emulator != nullptr) emulator->ctx->Enter(this, [&] { claimSlot_(emulator, self_); });
     PanelProvider* provider = PanelProvider::Installed();
     if (noPanel_ != 0 || provider == nullptr) return;
-    Ferrow_c* emulator = emulator_.load();
     CWnd* parent = emulator ? CWnd::FromHandle(emulator->hParent) : nullptr;
     panel_ = provider->CreatePanel(kind_, self_, parent, modal);
-}
-
-void Peripheral::DropPanel() {
-    platform::CallFrame frame;
-    delete panel_;
-    panel_ = nullptr;
 }
 
 void Peripheral::Show() {

@@ -20,27 +20,28 @@ public:
     template <class T, T* Ferrow_c::*Slot>
     struct RegistrySlot {};
 
-    // Registers `self` in the emulator's slot for its kind when the slot is
-    // empty. The panel comes later, from CreatePanel, once the peripheral is
-    // whole, since a modal panel already uses it.
+    // Joins the emulator; the slot and the panel come from Enter, once the
+    // peripheral is whole.
     template <class T, T* Ferrow_c::*Slot>
     Peripheral(Ferrow_c* emulator, T* self, RegistrySlot<T, Slot>, PeripheralKind kind,
                unsigned long noPanel)
-        : Peripheral(emulator, self, kind, noPanel, &ClearIfHeld<T, Slot>) {
-        if (emulator != nullptr && emulator->*Slot == nullptr) emulator->*Slot = self;
-    }
+        : Peripheral(emulator, self, kind, noPanel, &ClaimIfFree<T, Slot>,
+                     &ClearIfHeld<T, Slot>) {}
     Peripheral(const Peripheral&) = delete;
     Peripheral& operator=(const Peripheral&) = delete;
-    // Destroys the panel and leaves the emulator's registry.
+    // Retires the peripheral, if its owner has not.
     ~Peripheral();
 
-    // Asks the installed provider for the panel, unless noPanel was given.
-    void CreatePanel(int modal);
-    // Destroys the panel now. The destructor of a peripheral whose panel
-    // reads its records calls this first: destroying the panel cuts it off
-    // from the peripheral (waiting for a refresh in progress on the GUI
-    // thread), which must happen before the records go.
-    void DropPanel();
+    // Registers the whole peripheral in the emulator's slot for its kind when
+    // the slot is empty (the emulator's message path may use it from then
+    // on), then asks the installed provider for the panel, unless noPanel
+    // was given; a modal panel already uses the peripheral.
+    void Enter(int modal);
+    // Destroys the panel, which cuts it off from the peripheral (waiting for
+    // a refresh in progress on the GUI thread), and leaves the emulator,
+    // clearing the slot. The destructor of a peripheral whose records the
+    // panel or the emulator reach calls this first, before the records go.
+    void Retire();
 
     void Show();
     void Hide();
@@ -86,11 +87,16 @@ public:
     static int CopyNameOut(const std::string& stored, char* buffer);
 
 private:
+    using ClaimSlot = void (*)(Ferrow_c* emulator, void* self);
     using ClearSlot = void (*)(Ferrow_c* emulator, const void* self);
 
     Peripheral(Ferrow_c* emulator, void* self, PeripheralKind kind, unsigned long noPanel,
-               ClearSlot clearSlot);
+               ClaimSlot claimSlot, ClearSlot clearSlot);
 
+    template <class T, T* Ferrow_c::*Slot>
+    static void ClaimIfFree(Ferrow_c* emulator, void* self) {
+        if (emulator->*Slot == nullptr) emulator->*Slot = static_cast<T*>(self);
+    }
     template <class T, T* Ferrow_c::*Slot>
     static void ClearIfHeld(Ferrow_c* emulator, const void* self) {
         if (emulator->*Slot == self) emulator->*Slot = nullptr;
@@ -100,6 +106,7 @@ private:
     void* self_;
     PeripheralKind kind_;
     unsigned long noPanel_;
+    ClaimSlot claimSlot_;
     ClearSlot clearSlot_;
     PeripheralPanel* panel_ = nullptr;
     std::string name_;

@@ -153,6 +153,8 @@ private:
     int DisConnectI();
     int IsConnectedI();
     void StopWorkerI();
+    // A copy of a message for the monitor's transmit or receive store.
+    void Record(int store, N2KMsg* msg);
     void t_tick(unsigned long elapsedMs);
     unsigned long ReadingI(unsigned divisor, unsigned multiplier);
     static void TimerProc(HWND window, unsigned message, uintptr_t id, uint32_t time);

@@ -122,11 +122,11 @@ struct Ferrow_ADC_c::Impl {
 
 Ferrow_ADC_c::Ferrow_ADC_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     : impl_(new Impl(emulator, this, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_ADC_c::~Ferrow_ADC_c() {
-    impl_->core.DropPanel();
+    impl_->core.Retire();
     delete impl_;
 }
 

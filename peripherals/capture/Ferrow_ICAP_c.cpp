@@ -49,11 +49,11 @@ struct Ferrow_ICAP_c::Impl {
 
 Ferrow_ICAP_c::Ferrow_ICAP_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     : impl_(new Impl(emulator, this, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_ICAP_c::~Ferrow_ICAP_c() {
-    impl_->core.DropPanel();
+    impl_->core.Retire();
     delete impl_;
 }
 

@@ -48,7 +48,7 @@ Ferrow_EEPROM_c::Ferrow_EEPROM_c(Ferrow_c* emulator, int modal, unsigned long si
                                            std::to_wstring(impl_->image.Size()) + L" bytes");
     }
     if (emulator != nullptr) impl_->SetPath(emulator->ctx->eepromName);
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_EEPROM_c::~Ferrow_EEPROM_c() { delete impl_; }

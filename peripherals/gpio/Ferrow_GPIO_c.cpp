@@ -52,11 +52,11 @@ struct Ferrow_GPIO_c::Impl {
 
 Ferrow_GPIO_c::Ferrow_GPIO_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     : impl_(new Impl(emulator, this, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_GPIO_c::~Ferrow_GPIO_c() {
-    impl_->core.DropPanel();
+    impl_->core.Retire();
     delete impl_;
 }
 

@@ -57,7 +57,7 @@ struct Ferrow_I2C_c::Impl {
 
 Ferrow_I2C_c::Ferrow_I2C_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     : impl_(new Impl(emulator, this, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_I2C_c::~Ferrow_I2C_c() { delete impl_; }

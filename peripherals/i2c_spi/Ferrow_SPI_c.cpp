@@ -31,7 +31,7 @@ struct Ferrow_SPI_c::Impl {
 
 Ferrow_SPI_c::Ferrow_SPI_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     : impl_(new Impl(emulator, this, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_SPI_c::~Ferrow_SPI_c() { delete impl_; }

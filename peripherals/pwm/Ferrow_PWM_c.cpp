@@ -39,11 +39,11 @@ struct Ferrow_PWM_c::Impl {
 
 Ferrow_PWM_c::Ferrow_PWM_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     : impl_(new Impl(emulator, this, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_PWM_c::~Ferrow_PWM_c() {
-    impl_->core.DropPanel();
+    impl_->core.Retire();
     delete impl_;
 }
 

@@ -48,11 +48,11 @@ struct Ferrow_Serial_c::Impl {
 
 Ferrow_Serial_c::Ferrow_Serial_c(Ferrow_c* emulator, int modal, unsigned long noPanel)
     : rxCallback_{}, devHandle_(-1), impl_(new Impl(emulator, this, noPanel)) {
-    impl_->core.CreatePanel(modal);
+    impl_->core.Enter(modal);
 }
 
 Ferrow_Serial_c::~Ferrow_Serial_c() {
-    impl_->core.DropPanel();
+    impl_->core.Retire();
     delete impl_;
 }
 

@@ -1,6 +1,7 @@
 #include "core/Ferrow_Ctx_c.h"
 #include "platform/ProcessClock.h"
 #include "platform/gateway/Brovik_c.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/TestEmulator.h"
 
 #include <ferrow/Ferrow_N2K_Gen_c.h>
@@ -189,4 +190,33 @@ TEST(MessagePath, MonitorsAddedWhilePuttingAreAllCalledInOrder) {
     N2KMsg msg = Message(2);
     rig.emu->PutMsg(&msg);
     for (int i = 0; i < kAdded; ++i) EXPECT_EQ(counters[i].calls, before[i] + 1);
+}
+
+// The firmware may delete and make its monitor and generator while its worker
+// sends and receives: each message is recorded by a whole monitor or by none.
+TEST(MessagePath, MonitorAndGeneratorComeAndGoWhileMessagesFlow) {
+    TestEmulator emu;
+    emu->dispAllPgn = 1;
+    std::atomic<bool> done{false};
+    std::thread worker([&] {
+        N2KMsg msg = Message(1);
+        while (!done) {
+            emu->PutMsg(&msg);
+            emu->GetMsg(&msg);
+        }
+    });
+    for (int round = 0; round < 200; ++round) {
+        auto mon = std::make_unique<Ferrow_N2K_Mon_c>(emu.emu.get(), 0, 4, 1);
+        auto gen = std::make_unique<Ferrow_N2K_Gen_c>(emu.emu.get(), 0, 4, 1);
+        N2KMsg queued = Message(2);
+        gen->PutMsg(&queued, 0);
+        const unsigned long seen = mon->GetTxOffered();
+        ASSERT_TRUE(ferrow::test::Eventually([&] { return mon->GetTxOffered() > seen; }));
+        gen.reset();
+        mon.reset();
+    }
+    done = true;
+    worker.join();
+    EXPECT_EQ(emu->n2kMon, nullptr);
+    EXPECT_EQ(emu->n2kGen, nullptr);
 }
