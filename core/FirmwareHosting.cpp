@@ -175,8 +175,10 @@ int Ferrow_c::Start(int argc, char** argv) {
         mainVoid();
     }
 
-    ctx->threadMgr.Start(0);
+    // Before the worker exists, or its first cycle could find it clear and
+    // sleep instead of calling the loop.
     ctx->running = 1;
+    ctx->threadMgr.Start(0);
 
     if (autoConnect != 0 && useGateway == 1) {
         gateway->connectFailed = 0;
@@ -202,9 +204,10 @@ int Ferrow_c::Stop() {
     for (int attempt = 0; attempt < kStopAttempts && !ended; ++attempt) {
         ctx->threadMgr.Stop(10);
         ctx->running = 0;
-        for (int step = 0; step < kStopStepsPerAttempt && !ended; ++step) {
-            std::this_thread::sleep_for(kStopStep);
+        for (int step = 0; step < kStopStepsPerAttempt; ++step) {
             ended = ctx->busy == 0;
+            if (ended) break;
+            std::this_thread::sleep_for(kStopStep);
         }
     }
     if (useGateway == 1 && DisConnectI() < 0) return -1;
