@@ -23,6 +23,7 @@
 #include "platform/gateway/FrameLog.h"
 #include "platform/gateway/RawLineFormat.h"
 #include "platform/gateway/SerialMessageCodec.h"
+#include "tests/support/CanboatPeer.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestEmulator.h"
 
@@ -30,24 +31,16 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <set>
-#include <spawn.h>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -55,8 +48,6 @@
 #include <unistd.h>
 #include <utility>
 #include <vector>
-
-extern char** environ;
 
 namespace {
 
@@ -69,6 +60,14 @@ using ferrow::platform::FrameLog;
 using ferrow::platform::LineFormat;
 using ferrow::platform::N2KCanCodec;
 using ferrow::platform::RawLineFormat;
+using ferrow::test::Decoded;
+using ferrow::test::FreeLoopbackPort;
+using ferrow::test::Lines;
+using ferrow::test::NodeRun;
+using ferrow::test::ParseDecoded;
+using ferrow::test::RunPeer;
+using ferrow::test::SameValue;
+using ferrow::test::StartNode;
 using ferrow::test::TempDir;
 using ferrow::test::TestEmulator;
 using namespace std::chrono_literals;
@@ -76,128 +75,6 @@ using namespace std::chrono_literals;
 constexpr uint8_t kSingleFrame = 1;
 constexpr uint8_t kFastPacket = 2;
 constexpr uint8_t kGlobal = 255;
-// No node run may take longer than this.
-constexpr auto kNodeTimeout = 60s;
-
-// ---------------------------------------------------------------------------
-// The peer: node and the installed package.
-
-std::string PeerDir() { return FERROW_PEER_DIR; }
-
-std::string FindNode() {
-    if (const char* given = std::getenv("FERROW_NODE"); given && *given) {
-        return ::access(given, X_OK) == 0 ? given : "";
-    }
-    const char* path = std::getenv("PATH");
-    std::istringstream dirs(path ? path : "");
-    std::string dir;
-    while (std::getline(dirs, dir, ':')) {
-        if (dir.empty()) continue;
-        const std::string candidate = dir + "/node";
-        if (::access(candidate.c_str(), X_OK) == 0) return candidate;
-    }
-    return {};
-}
-
-// Why the peer cannot run, empty when it can.
-std::string PeerMissing() {
-    if (FindNode().empty()) return "no node to run (FERROW_NODE, else PATH)";
-    const std::string package = PeerDir() + "/node_modules/@canboat/canboatjs/package.json";
-    if (!std::filesystem::exists(package)) {
-        return "canboatjs is not installed: run tests/peer/install.sh (no " + package + ")";
-    }
-    return {};
-}
-
-bool InCi() {
-    const char* ci = std::getenv("CI");
-    return ci && *ci;
-}
-
-// Fails under CI, skips elsewhere, when the peer cannot run.
-#define REQUIRE_PEER()                                                                 \
-    do {                                                                               \
-        const std::string missing = PeerMissing();                                     \
-        if (!missing.empty()) {                                                        \
-            if (InCi()) FAIL() << "CI is set and the canboatjs peer is missing: " << missing; \
-            GTEST_SKIP() << "canboatjs peer not available: " << missing;               \
-        }                                                                              \
-    } while (0)
-
-struct NodeRun {
-    bool finished = false;  // false: killed at the timeout, or not started
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-};
-
-// Starts `node SCRIPT args...` (SCRIPT in tests/peer) with its output in
-// files under `dir`; -1 with `error` set when it cannot start.
-pid_t StartNode(const TempDir& dir, const std::string& script,
-                const std::vector<std::string>& args, std::string& error) {
-    const std::string outFile = dir.File("node.out");
-    const std::string errFile = dir.File("node.err");
-    std::vector<std::string> argv = {FindNode(), PeerDir() + "/" + script};
-    argv.insert(argv.end(), args.begin(), args.end());
-    std::vector<char*> cargv;
-    for (std::string& arg : argv) cargv.push_back(arg.data());
-    cargv.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outFile.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errFile.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t pid = -1;
-    const int spawned = posix_spawn(&pid, cargv[0], &actions, nullptr, cargv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
-        error = std::string("cannot start node: ") + std::strerror(spawned);
-        return -1;
-    }
-    return pid;
-}
-
-// Runs `node SCRIPT args...` with its output in files under `dir`, killed
-// when it outlasts kNodeTimeout.
-NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args,
-                const std::string& script = "decode.js") {
-    NodeRun run;
-    const pid_t pid = StartNode(dir, script, args, run.err);
-    if (pid < 0) return run;
-    const auto deadline = std::chrono::steady_clock::now() + kNodeTimeout;
-    int status = 0;
-    for (;;) {
-        const pid_t done = ::waitpid(pid, &status, WNOHANG);
-        if (done == pid) {
-            run.finished = true;
-            break;
-        }
-        if (done < 0 || std::chrono::steady_clock::now() >= deadline) {
-            ::kill(pid, SIGKILL);
-            ::waitpid(pid, &status, 0);
-            break;
-        }
-        std::this_thread::sleep_for(10ms);
-    }
-    if (run.finished && WIFEXITED(status)) run.exitCode = WEXITSTATUS(status);
-    run.out = TempDir::Read(dir.File("node.out"));
-    run.err += TempDir::Read(dir.File("node.err"));
-    return run;
-}
-
-std::vector<std::string> Lines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    std::string line;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (!line.empty()) lines.push_back(line);
-    }
-    return lines;
-}
 
 std::string Hex(const uint8_t* data, std::size_t length) {
     std::string text;
@@ -210,18 +87,6 @@ std::string Hex(const uint8_t* data, std::size_t length) {
 }
 
 std::string PayloadHex(const N2KMsg& msg) { return Hex(msg.data, msg.length); }
-
-// Equal as JSON values: numbers within rounding, anything else as written.
-bool SameValue(const std::string& got, const std::string& want) {
-    char* gotEnd = nullptr;
-    char* wantEnd = nullptr;
-    const double g = std::strtod(got.c_str(), &gotEnd);
-    const double w = std::strtod(want.c_str(), &wantEnd);
-    if (!got.empty() && !want.empty() && *gotEnd == '\0' && *wantEnd == '\0') {
-        return std::fabs(g - w) <= 1e-9 * std::max(1.0, std::fabs(w));
-    }
-    return got == want;
-}
 
 // ---------------------------------------------------------------------------
 // Payloads built byte by byte, little-endian as NMEA 2000 has them.
@@ -418,41 +283,6 @@ std::vector<CanFrame> Interleave(const std::vector<std::vector<CanFrame>>& sende
         }
         if (!any) return frames;
     }
-}
-
-// What canboatjs decoded.
-struct Decoded {
-    uint32_t pgn = 0;
-    int src = -1;
-    int dst = -1;
-    int prio = -1;
-    int frames = 0;
-    std::string payload;
-    std::map<std::string, std::string> fields;
-};
-
-std::vector<Decoded> ParseDecoded(const std::vector<std::string>& lines,
-                                  std::vector<std::string>& complaints) {
-    std::vector<Decoded> decoded;
-    for (const std::string& line : lines) {
-        std::istringstream in(line);
-        std::string kind;
-        in >> kind;
-        if (kind == "MSG") {
-            Decoded d;
-            in >> d.pgn >> d.src >> d.dst >> d.prio >> d.frames >> d.payload;
-            decoded.push_back(d);
-        } else if (kind == "FIELD" && !decoded.empty()) {
-            std::string key;
-            in >> key;
-            std::string value;
-            std::getline(in >> std::ws, value);
-            decoded.back().fields[key] = value;
-        } else if (kind != "END") {
-            complaints.push_back(line);
-        }
-    }
-    return decoded;
 }
 
 // Fast-packet frames a message of `length` bytes takes.
@@ -693,19 +523,6 @@ TEST(CanboatPeer, FastPacketPgnsAgreeWithItsDatabase) {
 
 // No wait for the node may take longer than this.
 constexpr auto kNodeWait = 20s;
-
-// A loopback port that was free a moment ago.
-uint16_t FreeLoopbackPort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ::bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    ::close(fd);
-    return ntohs(address.sin_port);
-}
 
 // A node process, killed when it goes out of scope.
 class NodeProcess {
