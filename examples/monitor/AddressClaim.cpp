@@ -1,0 +1,78 @@
+#include "AddressClaim.h"
+
+#include "MonitorBoard.h"
+
+namespace monitor {
+
+uint64_t AddressClaim::MakeName(uint32_t uniqueNumber) {
+    return uint64_t{uniqueNumber & kUniqueNumberMask} |
+           uint64_t{kManufacturer & 0x7FFu} << 21 |
+           uint64_t{kDeviceInstance} << 32 |
+           uint64_t{kDeviceFunction} << 40 |
+           uint64_t{kDeviceClass & 0x7Fu} << 49 |
+           uint64_t{kSystemInstance & 0xFu} << 56 |
+           uint64_t{kIndustryGroup & 0x7u} << 60 |
+           uint64_t{kArbitraryAddressCapable & 0x1u} << 63;
+}
+
+bool AddressClaim::Begin(uint8_t preferred, uint32_t nowMs) {
+    uint8_t address = 0;
+    const unsigned start = preferred <= kMaxAddress ? preferred : kDefaultAddress;
+    if (!NextFree(start, address)) {
+        address_ = pgn::kNullAddress;
+        return false;
+    }
+    Take(address, nowMs);
+    return true;
+}
+
+AddressClaim::Outcome AddressClaim::OnClaim(uint8_t source, uint64_t name, uint32_t nowMs) {
+    // A node that moves or gives up no longer holds its old address.
+    Forget(name);
+    if (source > kMaxAddress) return Outcome::kNone;
+    if (source != address_) {
+        others_[source] = name;
+        held_.set(source);
+        return Outcome::kNone;
+    }
+    if (name_ < name) return Outcome::kDefend;
+    // An equal NAME is a node just like us: yielding ends the contest, as
+    // both defending would never end.
+    others_[source] = name;
+    held_.set(source);
+    uint8_t next = 0;
+    if (!NextFree(address_ + 1u, next)) {
+        address_ = pgn::kNullAddress;
+        return Outcome::kGaveUp;
+    }
+    Take(next, nowMs);
+    return Outcome::kMoved;
+}
+
+bool AddressClaim::Ready(uint32_t nowMs) const {
+    return HasAddress() && static_cast<uint32_t>(nowMs - claimedAtMs_) >= kClaimHoldMs;
+}
+
+bool AddressClaim::NextFree(unsigned start, uint8_t& out) const {
+    for (unsigned i = 0; i < kAddresses; ++i) {
+        const unsigned candidate = (start + i) % kAddresses;
+        if (!held_.test(candidate)) {
+            out = static_cast<uint8_t>(candidate);
+            return true;
+        }
+    }
+    return false;
+}
+
+void AddressClaim::Forget(uint64_t name) {
+    for (unsigned a = 0; a < kAddresses; ++a) {
+        if (held_.test(a) && others_[a] == name) held_.reset(a);
+    }
+}
+
+void AddressClaim::Take(uint8_t address, uint32_t nowMs) {
+    address_ = address;
+    claimedAtMs_ = nowMs;
+}
+
+}  // namespace monitor

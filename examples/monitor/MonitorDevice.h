@@ -1,0 +1,111 @@
+// The firmware of the temperature-and-battery monitor: an NMEA 2000 node
+// that claims an address, reports two ADC temperatures, an I2C cabin
+// temperature, the battery voltage and the engine speed, answers requests
+// and group functions, and keeps its settings in EEPROM. Every timing comes
+// from the emulator's time base and periodic interrupt, so time advanced by
+// hand drives it completely. Any number of devices may live in one process.
+#pragma once
+
+#include "AddressClaim.h"
+#include "Console.h"
+#include "Periodic.h"
+#include "Sensors.h"
+#include "Settings.h"
+
+#include <ferrow/CWnd.h>
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+class Ferrow_c;
+struct N2KMsg;
+
+struct MonitorOptions {
+    HWND parent = nullptr;             // the host window, or null
+    const char* eepromFile = nullptr;  // null: "Ferrow.hex" in the current directory
+    const char* configFile = nullptr;  // null: "Ferrow.cfg"
+    int pace = 5;                      // loop pace in ms; 0: no worker loop, the caller runs Loop()
+    unsigned long noPanel = 0;
+};
+
+class MonitorDevice {
+public:
+    // The emulator with every peripheral but output compare.
+    explicit MonitorDevice(const MonitorOptions& options);
+    // Stops, silences the interrupt, deletes the peripherals, then the emulator.
+    ~MonitorDevice();
+    MonitorDevice(const MonitorDevice&) = delete;
+    MonitorDevice& operator=(const MonitorDevice&) = delete;
+
+    Ferrow_c* Emulator() const { return emu_; }
+    // Runs the firmware's main, connects and claims an address.
+    int Start(int argc, char** argv);
+    int Stop();
+    // One pass of the firmware's main loop.
+    void Loop();
+
+    // The claimed address, 254 while there is none.
+    unsigned char SourceAddress() const { return address_.load(); }
+    unsigned char Instance() const { return instance_.load(); }
+
+private:
+    static Ferrow_c* Create(const MonitorOptions& options);
+    static void MainEntry(void* emu);
+    static void LoopEntry(void* emu);
+    static int AppInitEntry(void* emu);
+    static void TickEntry(void* emu);
+
+    void Main();
+    int AppInit();
+    // The periodic interrupt: samples inputs and debounces the button.
+    void Tick();
+
+    void ServiceButton();
+    void ServiceAlarm();
+    void Receive(uint32_t nowMs);
+    void OnAddressClaim(const N2KMsg& msg, uint32_t nowMs);
+    void OnIsoRequest(const N2KMsg& msg);
+    void OnGroupFunction(const N2KMsg& msg);
+    void ServiceClaim(uint32_t nowMs);
+    void SendPeriodic(uint32_t nowMs);
+    // Sends the messages of `pgn` now, to `destination` where it is addressable.
+    void SendNow(uint32_t pgn, uint8_t destination, int temperatureSource = -1);
+    void SendClaim();
+    void SendTemperatures(uint8_t sid, int onlySource);
+    void Send(N2KMsg& msg);
+    void SetInstance(uint8_t instance);
+    void ApplyBacklight();
+    void RunCommand(char* line);
+    void PrintStatus();
+
+    uint8_t NextSid();
+
+    const int pace_;
+    Ferrow_c* const emu_;
+    // The firmware's main context: main, application init and loop take it;
+    // the interrupt never does.
+    std::mutex mutex_;
+    monitor::Settings settings_;
+    monitor::Console console_;
+    monitor::Sensors sensors_;
+    monitor::AddressClaim claim_;
+    uint32_t uniqueNumber_ = 0;
+    bool mainRan_ = false;
+    bool trafficStarted_ = false;
+    bool alarm_ = false;
+    uint8_t sid_ = 0;
+    uint8_t heartbeatSequence_ = 0;
+    monitor::Periodic engineTimer_;
+    monitor::Periodic batteryTimer_;
+    monitor::Periodic temperatureTimer_;
+    monitor::Periodic heartbeatTimer_;
+
+    // Interrupt side: consecutive pressed readings, and presses for the loop.
+    int pressedTicks_ = 0;
+    std::atomic<unsigned> presses_{0};
+    unsigned pressesServed_ = 0;
+
+    std::atomic<unsigned char> address_;
+    std::atomic<unsigned char> instance_{0};
+};

@@ -1,0 +1,197 @@
+// The demo: the temperature-and-battery monitor firmware on its bench. With a
+// display, the host window lists every panel: drive the inputs from the ADC
+// panel (the bench knobs too), press the button on the GPIO panel, type
+// console commands into the serial panel and watch the traffic on the NMEA
+// 2000 monitor. Without one, it runs headless: it prints the console's lines
+// and a summary line a second, takes console commands typed on standard
+// input, and runs until Ctrl-C.
+#include "Bench.h"
+#include "MonitorBoard.h"
+#include "MonitorDevice.h"
+
+#include <ferrow/ferrow.h>
+#ifdef FERROW_DEMO_PANELS
+#include <ferrow/panels/FerrowHost.h>
+#else
+#include <csignal>
+#endif
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <thread>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace monitor;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kTitle = "Ferrow demo: temperature and battery monitor";
+constexpr auto kBenchPeriod = std::chrono::milliseconds(kTickMs);
+constexpr auto kDrainPeriod = std::chrono::milliseconds(100);
+constexpr int kDrainsPerSummary = 10;
+
+long CountsForCelsius(double celsius) {
+    return std::lround((celsius * 1000 + 273150 - kTempZeroMilliKelvin) * kAdcFullScale /
+                       kTempSpanMilliKelvin);
+}
+
+long CountsForVolts(double volts) { return std::lround(volts * 1000 / kBatteryMillivoltsPerCount); }
+
+// Where the bench starts: a warm engine room, a cool sea, a charged battery,
+// the engine at idle and a pleasant cabin.
+void SetTheScene(Ferrow_ADC_c& adc) {
+    adc.SetValue(kAdcEngineRoom, CountsForCelsius(55.0));
+    adc.SetValue(kAdcSea, CountsForCelsius(18.0));
+    adc.SetValue(kAdcBattery, CountsForVolts(12.6));
+    adc.SetValue(kAdcBenchRpm, 800L);
+    adc.SetValue(kAdcBenchCabin, 215L);
+}
+
+// Headless, nothing else empties the monitor's stores and the console's
+// transmit ring: this does, printing console lines as they come and a
+// summary of the traffic every second.
+class Summary {
+public:
+    Summary(MonitorDevice& device) : device_(device), emu_(*device.Emulator()) {}
+
+    void Drain() {
+        char line[1100];
+        while (emu_.serial->GetTXDataLine(line, sizeof line) > 0) {
+            line[std::strcspn(line, "\r\n")] = '\0';
+            std::printf("serial> %s\n", line);
+        }
+        N2KMsg msg;
+        while (emu_.n2kMon->GetTxMsg(&msg) == 1) ++sent_[msg.pgn];
+        while (emu_.n2kMon->GetRxMsg(&msg) == 1) ++received_;
+    }
+
+    void Print() {
+        std::string sent;
+        for (const auto& [pgn, count] : sent_) {
+            sent += " " + std::to_string(pgn) + ":" + std::to_string(count);
+        }
+        std::printf("%5lu s  sent%s  received %lu  address %u  instance %u\n",
+                    emu_.t_get_1ms() / 1000, sent.empty() ? " 0" : sent.c_str(), received_,
+                    device_.SourceAddress(), device_.Instance());
+    }
+
+private:
+    MonitorDevice& device_;
+    Ferrow_c& emu_;
+    std::map<uint32_t, unsigned long> sent_;
+    unsigned long received_ = 0;
+};
+
+// Headless, standard input stands in for the serial panel's input line: each
+// line typed reaches the console with the carriage return a terminal sends.
+// Polled, so that it ends with the program; it also ends at end of input.
+void ForwardTypedLines(Ferrow_Serial_c& serial, const std::atomic<bool>& stop) {
+    std::string pending;
+    char chunk[256];
+    while (!stop) {
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        if (poll(&input, 1, 100) <= 0) continue;
+        const ssize_t n = read(STDIN_FILENO, chunk, sizeof chunk);
+        if (n <= 0) return;
+        pending.append(chunk, static_cast<std::size_t>(n));
+        for (std::size_t end; (end = pending.find('\n')) != std::string::npos;) {
+            std::string line = pending.substr(0, end);
+            pending.erase(0, end + 1);
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            line += '\r';
+            serial.PutRX(reinterpret_cast<const unsigned char*>(line.data()),
+                         static_cast<int>(line.size()));
+        }
+    }
+}
+
+#ifndef FERROW_DEMO_PANELS
+// Without the panels library, Ctrl-C and SIGTERM are awaited here. Blocked
+// before any thread starts, so that every thread leaves them to sigwait.
+sigset_t BlockStopSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+#endif
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+#ifdef FERROW_DEMO_PANELS
+    FerrowHost host(argc, argv, kTitle);
+    const HWND window = host.Window();
+#else
+    const sigset_t stopSignals = BlockStopSignals();
+    const HWND window = nullptr;
+#endif
+
+    MonitorOptions options;
+    options.parent = window;
+    MonitorDevice device(options);
+    if (device.Start(argc, argv) != 0) {
+        std::fprintf(stderr, "the monitor started without its network; see Ferrow.cfg\n");
+    }
+    Bench bench(device);
+    Ferrow_c& emu = *device.Emulator();
+    // The panels list the channels and pins that exist now.
+    emu.adc->Start();
+    emu.gpio->Start();
+    emu.pwm->Start();
+    emu.icap->Start();
+    SetTheScene(*emu.adc);
+
+    std::atomic<bool> stop{false};
+    std::thread benchThread([&] {
+        for (auto next = Clock::now(); !stop; next += kBenchPeriod) {
+            bench.Step();
+            std::this_thread::sleep_until(next + kBenchPeriod);
+        }
+    });
+    std::thread summaryThread;
+    std::thread inputThread;
+    if (window != nullptr) {
+        emu.adc->Show();
+        emu.serial->Show();
+        std::printf("%s: close the host window to stop\n", kTitle);
+    } else {
+        std::printf("%s: no display, running headless; type console commands (help); "
+                    "Ctrl-C to stop\n",
+                    kTitle);
+        inputThread = std::thread([&] { ForwardTypedLines(*emu.serial, stop); });
+        summaryThread = std::thread([&] {
+            Summary summary(device);
+            for (int drains = 1; !stop; ++drains) {
+                std::this_thread::sleep_for(kDrainPeriod);
+                summary.Drain();
+                if (drains % kDrainsPerSummary == 0) summary.Print();
+            }
+        });
+    }
+
+#ifdef FERROW_DEMO_PANELS
+    host.Run();
+#else
+    int signal = 0;
+    sigwait(&stopSignals, &signal);
+#endif
+    stop = true;
+    benchThread.join();
+    if (summaryThread.joinable()) summaryThread.join();
+    if (inputThread.joinable()) inputThread.join();
+    const int stopped = device.Stop();
+    std::printf("stopped\n");
+    return stopped == 0 ? 0 : 1;
+}
