@@ -1,0 +1,112 @@
+// What the demo monitor sends, recorded as CAN frames by its gateway and
+// decoded by canboatjs (tests/peer/decode.js): the claim's NAME fields, the
+// temperatures in kelvin, the battery voltage, the engine speed and the
+// product information read there as the device documents them.
+#include "tests/examples/monitor/MonitorRig.h"
+#include "tests/support/CanboatPeer.h"
+
+namespace monitor_test {
+namespace {
+
+using ferrow::test::Decoded;
+using ferrow::test::FreeLoopbackPort;
+using ferrow::test::Lines;
+using ferrow::test::NodeRun;
+using ferrow::test::ParseDecoded;
+using ferrow::test::RunPeer;
+using ferrow::test::SameValue;
+
+// Each field's value as canboatjs gave it (JSON), numbers within `tolerance`.
+void ExpectFields(const Decoded& d, const std::vector<std::pair<std::string, std::string>>& fields,
+                  double tolerance = 0) {
+    for (const auto& [key, want] : fields) {
+        const auto field = d.fields.find(key);
+        if (field == d.fields.end()) {
+            ADD_FAILURE() << "canboatjs found no field " << key << " in " << d.pgn;
+            continue;
+        }
+        char* end = nullptr;
+        const double got = std::strtod(field->second.c_str(), &end);
+        const bool numeric = *end == '\0' && !field->second.empty();
+        EXPECT_TRUE(numeric && tolerance > 0 ? std::fabs(got - std::stod(want)) <= tolerance
+                                             : SameValue(field->second, want))
+            << d.pgn << " " << key << ": canboatjs " << field->second << ", expected " << want;
+    }
+}
+
+TEST(MonitorPeer, CanboatjsDecodesWhatItSends) {
+    REQUIRE_PEER();
+    TempDir peerDir;
+    const std::string log = peerDir.File("frames.log");
+    MonitorRig rig("tcp-listen:" + std::to_string(FreeLoopbackPort()), log);
+    constexpr unsigned long kSerial = 0x12345678;
+    const std::string unique = std::to_string(kSerial & 0x1FFFFF);
+    rig.Boot(0, true, [](Ferrow_c& emu) { emu.eeprom->Set_Default_SN(kSerial); });
+    rig.Calm();
+    rig.Step(2600);
+    ASSERT_EQ(rig.Emu()->n2kGen->PutISORequest(kProductInfoPgn, kTool, kDefaultAddress, 0), 1);
+    rig.Step(50);
+    rig.Shutdown();
+
+    const NodeRun run = RunPeer(peerDir, {"decode", log});
+    ASSERT_TRUE(run.finished) << "node did not finish within the timeout";
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    std::vector<std::string> complaints;
+    const std::vector<Decoded> decoded = ParseDecoded(Lines(run.out), complaints);
+    EXPECT_TRUE(complaints.empty()) << ::testing::PrintToString(complaints);
+    // The newest message of `pgn` whose field `key` (if given) is `value`.
+    const auto newest = [&](uint32_t pgn, const std::string& key = "",
+                            const std::string& value = "") -> const Decoded* {
+        for (auto it = decoded.rbegin(); it != decoded.rend(); ++it) {
+            if (it->pgn != pgn) continue;
+            EXPECT_EQ(it->src, kDefaultAddress) << pgn;
+            const auto field = it->fields.find(key);
+            if (key.empty() || (field != it->fields.end() && field->second == value)) return &*it;
+        }
+        ADD_FAILURE() << "canboatjs decoded no " << pgn << " " << key << " " << value;
+        return nullptr;
+    };
+
+    const Decoded* claim = newest(kClaimPgn);
+    ASSERT_TRUE(claim);
+    EXPECT_EQ(claim->dst, kGlobal);
+    EXPECT_EQ(claim->prio, 6);
+    ExpectFields(*claim, {{"uniqueNumber", unique},
+                          {"manufacturerCode", "2046"},
+                          {"deviceInstanceLower", "0"},
+                          {"deviceInstanceUpper", "0"},
+                          {"deviceFunction", "130"},
+                          {"deviceClass", "75"},
+                          {"systemInstance", "0"},
+                          {"industryGroup", "4"},
+                          {"arbitraryAddressCapable", "1"}});
+
+    const std::pair<int, const char*> kelvin[] = {
+        {kSourceEngineRoom, "299.15"}, {kSourceSea, "288.15"}, {kSourceInside, "294.65"}};
+    for (const auto& [source, temperature] : kelvin) {
+        const Decoded* t = newest(kTemperaturePgn, "source", std::to_string(source));
+        ASSERT_TRUE(t) << "source " << source;
+        EXPECT_EQ(t->prio, 5);
+        ExpectFields(*t, {{"instance", "0"}, {"temperature", temperature}}, 0.0015);
+    }
+    const Decoded* battery = newest(kBatteryPgn);
+    ASSERT_TRUE(battery);
+    ExpectFields(*battery, {{"instance", "0"}, {"voltage", "12.6"}}, 0.011);
+    const Decoded* engine = newest(kEnginePgn);
+    ASSERT_TRUE(engine);
+    ExpectFields(*engine, {{"instance", "0"}, {"speed", "1500"}}, 8);
+
+    const Decoded* info = newest(kProductInfoPgn);
+    ASSERT_TRUE(info);
+    ExpectFields(*info, {{"nmea2000Version", "2.1"},
+                         {"productCode", "1"},
+                         {"modelId", "\"Ferrow demo monitor\""},
+                         {"softwareVersionCode", "\"1.0.0\""},
+                         {"modelVersion", "\"1\""},
+                         {"modelSerialCode", "\"" + unique + "\""},
+                         {"certificationLevel", "1"},
+                         {"loadEquivalency", "1"}});
+}
+
+}  // namespace
+}  // namespace monitor_test

@@ -1,0 +1,306 @@
+// One demo device on a network of its own, driven as its developer drives it:
+// its files in a fresh directory, manual time in 10 ms interrupts, the bench
+// around it, its serial console read line by line and, on a virtual bus, a
+// plain emulator as a second node that hears (with the time) what it sends.
+#pragma once
+
+#include "Bench.h"
+#include "MonitorBoard.h"
+#include "MonitorDevice.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestEmulator.h"
+
+#include <ferrow/ferrow.h>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace monitor_test {
+
+using ferrow::test::TempDir;
+using ferrow::test::TestEmulator;
+
+constexpr uint8_t kGlobal = 255;
+constexpr uint8_t kDefaultAddress = 35;
+constexpr uint8_t kCannotClaim = 254;
+// The node that requests and commands in these tests.
+constexpr uint8_t kTool = 0x50;
+constexpr uint32_t kClaimPgn = 60928;
+constexpr uint32_t kIsoRequestPgn = 59904;
+constexpr uint32_t kIsoAckPgn = 59392;
+constexpr uint32_t kGroupFunctionPgn = 126208;
+constexpr uint32_t kPgnListPgn = 126464;
+constexpr uint32_t kProductInfoPgn = 126996;
+constexpr uint32_t kHeartbeatPgn = 126993;
+constexpr uint32_t kTemperaturePgn = 130316;
+constexpr uint32_t kBatteryPgn = 127508;
+constexpr uint32_t kEnginePgn = 127488;
+// 130316 temperature sources.
+constexpr int kSourceSea = 0;
+constexpr int kSourceInside = 2;
+constexpr int kSourceEngineRoom = 3;
+
+// ADC counts that convert to exact tenths (273 counts are 11 degrees C).
+constexpr long kCounts26C = 1638;
+constexpr long kCounts15C = 1365;
+constexpr long kCounts12V6 = 2520;
+
+// Little-endian unsigned field of `bytes` bytes at `at`.
+inline uint64_t Le(const N2KMsg& msg, int at, int bytes) {
+    uint64_t value = 0;
+    for (int i = bytes - 1; i >= 0; --i) value = value << 8 | msg.data[at + i];
+    return value;
+}
+
+// A claim as another node sends it.
+inline N2KMsg Claim(uint8_t address, uint64_t name) {
+    N2KMsg msg{};
+    msg.pgn = kClaimPgn;
+    msg.priority = 6;
+    msg.addressA = address;
+    msg.addressB = kGlobal;
+    msg.transport = 1;
+    msg.length = 8;
+    for (int i = 0; i < 8; ++i) msg.data[i] = uint8_t(name >> (8 * i));
+    return msg;
+}
+
+// The EEPROM image seen through an EEPROM object of its own.
+class EepromFile {
+public:
+    explicit EepromFile(const TempDir& dir, const std::string& file)
+        : config_(dir.File("eeprom-tool.cfg")) {
+        TempDir::Write(config_, "EEPROM_NAME=\"" + file + "\"\nAUTO_CONN=0\n");
+        emu_ = std::make_unique<Ferrow_c>(nullptr, nullptr, file.c_str(), config_.c_str(), 0);
+        eeprom_ = std::make_unique<Ferrow_EEPROM_c>(emu_.get(), 0, 256, 1);
+    }
+    std::vector<uint8_t> Header() {
+        std::vector<uint8_t> bytes(7);
+        eeprom_->RN(0, bytes.data(), 7);
+        return bytes;
+    }
+    void Write(std::vector<uint8_t> bytes) {
+        eeprom_->WN(0, bytes.data(), static_cast<unsigned short>(bytes.size()));
+    }
+    // The six bytes and the checksum that makes the seven sum to 0.
+    static std::vector<uint8_t> Sealed(std::vector<uint8_t> bytes) {
+        unsigned sum = 0;
+        for (uint8_t b : bytes) sum += b;
+        bytes.push_back(uint8_t(0x100 - (sum & 0xFF)));
+        return bytes;
+    }
+    static std::vector<uint8_t> Settings(int address, int instance, int backlight) {
+        return Sealed({'F', 'M', 1, uint8_t(address), uint8_t(instance), uint8_t(backlight)});
+    }
+
+private:
+    std::string config_;
+    std::unique_ptr<Ferrow_c> emu_;
+    std::unique_ptr<Ferrow_EEPROM_c> eeprom_;
+};
+
+struct Heard {
+    N2KMsg msg;
+    unsigned long ms;  // the device's time when it went out
+};
+
+class MonitorRig {
+public:
+    // `network`: empty for a virtual bus of its own; `bus` shares one.
+    explicit MonitorRig(const std::string& network = "", const std::string& logFile = "")
+        : network_(network.empty() ? UniqueBus() : network) {
+        std::string text =
+            "GW_PORT_NAME=\"" + network_ + "\"\nEEPROM_NAME=\"" + Eeprom() + "\"\nAUTO_CONN=1\n";
+        if (!logFile.empty()) text += "GW_LOG_FILE=\"" + logFile + "\"\n";
+        TempDir::Write(dir.File("Ferrow.cfg"), text);
+        if (network_.rfind("vbus", 0) == 0) {
+            node_ = TestEmulator::OnBus(network_);
+            EXPECT_EQ((*node_)->Connect(), 0);
+        }
+    }
+    ~MonitorRig() { Shutdown(); }
+
+    static std::string UniqueBus() {
+        static std::atomic<unsigned> counter{0};
+        return "vbus:monitor_" + std::to_string(::getpid()) + "_" + std::to_string(counter++);
+    }
+    const std::string& Network() const { return network_; }
+    std::string Eeprom() const { return dir.File("Ferrow.hex"); }
+
+    // Builds and starts a device on the rig's files; `prepare` runs before Start.
+    void Boot(int pace = 0, bool manualTime = true,
+              const std::function<void(Ferrow_c&)>& prepare = {}) {
+        MonitorOptions options;
+        eepromName_ = Eeprom();
+        configName_ = dir.File("Ferrow.cfg");
+        options.eepromFile = eepromName_.c_str();
+        options.configFile = configName_.c_str();
+        options.pace = pace;
+        options.noPanel = 1;
+        device = std::make_unique<MonitorDevice>(options);
+        if (manualTime) Emu()->t_set_overwrite(1);
+        if (prepare) prepare(*Emu());
+        char name[] = "ferrow_monitor_tests";
+        char* argv[] = {name, nullptr};
+        EXPECT_EQ(device->Start(1, argv), 0);
+        bench = std::make_unique<Bench>(*device);
+        now_ = 0;
+        Collect();
+    }
+    void Shutdown() {
+        bench.reset();
+        device.reset();
+    }
+    Ferrow_c* Emu() const { return device->Emulator(); }
+
+    // Ordinary readings: nothing alarming, every value exact in tenths.
+    void Calm() {
+        SetAdc(monitor::kAdcEngineRoom, kCounts26C);
+        SetAdc(monitor::kAdcSea, kCounts15C);
+        SetAdc(monitor::kAdcBattery, kCounts12V6);
+        SetAdc(monitor::kAdcBenchCabin, 215);
+        SetAdc(monitor::kAdcBenchRpm, 1500);
+    }
+    void SetAdc(int id, long value) { EXPECT_EQ(Emu()->adc->SetValue(id, value), 0) << id; }
+
+    void Step(unsigned long ms) {
+        for (unsigned long t = 0; t < ms; t += 10) {
+            Emu()->t_interrupt_exec(10);
+            now_ += 10;
+            device->Loop();
+            bench->Step();
+            Collect();
+        }
+    }
+    unsigned long Now() const { return now_; }
+
+    // Steps until a message `match` accepts arrives after now; false after `limit` ms.
+    bool StepUntil(const std::function<bool(const N2KMsg&)>& match, unsigned long limit) {
+        const std::size_t from = heard.size();
+        for (unsigned long t = 0; t < limit; t += 10) {
+            Step(10);
+            for (std::size_t i = from; i < heard.size(); ++i) {
+                if (match(heard[i].msg)) return true;
+            }
+        }
+        return false;
+    }
+
+    // The messages of `pgn` sent in the `ms` after `act`.
+    std::vector<Heard> Answers(uint32_t pgn, const std::function<void()>& act,
+                               unsigned long ms = 30) {
+        const unsigned long from = now_ + 10;
+        act();
+        Step(ms);
+        return Of(pgn, from);
+    }
+
+    // What the node heard and the console printed since the last call.
+    void Collect() {
+        if (node_) {
+            N2KMsg msg{};
+            while ((*node_)->GetMsg(&msg) == N2K_OK) heard.push_back({msg, now_});
+        }
+        if (device) {
+            char line[512];
+            while (Emu()->serial->GetTXDataLine(line, sizeof line) > 0) {
+                std::string text(line);
+                while (!text.empty() && (text.back() == '\r' || text.back() == '\n')) {
+                    text.pop_back();
+                }
+                if (!text.empty()) console.push_back(text);
+            }
+        }
+    }
+
+    void Type(const std::string& text) {
+        EXPECT_EQ(Emu()->serial->PutRX(reinterpret_cast<const unsigned char*>(text.data()),
+                                       static_cast<int>(text.size())),
+                  static_cast<int>(text.size()));
+    }
+    bool Printed(const std::string& line) const {
+        return std::find(console.begin(), console.end(), line) != console.end();
+    }
+
+    void Send(const N2KMsg& msg) {
+        N2KMsg copy = msg;
+        EXPECT_EQ((*node_)->PutMsg(&copy), N2K_OK);
+    }
+
+    // Messages heard of `pgn` from `since` on that `match` (if given) accepts.
+    std::vector<Heard> Of(uint32_t pgn, unsigned long since = 0,
+                          const std::function<bool(const N2KMsg&)>& match = {}) const {
+        std::vector<Heard> found;
+        for (const Heard& h : heard) {
+            if (h.msg.pgn == pgn && h.ms >= since && (!match || match(h.msg))) found.push_back(h);
+        }
+        return found;
+    }
+    // The newest such message; fails the test when there is none.
+    N2KMsg Last(uint32_t pgn, unsigned long since = 0,
+                const std::function<bool(const N2KMsg&)>& match = {}) const {
+        const std::vector<Heard> found = Of(pgn, since, match);
+        EXPECT_FALSE(found.empty()) << "no " << pgn << " heard since " << since << " ms";
+        return found.empty() ? N2KMsg{} : found.back().msg;
+    }
+
+    TempDir dir;
+    std::unique_ptr<MonitorDevice> device;
+    std::unique_ptr<Bench> bench;
+    std::vector<Heard> heard;
+    std::vector<std::string> console;
+
+private:
+    std::string network_;
+    std::string eepromName_;
+    std::string configName_;
+    std::unique_ptr<TestEmulator> node_;
+    unsigned long now_ = 0;
+};
+
+inline std::function<bool(const N2KMsg&)> IsPgn(uint32_t pgn) {
+    return [pgn](const N2KMsg& msg) { return msg.pgn == pgn; };
+}
+
+// A 130316 from that temperature source.
+inline std::function<bool(const N2KMsg&)> TemperatureFrom(int source) {
+    return [source](const N2KMsg& msg) { return msg.data[2] == source; };
+}
+
+// The temperature of a 130316 in 0.001 K.
+inline long Millikelvin(const N2KMsg& msg) {
+    return long(Le(msg, 3, 3));
+}
+
+// What an acknowledge group function (126208, function 2) says.
+struct Ack {
+    uint32_t pgn = 0;
+    int pgnError = -1;
+    int priorityError = -1;
+    std::vector<int> parameters;
+};
+
+inline Ack ReadAck(const N2KMsg& msg) {
+    Ack ack;
+    if (msg.length < 6 || msg.data[0] != 2) return ack;
+    ack.pgn = uint32_t(Le(msg, 1, 3));
+    ack.pgnError = msg.data[4] & 0x0F;
+    ack.priorityError = msg.data[4] >> 4;
+    const int count = msg.data[5];
+    for (int i = 0; i < count && 6 + i / 2 < msg.length; ++i) {
+        ack.parameters.push_back((msg.data[6 + i / 2] >> (4 * (i % 2))) & 0x0F);
+    }
+    return ack;
+}
+
+}  // namespace monitor_test
