@@ -24,6 +24,7 @@
 #include "platform/gateway/RawLineFormat.h"
 #include "platform/gateway/SerialMessageCodec.h"
 #include "tests/support/CanboatPeer.h"
+#include "tests/support/FreeLoopbackPort.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestEmulator.h"
 

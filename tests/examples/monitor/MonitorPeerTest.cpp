@@ -4,6 +4,7 @@
 // product information read there as the device documents them.
 #include "tests/examples/monitor/MonitorRig.h"
 #include "tests/support/CanboatPeer.h"
+#include "tests/support/FreeLoopbackPort.h"
 
 namespace monitor_test {
 namespace {

@@ -2,36 +2,20 @@
 // (tcp-listen), the other its client; the gateway's device records what it
 // sends, and a third device replays that recording as its network.
 #include "tests/support/Eventually.h"
+#include "tests/support/FreeLoopbackPort.h"
 #include "tests/support/TestEmulator.h"
 
 #include <gtest/gtest.h>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <string>
 
 using ferrow::test::Eventually;
+using ferrow::test::FreeLoopbackPort;
 using ferrow::test::TempDir;
 using ferrow::test::TestEmulator;
 
 namespace {
-
-// A loopback port that was free a moment ago.
-uint16_t FreePort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ::bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    ::close(fd);
-    return ntohs(address.sin_port);
-}
 
 std::unique_ptr<TestEmulator> Device(const std::string& config) {
     return std::make_unique<TestEmulator>(nullptr, 0, nullptr, config);
@@ -60,7 +44,7 @@ bool SameMessage(const N2KMsg& a, const N2KMsg& b) {
 TEST(NetworkEndToEnd, ADeviceReachesAnotherThroughTcpAndARecordingReplaysIt) {
     TempDir dir;
     const std::string log = dir.File("trip.log");
-    const std::string port = std::to_string(FreePort());
+    const std::string port = std::to_string(FreeLoopbackPort());
     auto gateway = Device("GW_PORT_NAME=\"tcp-listen:" + port + ":candump\"\nGW_LOG_FILE=\"" + log +
                           "\"\n");
     auto client = Device("GW_PORT_NAME=\"tcp:127.0.0.1:" + port + ":candump\"\n");
@@ -91,7 +75,7 @@ TEST(NetworkEndToEnd, ADeviceReachesAnotherThroughTcpAndARecordingReplaysIt) {
 }
 
 TEST(NetworkEndToEnd, UnreachableNetworksFailConnectWithoutHanging) {
-    const std::string port = std::to_string(FreePort());
+    const std::string port = std::to_string(FreeLoopbackPort());
     auto refused = Device("GW_PORT_NAME=\"tcp:127.0.0.1:" + port + "\"\n");
     EXPECT_LT((*refused)->Connect(), 0);
     EXPECT_EQ((*refused)->IsConnected(), 0);
