@@ -75,11 +75,11 @@ std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& p
                                             L"\" names no network here: using the in-process "
                                             L"virtual bus \"" + Text::Widen(wanted->name) + L"\"");
     }
-    if (wanted->kind == PortSpec::Kind::VirtualBus) {
-        return std::make_unique<VirtualBusTransport>(wanted->name);
-    }
     std::unique_ptr<FrameLog> log =
         logPath.empty() ? nullptr : std::make_unique<FrameLog>(logPath);
+    if (wanted->kind == PortSpec::Kind::VirtualBus) {
+        return std::make_unique<VirtualBusTransport>(wanted->name, std::move(log));
+    }
     if (wanted->kind == PortSpec::Kind::Serial) {
         return std::make_unique<SerialTransport>(wanted->name, wanted->baud, std::move(log));
     }

@@ -3,7 +3,6 @@
 #include "n2k/N2KRecord.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
-#include "platform/can/CanId.h"
 #include "platform/gateway/DleFrameEncoder.h"
 #include "platform/gateway/SerialMessageCodec.h"
 
@@ -17,7 +16,6 @@
 namespace ferrow::platform {
 namespace {
 
-constexpr uint8_t kIsoTransport = 3;
 constexpr short kHangUp = POLLHUP | POLLERR | POLLNVAL;
 
 void Show(const std::string& text) { MessageReport::Show(L"Gateway", Text::Widen(text)); }
@@ -74,7 +72,7 @@ int SerialTransport::Open() {
         return -1;
     }
     // A recording that cannot be made is reported, never in traffic's way.
-    if (log_ && log_->Open(error) < 0) Show(error);
+    if (log_.Open(error) < 0) Show(error);
     decoder_.Reset();
     stopping_ = false;
     up_ = true;
@@ -93,7 +91,7 @@ void SerialTransport::Close() {
     StopThread();
     up_ = false;
     port_.Close();
-    if (log_) log_->Close();
+    log_.Close();
     std::lock_guard<std::mutex> lock(mutex_);
     inbox_.Clear();
     outbox_.Clear();
@@ -116,7 +114,7 @@ N2KStatus SerialTransport::Send(const N2KMsg& msg) {
         outbox_.ends.push_back(outbox_.bytes.size());
     }
     Wake();
-    Record(msg, LineFormat::Direction::Transmitted);
+    log_.Record(msg, LineFormat::Direction::Transmitted);
     return N2K_OK;
 }
 
@@ -133,19 +131,6 @@ uint64_t SerialTransport::Dropped() const {
 SerialTransport::Counters SerialTransport::GetCounters() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return counters_;
-}
-
-void SerialTransport::Record(const N2KMsg& msg, LineFormat::Direction direction) {
-    if (!log_) return;
-    N2KMsg framed = msg;
-    framed.transport = SerialMessageCodec::TransportFor(msg.pgn, msg.length);
-    // A recording has no receiver to answer a request to send: an addressed
-    // transport session is kept as a broadcast, which a replay reassembles.
-    if (framed.transport == kIsoTransport) framed.addressB = CanId::kGlobal;
-    std::lock_guard<std::mutex> lock(logMutex_);
-    logFrames_.clear();
-    logCodec_.Send(framed, std::chrono::milliseconds(0), logFrames_);
-    for (const CanFrame& frame : logFrames_) log_->Record(frame, direction);
 }
 
 void SerialTransport::Run() {
@@ -220,7 +205,7 @@ void SerialTransport::Deliver(const uint8_t* bytes, std::size_t size) {
             continue;
         }
         msg.timeStamp = n2k::N2KRecord::TimeStampNow();
-        Record(msg, LineFormat::Direction::Received);
+        log_.Record(msg, LineFormat::Direction::Received);
         std::lock_guard<std::mutex> lock(mutex_);
         if (!inbox_.Push(msg)) ++counters_.dropped;
     }

@@ -6,9 +6,9 @@
 // and reopened in the background, the transport down meanwhile.
 #pragma once
 
-#include "platform/can/N2KCanCodec.h"
 #include "platform/gateway/DleFrameDecoder.h"
 #include "platform/gateway/FrameLog.h"
+#include "platform/gateway/MessageFrameLog.h"
 #include "platform/gateway/FrameTransport.h"
 #include "platform/gateway/GatewayTransport.h"
 #include "platform/gateway/RecordQueue.h"
@@ -96,12 +96,10 @@ private:
     // Moves the queued frames into `batch`, which must be done.
     void TakeOutbox(Batch& batch);
     void CountUnsent(std::size_t messages);
-    // Records `msg` in the log as the CAN frames that would carry it.
-    void Record(const N2KMsg& msg, LineFormat::Direction direction);
 
     std::optional<SerialDiscovery> discovery_;
     const uint32_t baud_;
-    std::unique_ptr<FrameLog> log_;
+    MessageFrameLog log_;
     std::string path_;  // set by Open before the I/O thread starts
     SerialPort port_;   // the I/O thread's while it runs
     DleFrameDecoder decoder_;  // the I/O thread's
@@ -118,10 +116,6 @@ private:
     RecordQueue inbox_{kReceiveLimit};
     Batch outbox_;
     Counters counters_;
-
-    std::mutex logMutex_;  // protects: logCodec_, logFrames_
-    N2KCanCodec logCodec_;
-    std::vector<CanFrame> logFrames_;
 };
 
 }  // namespace ferrow::platform

@@ -1,8 +1,11 @@
 // The gateway's transport onto a virtual bus in the process, the bus named
-// by the gateway's port name.
+// by the gateway's port name. With a log, every message sent and received is
+// recorded as the CAN frames that would carry it.
 #pragma once
 
+#include "platform/gateway/FrameLog.h"
 #include "platform/gateway/GatewayTransport.h"
+#include "platform/gateway/MessageFrameLog.h"
 #include "platform/gateway/VirtualBus.h"
 
 #include <memory>
@@ -12,7 +15,7 @@ namespace ferrow::platform {
 
 class VirtualBusTransport : public GatewayTransport {
 public:
-    explicit VirtualBusTransport(std::string busName);
+    explicit VirtualBusTransport(std::string busName, std::unique_ptr<FrameLog> log = nullptr);
     ~VirtualBusTransport() override;
 
     int Open() override;
@@ -25,6 +28,7 @@ private:
     std::string busName_;
     std::shared_ptr<VirtualBus> bus_;  // null while closed
     VirtualBus::Member member_;
+    MessageFrameLog log_;
 };
 
 }  // namespace ferrow::platform
