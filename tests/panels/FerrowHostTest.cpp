@@ -8,8 +8,6 @@
 #include <ferrow/ferrow.h>
 #include <ferrow/panels/FerrowHost.h>
 
-#include <wx/listbox.h>
-
 #include <atomic>
 #include <stdexcept>
 #include <thread>
@@ -28,15 +26,6 @@ struct Args {
 
 wxWindow* WindowOf(const FerrowHost& host) { return WindowHandle::ToWindow(host.Window()); }
 
-wxListBox* PanelListOf(const FerrowHost& host) {
-    for (wxWindow* content : WindowOf(host)->GetChildren()) {
-        for (wxWindow* child : content->GetChildren()) {
-            if (auto* list = dynamic_cast<wxListBox*>(child)) return list;
-        }
-    }
-    return nullptr;
-}
-
 TEST(FerrowHost, ParentsThePanelsOfAFactoryEmulatorAndListsThem) {
     REQUIRE_GUI();
     Args args;
@@ -49,7 +38,7 @@ TEST(FerrowHost, ParentsThePanelsOfAFactoryEmulatorAndListsThem) {
                                            FERROW_SPI | FERROW_SERIAL,
                                        nullptr, nullptr, 0, nullptr, 64);
     EXPECT_EQ(PanelsOf(WindowOf(host)).size(), 6u);
-    wxListBox* list = PanelListOf(host);
+    wxListBox* list = PanelListOf(WindowOf(host));
     ASSERT_NE(list, nullptr);
     EXPECT_TRUE(PumpUntil([&] { return list->GetCount() == 6; }));
     EXPECT_NE(list->FindString("EEPROM"), wxNOT_FOUND);

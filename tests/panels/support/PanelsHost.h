@@ -11,6 +11,7 @@
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/frame.h>
+#include <wx/listbox.h>
 #include <wx/timer.h>
 #include <wx/toplevel.h>
 
@@ -30,6 +31,16 @@ inline std::vector<FloatingDlg_c*> PanelsOf(wxWindow* host) {
 inline FloatingDlg_c* PanelOf(wxWindow* host, unsigned int templateId) {
     for (FloatingDlg_c* panel : PanelsOf(host)) {
         if (panel->TemplateId() == templateId) return panel;
+    }
+    return nullptr;
+}
+
+// The host window's list of the panels made so far.
+inline wxListBox* PanelListOf(wxWindow* host) {
+    for (wxWindow* content : host->GetChildren()) {
+        for (wxWindow* child : content->GetChildren()) {
+            if (auto* list = dynamic_cast<wxListBox*>(child)) return list;
+        }
     }
     return nullptr;
 }
