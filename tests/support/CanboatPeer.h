@@ -25,6 +25,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 extern char** environ;
@@ -34,19 +35,14 @@ namespace ferrow::test {
 // No node run may take longer than this.
 constexpr auto kNodeTimeout = std::chrono::seconds(60);
 
-inline std::string PeerDir() { return FERROW_PEER_DIR; }
-
 inline std::string FindNode() {
     if (const char* given = std::getenv("FERROW_NODE"); given && *given) {
         return ::access(given, X_OK) == 0 ? given : "";
     }
     const char* path = std::getenv("PATH");
     std::istringstream dirs(path ? path : "");
-    std::string dir;
-    while (std::getline(dirs, dir, ':')) {
-        if (dir.empty()) continue;
-        const std::string candidate = dir + "/node";
-        if (::access(candidate.c_str(), X_OK) == 0) return candidate;
+    for (std::string dir; std::getline(dirs, dir, ':');) {
+        if (!dir.empty() && ::access((dir + "/node").c_str(), X_OK) == 0) return dir + "/node";
     }
     return {};
 }
@@ -54,150 +50,160 @@ inline std::string FindNode() {
 // Why the peer cannot run, empty when it can.
 inline std::string PeerMissing() {
     if (FindNode().empty()) return "no node to run (FERROW_NODE, else PATH)";
-    const std::string package = PeerDir() + "/node_modules/@canboat/canboatjs/package.json";
-    if (!std::filesystem::exists(package)) {
-        return "canboatjs is not installed: run tests/peer/install.sh (no " + package + ")";
-    }
-    return {};
-}
-
-inline bool InCi() {
-    const char* ci = std::getenv("CI");
-    return ci && *ci;
+    const std::string package =
+        std::string(FERROW_PEER_DIR) + "/node_modules/@canboat/canboatjs/package.json";
+    if (std::filesystem::exists(package)) return {};
+    return "canboatjs is not installed: run tests/peer/install.sh (no " + package + ")";
 }
 
 // Fails under CI, skips elsewhere, when the peer cannot run.
 #define REQUIRE_PEER()                                                                   \
     do {                                                                                 \
         const std::string missing = ::ferrow::test::PeerMissing();                       \
-        if (!missing.empty()) {                                                          \
-            if (::ferrow::test::InCi()) {                                                \
-                FAIL() << "CI is set and the canboatjs peer is missing: " << missing;    \
-            }                                                                            \
-            GTEST_SKIP() << "canboatjs peer not available: " << missing;                 \
+        const char* ci = std::getenv("CI");                                              \
+        if (!missing.empty() && ci && *ci) {                                             \
+            FAIL() << "CI is set and the canboatjs peer is missing: " << missing;        \
         }                                                                                \
+        if (!missing.empty()) GTEST_SKIP() << "canboatjs peer not available: " << missing; \
     } while (0)
 
-struct NodeRun {
-    bool finished = false;  // false: killed at the timeout, or not started
-    int exitCode = -1;
-    std::string out;
-    std::string err;
+// `node SCRIPT args...` (SCRIPT in tests/peer) with its output in node.out and
+// node.err under `dir`; killed at the latest when it goes out of scope.
+class NodeProcess {
+public:
+    NodeProcess(const TempDir& dir, const std::string& script, std::vector<std::string> args) {
+        args.insert(args.begin(), {FindNode(), std::string(FERROW_PEER_DIR) + "/" + script});
+        std::vector<char*> argv;
+        for (std::string& arg : args) argv.push_back(arg.data());
+        argv.push_back(nullptr);
+        const std::string out = dir.File("node.out");
+        const std::string err = dir.File("node.err");
+        constexpr int kCreate = O_WRONLY | O_CREAT | O_TRUNC;
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), kCreate, 0644);
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), kCreate, 0644);
+        const int spawned = posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
+        posix_spawn_file_actions_destroy(&actions);
+        if (spawned != 0) {
+            pid_ = -1;
+            error_ = std::string("cannot start node: ") + std::strerror(spawned);
+        }
+    }
+    NodeProcess(const NodeProcess&) = delete;
+    NodeProcess& operator=(const NodeProcess&) = delete;
+    ~NodeProcess() { Stop(); }
+
+    const std::string& Error() const { return error_; }
+    // Its exit code once it has exited, -1 while it runs or when it was killed.
+    int ExitCode() const { return exitCode_; }
+
+    bool Running() {
+        if (pid_ <= 0) return false;
+        int status = 0;
+        const pid_t done = ::waitpid(pid_, &status, WNOHANG);
+        if (done == 0) return true;
+        if (done == pid_ && WIFEXITED(status)) exitCode_ = WEXITSTATUS(status);
+        pid_ = -1;
+        return false;
+    }
+    void Stop() {
+        if (pid_ <= 0) return;
+        ::kill(pid_, SIGKILL);
+        ::waitpid(pid_, nullptr, 0);
+        pid_ = -1;
+    }
+
+private:
+    pid_t pid_ = -1;
+    int exitCode_ = -1;
+    std::string error_;
 };
 
-// Starts `node SCRIPT args...` (SCRIPT in tests/peer) with its output in
-// files under `dir`; -1 with `error` set when it cannot start.
-inline pid_t StartNode(const TempDir& dir, const std::string& script,
-                       const std::vector<std::string>& args, std::string& error) {
-    const std::string outFile = dir.File("node.out");
-    const std::string errFile = dir.File("node.err");
-    std::vector<std::string> argv = {FindNode(), PeerDir() + "/" + script};
-    argv.insert(argv.end(), args.begin(), args.end());
-    std::vector<char*> cargv;
-    for (std::string& arg : argv) cargv.push_back(arg.data());
-    cargv.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outFile.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errFile.c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    pid_t pid = -1;
-    const int spawned = posix_spawn(&pid, cargv[0], &actions, nullptr, cargv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
-        error = std::string("cannot start node: ") + std::strerror(spawned);
-        return -1;
-    }
-    return pid;
-}
-
-// Runs `node SCRIPT args...` with its output in files under `dir`, killed
-// when it outlasts kNodeTimeout.
-inline NodeRun RunPeer(const TempDir& dir, const std::vector<std::string>& args,
-                       const std::string& script = "decode.js") {
-    NodeRun run;
-    const pid_t pid = StartNode(dir, script, args, run.err);
-    if (pid < 0) return run;
+// Runs `node SCRIPT args...` to its end, killed when it outlasts kNodeTimeout;
+// `out` is what it wrote. A failure unless it exited with 0.
+inline ::testing::AssertionResult RunPeer(const TempDir& dir, const std::vector<std::string>& args,
+                                          std::string& out,
+                                          const std::string& script = "decode.js") {
+    NodeProcess node(dir, script, args);
     const auto deadline = std::chrono::steady_clock::now() + kNodeTimeout;
-    int status = 0;
-    for (;;) {
-        const pid_t done = ::waitpid(pid, &status, WNOHANG);
-        if (done == pid) {
-            run.finished = true;
-            break;
-        }
-        if (done < 0 || std::chrono::steady_clock::now() >= deadline) {
-            ::kill(pid, SIGKILL);
-            ::waitpid(pid, &status, 0);
-            break;
+    while (node.Running()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return ::testing::AssertionFailure() << "node did not finish within the timeout";
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    if (run.finished && WIFEXITED(status)) run.exitCode = WEXITSTATUS(status);
-    run.out = TempDir::Read(dir.File("node.out"));
-    run.err += TempDir::Read(dir.File("node.err"));
-    return run;
+    out = TempDir::Read(dir.File("node.out"));
+    if (node.ExitCode() == 0) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "node exited with " << node.ExitCode() << ": "
+                                         << node.Error() << TempDir::Read(dir.File("node.err"));
 }
 
 inline std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);
-    std::string line;
-    while (std::getline(in, line)) {
+    for (std::string line; std::getline(in, line);) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         if (!line.empty()) lines.push_back(line);
     }
     return lines;
 }
 
-// Equal as JSON values: numbers within rounding, anything else as written.
-inline bool SameValue(const std::string& got, const std::string& want) {
-    char* gotEnd = nullptr;
-    char* wantEnd = nullptr;
-    const double g = std::strtod(got.c_str(), &gotEnd);
-    const double w = std::strtod(want.c_str(), &wantEnd);
-    if (!got.empty() && !want.empty() && *gotEnd == '\0' && *wantEnd == '\0') {
-        return std::fabs(g - w) <= 1e-9 * std::max(1.0, std::fabs(w));
-    }
-    return got == want;
-}
-
 // What canboatjs decoded.
 struct Decoded {
     uint32_t pgn = 0;
-    int src = -1;
-    int dst = -1;
-    int prio = -1;
-    int frames = 0;
-    std::string payload;
+    int src = -1, dst = -1, prio = -1, frames = 0;
+    std::string payload;  // hex
     std::map<std::string, std::string> fields;
 };
 
-inline std::vector<Decoded> ParseDecoded(const std::vector<std::string>& lines,
-                                         std::vector<std::string>& complaints) {
-    std::vector<Decoded> decoded;
-    for (const std::string& line : lines) {
+// canboatjs's decoding of the candump -L lines in `log`. Any line but a
+// decoded message (a dropped frame sequence, a warning) fails the test.
+inline ::testing::AssertionResult DecodeLog(const TempDir& dir, const std::string& log,
+                                            std::vector<Decoded>& decoded) {
+    std::string out;
+    if (auto ran = RunPeer(dir, {"decode", log}, out); !ran) return ran;
+    for (const std::string& line : Lines(out)) {
         std::istringstream in(line);
         std::string kind;
         in >> kind;
         if (kind == "MSG") {
-            Decoded d;
+            Decoded& d = decoded.emplace_back();
             in >> d.pgn >> d.src >> d.dst >> d.prio >> d.frames >> d.payload;
-            decoded.push_back(d);
         } else if (kind == "FIELD" && !decoded.empty()) {
-            std::string key;
+            std::string key, value;
             in >> key;
-            std::string value;
             std::getline(in >> std::ws, value);
             decoded.back().fields[key] = value;
         } else if (kind != "END") {
-            complaints.push_back(line);
+            ADD_FAILURE() << "canboatjs complained: " << line;
         }
     }
-    return decoded;
+    return ::testing::AssertionSuccess();
+}
+
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+// Each field's value (JSON) as canboatjs decoded it: numbers within
+// `tolerance` (at least rounding), anything else as written.
+inline void ExpectFields(const Decoded& d, const Fields& fields, double tolerance = 0) {
+    for (const auto& [key, want] : fields) {
+        const auto field = d.fields.find(key);
+        if (field == d.fields.end()) {
+            ADD_FAILURE() << "canboatjs found no field " << key << " in " << d.pgn;
+            continue;
+        }
+        const std::string& got = field->second;
+        char* gotEnd = nullptr;
+        char* wantEnd = nullptr;
+        const double g = std::strtod(got.c_str(), &gotEnd);
+        const double w = std::strtod(want.c_str(), &wantEnd);
+        const double within = std::max(tolerance, 1e-9 * std::max(1.0, std::fabs(w)));
+        const bool numbers = !got.empty() && !want.empty() && !*gotEnd && !*wantEnd;
+        EXPECT_TRUE(numbers ? std::fabs(g - w) <= within : got == want)
+            << d.pgn << " " << key << ": canboatjs " << got << ", expected " << want;
+    }
 }
 
 }  // namespace ferrow::test
