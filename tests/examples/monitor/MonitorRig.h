@@ -19,9 +19,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,12 +29,12 @@ namespace monitor_test {
 
 using ferrow::test::TempDir;
 using ferrow::test::TestEmulator;
+using Match = std::function<bool(const N2KMsg&)>;
 
 constexpr uint8_t kGlobal = 255;
 constexpr uint8_t kDefaultAddress = 35;
 constexpr uint8_t kCannotClaim = 254;
-// The node that requests and commands in these tests.
-constexpr uint8_t kTool = 0x50;
+constexpr uint8_t kTool = 0x50;  // the node that requests and commands in these tests
 constexpr uint32_t kClaimPgn = 60928;
 constexpr uint32_t kIsoRequestPgn = 59904;
 constexpr uint32_t kIsoAckPgn = 59392;
@@ -62,52 +62,36 @@ inline uint64_t Le(const N2KMsg& msg, int at, int bytes) {
     return value;
 }
 
-// A claim as another node sends it.
-inline N2KMsg Claim(uint8_t address, uint64_t name) {
+// A message as another node sends it (transport 1 single frame, 2 fast packet).
+inline N2KMsg Message(uint32_t pgn, uint8_t priority, uint8_t from, uint8_t to, uint8_t transport,
+                      const std::vector<uint8_t>& data) {
     N2KMsg msg{};
-    msg.pgn = kClaimPgn;
-    msg.priority = 6;
-    msg.addressA = address;
-    msg.addressB = kGlobal;
-    msg.transport = 1;
-    msg.length = 8;
-    for (int i = 0; i < 8; ++i) msg.data[i] = uint8_t(name >> (8 * i));
+    msg.pgn = pgn;
+    msg.priority = priority;
+    msg.addressA = from;
+    msg.addressB = to;
+    msg.transport = transport;
+    msg.length = uint16_t(data.size());
+    std::copy(data.begin(), data.end(), msg.data);
     return msg;
 }
 
-// The EEPROM image seen through an EEPROM object of its own.
-class EepromFile {
-public:
-    explicit EepromFile(const TempDir& dir, const std::string& file)
-        : config_(dir.File("eeprom-tool.cfg")) {
-        TempDir::Write(config_, "EEPROM_NAME=\"" + file + "\"\nAUTO_CONN=0\n");
-        emu_ = std::make_unique<Ferrow_c>(nullptr, nullptr, file.c_str(), config_.c_str(), 0);
-        eeprom_ = std::make_unique<Ferrow_EEPROM_c>(emu_.get(), 0, 256, 1);
-    }
-    std::vector<uint8_t> Header() {
-        std::vector<uint8_t> bytes(7);
-        eeprom_->RN(0, bytes.data(), 7);
-        return bytes;
-    }
-    void Write(std::vector<uint8_t> bytes) {
-        eeprom_->WN(0, bytes.data(), static_cast<unsigned short>(bytes.size()));
-    }
-    // The six bytes and the checksum that makes the seven sum to 0.
-    static std::vector<uint8_t> Sealed(std::vector<uint8_t> bytes) {
-        unsigned sum = 0;
-        for (uint8_t b : bytes) sum += b;
-        bytes.push_back(uint8_t(0x100 - (sum & 0xFF)));
-        return bytes;
-    }
-    static std::vector<uint8_t> Settings(int address, int instance, int backlight) {
-        return Sealed({'F', 'M', 1, uint8_t(address), uint8_t(instance), uint8_t(backlight)});
-    }
+inline N2KMsg Claim(uint8_t address, uint64_t name) {
+    std::vector<uint8_t> bytes;
+    for (int i = 0; i < 8; ++i) bytes.push_back(uint8_t(name >> (8 * i)));
+    return Message(kClaimPgn, 6, address, kGlobal, 1, bytes);
+}
 
-private:
-    std::string config_;
-    std::unique_ptr<Ferrow_c> emu_;
-    std::unique_ptr<Ferrow_EEPROM_c> eeprom_;
-};
+// A settings record: the six bytes and the checksum that makes the seven sum to 0.
+inline std::vector<uint8_t> Sealed(std::vector<uint8_t> bytes) {
+    unsigned sum = 0;
+    for (uint8_t b : bytes) sum += b;
+    bytes.push_back(uint8_t(0x100 - (sum & 0xFF)));
+    return bytes;
+}
+inline std::vector<uint8_t> Settings(int address, int instance, int backlight) {
+    return Sealed({'F', 'M', 1, uint8_t(address), uint8_t(instance), uint8_t(backlight)});
+}
 
 struct Heard {
     N2KMsg msg;
@@ -157,21 +141,35 @@ public:
         now_ = 0;
         Collect();
     }
+    // Boots in manual time on calm readings and runs `ms`.
+    void Start(unsigned long ms = 0, const std::function<void(Ferrow_c&)>& prepare = {}) {
+        Boot(0, true, prepare);
+        Calm();
+        Step(ms);
+    }
     void Shutdown() {
         bench.reset();
         device.reset();
     }
     Ferrow_c* Emu() const { return device->Emulator(); }
 
-    // Ordinary readings: nothing alarming, every value exact in tenths.
-    void Calm() {
-        SetAdc(monitor::kAdcEngineRoom, kCounts26C);
-        SetAdc(monitor::kAdcSea, kCounts15C);
-        SetAdc(monitor::kAdcBattery, kCounts12V6);
-        SetAdc(monitor::kAdcBenchCabin, 215);
-        SetAdc(monitor::kAdcBenchRpm, 1500);
+    void SetInputs(long engineRoom, long sea, long battery, long cabin, long rpm) {
+        SetAdc(monitor::kAdcEngineRoom, engineRoom);
+        SetAdc(monitor::kAdcSea, sea);
+        SetAdc(monitor::kAdcBattery, battery);
+        SetAdc(monitor::kAdcBenchCabin, cabin);
+        SetAdc(monitor::kAdcBenchRpm, rpm);
     }
+    // Ordinary readings: nothing alarming, every value exact in tenths.
+    void Calm() { SetInputs(kCounts26C, kCounts15C, kCounts12V6, 215, 1500); }
     void SetAdc(int id, long value) { EXPECT_EQ(Emu()->adc->SetValue(id, value), 0) << id; }
+
+    // The backlight's duty in 0.001 %.
+    unsigned long Backlight() const {
+        unsigned long duty = 1;
+        EXPECT_EQ(Emu()->pwm->GetDuty(monitor::kPinBacklight, &duty), 0);
+        return duty;
+    }
 
     void Step(unsigned long ms) {
         for (unsigned long t = 0; t < ms; t += 10) {
@@ -184,16 +182,16 @@ public:
     }
     unsigned long Now() const { return now_; }
 
-    // Steps until a message `match` accepts arrives after now; false after `limit` ms.
-    bool StepUntil(const std::function<bool(const N2KMsg&)>& match, unsigned long limit) {
-        const std::size_t from = heard.size();
+    // Steps until a message of `pgn` arrives; none after `limit` ms.
+    std::optional<Heard> Next(uint32_t pgn, unsigned long limit = 2000) {
         for (unsigned long t = 0; t < limit; t += 10) {
+            const std::size_t from = heard.size();
             Step(10);
             for (std::size_t i = from; i < heard.size(); ++i) {
-                if (match(heard[i].msg)) return true;
+                if (heard[i].msg.pgn == pgn) return heard[i];
             }
         }
-        return false;
+        return std::nullopt;
     }
 
     // The messages of `pgn` sent in the `ms` after `act`.
@@ -215,9 +213,7 @@ public:
             char line[512];
             while (Emu()->serial->GetTXDataLine(line, sizeof line) > 0) {
                 std::string text(line);
-                while (!text.empty() && (text.back() == '\r' || text.back() == '\n')) {
-                    text.pop_back();
-                }
+                text.erase(text.find_last_not_of("\r\n") + 1);  // npos + 1: all of it
                 if (!text.empty()) console.push_back(text);
             }
         }
@@ -232,14 +228,10 @@ public:
         return std::find(console.begin(), console.end(), line) != console.end();
     }
 
-    void Send(const N2KMsg& msg) {
-        N2KMsg copy = msg;
-        EXPECT_EQ((*node_)->PutMsg(&copy), N2K_OK);
-    }
+    void Send(N2KMsg msg) { EXPECT_EQ((*node_)->PutMsg(&msg), N2K_OK); }
 
     // Messages heard of `pgn` from `since` on that `match` (if given) accepts.
-    std::vector<Heard> Of(uint32_t pgn, unsigned long since = 0,
-                          const std::function<bool(const N2KMsg&)>& match = {}) const {
+    std::vector<Heard> Of(uint32_t pgn, unsigned long since = 0, const Match& match = {}) const {
         std::vector<Heard> found;
         for (const Heard& h : heard) {
             if (h.msg.pgn == pgn && h.ms >= since && (!match || match(h.msg))) found.push_back(h);
@@ -247,11 +239,23 @@ public:
         return found;
     }
     // The newest such message; fails the test when there is none.
-    N2KMsg Last(uint32_t pgn, unsigned long since = 0,
-                const std::function<bool(const N2KMsg&)>& match = {}) const {
+    N2KMsg Last(uint32_t pgn, unsigned long since = 0, const Match& match = {}) const {
         const std::vector<Heard> found = Of(pgn, since, match);
         EXPECT_FALSE(found.empty()) << "no " << pgn << " heard since " << since << " ms";
         return found.empty() ? N2KMsg{} : found.back().msg;
+    }
+
+    // The settings record (the EEPROM's first seven bytes), written first when `image` is given,
+    // seen through an EEPROM object of its own.
+    std::vector<uint8_t> Record(std::vector<uint8_t> image = {}) const {
+        const std::string config = dir.File("eeprom-tool.cfg");
+        TempDir::Write(config, "EEPROM_NAME=\"" + Eeprom() + "\"\nAUTO_CONN=0\n");
+        Ferrow_c emu(nullptr, nullptr, Eeprom().c_str(), config.c_str(), 0);
+        Ferrow_EEPROM_c eeprom(&emu, 0, 256, 1);
+        if (!image.empty()) eeprom.WN(0, image.data(), static_cast<unsigned short>(image.size()));
+        image.resize(7);
+        eeprom.RN(0, image.data(), 7);
+        return image;
     }
 
     TempDir dir;
@@ -268,39 +272,9 @@ private:
     unsigned long now_ = 0;
 };
 
-inline std::function<bool(const N2KMsg&)> IsPgn(uint32_t pgn) {
-    return [pgn](const N2KMsg& msg) { return msg.pgn == pgn; };
-}
-
 // A 130316 from that temperature source.
-inline std::function<bool(const N2KMsg&)> TemperatureFrom(int source) {
+inline Match TemperatureFrom(int source) {
     return [source](const N2KMsg& msg) { return msg.data[2] == source; };
-}
-
-// The temperature of a 130316 in 0.001 K.
-inline long Millikelvin(const N2KMsg& msg) {
-    return long(Le(msg, 3, 3));
-}
-
-// What an acknowledge group function (126208, function 2) says.
-struct Ack {
-    uint32_t pgn = 0;
-    int pgnError = -1;
-    int priorityError = -1;
-    std::vector<int> parameters;
-};
-
-inline Ack ReadAck(const N2KMsg& msg) {
-    Ack ack;
-    if (msg.length < 6 || msg.data[0] != 2) return ack;
-    ack.pgn = uint32_t(Le(msg, 1, 3));
-    ack.pgnError = msg.data[4] & 0x0F;
-    ack.priorityError = msg.data[4] >> 4;
-    const int count = msg.data[5];
-    for (int i = 0; i < count && 6 + i / 2 < msg.length; ++i) {
-        ack.parameters.push_back((msg.data[6 + i / 2] >> (4 * (i % 2))) & 0x0F);
-    }
-    return ack;
 }
 
 }  // namespace monitor_test

@@ -35,19 +35,15 @@ TEST(MonitorWorker, RunsOnItsThreadsWhileOperatorAndNetworkPushIn) {
             std::this_thread::sleep_for(2ms);
         }
     });
-    const auto heard = [&](uint32_t pgn, const std::function<bool(const N2KMsg&)>& match) {
+    // Whether it has sent `pgn` (with instance `instance`, when not -1).
+    const auto sent = [&](uint32_t pgn, int instance = -1) {
         rig.Collect();
-        return std::any_of(rig.heard.begin(), rig.heard.end(), [&](const Heard& h) {
-            return h.msg.pgn == pgn && h.msg.addressA == kDefaultAddress && match(h.msg);
-        });
-    };
-    const auto any = [](const N2KMsg&) { return true; };
-    const auto withInstance = [](int instance) {
-        return [instance](const N2KMsg& msg) { return msg.data[1] == instance; };
+        return !rig.Of(pgn, 0, [&](const N2KMsg& m) {
+                       return m.addressA == kDefaultAddress && (instance < 0 || m.data[1] == instance);
+                   }).empty();
     };
 
-    EXPECT_TRUE(Eventually([&] { return heard(kClaimPgn, any) && heard(kTemperaturePgn, any); },
-                           kPatience));
+    EXPECT_TRUE(Eventually([&] { return sent(kClaimPgn) && sent(kTemperaturePgn); }, kPatience));
     EXPECT_TRUE(Eventually([&] { return rig.device->Instance() == 7; }, kPatience));
 
     const uint8_t eleven = 11;
@@ -57,21 +53,13 @@ TEST(MonitorWorker, RunsOnItsThreadsWhileOperatorAndNetworkPushIn) {
     EXPECT_TRUE(Eventually([&] { return rig.device->Instance() == 11; }, kPatience));
     EXPECT_TRUE(Eventually(
         [&] {
-            return heard(kTemperaturePgn, withInstance(11)) && heard(kProductInfoPgn, any) &&
-                   heard(kGroupFunctionPgn, any);
+            return sent(kTemperaturePgn, 11) && sent(kProductInfoPgn) && sent(kGroupFunctionPgn);
         },
         kPatience));
 
-    Ferrow_GPIO_c* gpio = rig.Emu()->gpio;
-    gpio->SetValPin(monitor::kPinButton, 1);
-    EXPECT_TRUE(Eventually(
-        [&] {
-            unsigned long duty = 0;
-            rig.Emu()->pwm->GetDuty(monitor::kPinBacklight, &duty);
-            return duty == 50000;
-        },
-        kPatience));
-    gpio->SetValPin(monitor::kPinButton, 0);
+    rig.Emu()->gpio->SetValPin(monitor::kPinButton, 1);
+    EXPECT_TRUE(Eventually([&] { return rig.Backlight() == 50000; }, kPatience));
+    rig.Emu()->gpio->SetValPin(monitor::kPinButton, 0);
 
     EXPECT_TRUE(Eventually(
         [&] {
