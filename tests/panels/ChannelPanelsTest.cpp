@@ -20,6 +20,8 @@
 #include <atomic>
 #include <memory>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace ferrow::panels::test {
 namespace {
@@ -29,6 +31,8 @@ using ferrow::test::TempDir;
 constexpr unsigned long kGpioPin = 0x1A;
 constexpr unsigned long kPwmPin = 0x05;
 constexpr unsigned long kIcapPin = 0x30;
+
+using Cells = std::vector<std::string>;
 
 wxListCtrl* ListOf(Control01Dlg_c* panel) {
     return ControlOf<wxListCtrl>(panel, Control01Dlg_c::kListId);
@@ -40,6 +44,23 @@ wxSlider* SliderOf(Control01Dlg_c* panel) {
 
 wxString Cell(Control01Dlg_c* panel, int row, int column) {
     return ListOf(panel)->GetItemText(row, column);
+}
+
+// The row's cells from the left, all of them or the first `columns`.
+Cells Row(Control01Dlg_c* panel, int row, int columns = -1) {
+    if (columns < 0) columns = ListOf(panel)->GetColumnCount();
+    Cells cells;
+    for (int column = 0; column < columns; ++column) {
+        cells.push_back(Cell(panel, row, column).utf8_string());
+    }
+    return cells;
+}
+
+// The slider's minimum, maximum and tick step; it runs upside down, so the
+// channel's maximum is its minimum.
+std::vector<int> SliderRange(Control01Dlg_c* panel) {
+    wxSlider* slider = SliderOf(panel);
+    return {slider->GetMin(), slider->GetMax(), slider->GetTickFreq()};
 }
 
 // The operator lets go of the slider at `value`.
@@ -62,8 +83,10 @@ void LeaveEdit(Control01Dlg_c* panel, int id, const wchar_t* text = nullptr) {
     edit->HandleWindowEvent(left);
 }
 
-wxString EditText(Control01Dlg_c* panel, int id) {
-    return ControlOf<wxTextCtrl>(panel, id)->GetValue();
+// The range edits' texts, maximum first.
+Cells Edits(Control01Dlg_c* panel) {
+    return {ControlOf<wxTextCtrl>(panel, Control01Dlg_c::kMaxEditId)->GetValue().utf8_string(),
+            ControlOf<wxTextCtrl>(panel, Control01Dlg_c::kMinEditId)->GetValue().utf8_string()};
 }
 
 class ChannelPanels : public ChannelPanelsHostTest {
@@ -92,6 +115,16 @@ protected:
         emu_->icap->SetValue(0, 0x1234);
     }
 
+    std::vector<Control01Dlg_c*> AllPanels() {
+        return {Panel<ADCDlg_c>(), Panel<GPIODlg_c>(), Panel<PWMDlg_c>(), Panel<ICAPDlg_c>()};
+    }
+
+    std::vector<long> AdcValues() {
+        std::vector<long> values(4, -1);
+        for (int id = 0; id < 4; ++id) emu_->adc->GetValue(id, &values[id]);
+        return values;
+    }
+
     // Shows the panel and clicks on `row` (or below the last row with -1)
     // with the real mouse.
     void ClickRow(Control01Dlg_c* panel, int row) {
@@ -108,10 +141,9 @@ protected:
         ASSERT_TRUE(PumpUntil([&] { return panel->SelectedItem() == row; }))
             << "selected " << panel->SelectedItem();
     }
-
 };
 
-TEST_F(ChannelPanels, AdcListsEveryChannelWithItsRange) {
+TEST_F(ChannelPanels, AdcListsEveryChannelAndTheSliderWritesTheClickedOneInItsRange) {
     ADCDlg_c* panel = Panel<ADCDlg_c>();
     ASSERT_NE(panel, nullptr);
     EXPECT_EQ(panel->GetTitle(), "ADC");
@@ -123,50 +155,26 @@ TEST_F(ChannelPanels, AdcListsEveryChannelWithItsRange) {
     list->GetColumn(4, heading);
     EXPECT_EQ(heading.GetText(), "Description");
     for (int id = 0; id < 4; ++id) {
-        EXPECT_EQ(Cell(panel, id, 0), wxString::Format("%d", id));
-        EXPECT_EQ(Cell(panel, id, 2), "0");
-        EXPECT_EQ(Cell(panel, id, 3), "1023");
+        EXPECT_EQ(Row(panel, id),
+                  (Cells{std::to_string(id), "0", "0", "1023", id == 2 ? "Battery" : ""}));
     }
-    EXPECT_EQ(Cell(panel, 2, 4), "Battery");
     EXPECT_EQ(panel->SelectedItem(), 0) << "starting selects the first row";
-}
 
-TEST_F(ChannelPanels, ClickingARowTakesItsRangeAndTheSliderWritesIt) {
-    ADCDlg_c* panel = Panel<ADCDlg_c>();
-    ASSERT_NE(panel, nullptr);
+    ClickRow(panel, -1);
+    EXPECT_EQ(list->GetSelectedItemCount(), 0);
+    ReleaseSliderAt(panel, 700);
+    EXPECT_EQ(AdcValues(), (std::vector<long>{0, 0, 0, 0})) << "a click below the rows";
+
     ClickRow(panel, 2);
-    wxSlider* slider = SliderOf(panel);
-    EXPECT_EQ(slider->GetMin(), -1023);
-    EXPECT_EQ(slider->GetMax(), 0);
-    EXPECT_EQ(slider->GetTickFreq(), 51);
-    EXPECT_EQ(EditText(panel, Control01Dlg_c::kMaxEditId), "1023");
-    EXPECT_EQ(EditText(panel, Control01Dlg_c::kMinEditId), "0");
-
+    EXPECT_EQ(SliderRange(panel), (std::vector<int>{-1023, 0, 51}));
+    EXPECT_EQ(Edits(panel), (Cells{"1023", "0"}));
     ReleaseSliderAt(panel, 1023);
-    long value = 0;
-    emu_->adc->GetValue(2, &value);
-    EXPECT_EQ(value, 1023);
-    emu_->adc->GetValue(0, &value);
-    EXPECT_EQ(value, 0) << "only the selected channel is written";
+    EXPECT_EQ(AdcValues(), (std::vector<long>{0, 0, 1023, 0})) << "only the selected channel";
 
     emu_->adc->SetConfig(3, 1000, 100);
     ClickRow(panel, 3);
-    EXPECT_EQ(slider->GetMin(), -1000) << "a click takes the channel's range anew";
-    EXPECT_EQ(slider->GetMax(), -100);
-    EXPECT_EQ(slider->GetTickFreq(), 45);
-}
-
-TEST_F(ChannelPanels, AClickBelowTheRowsLeavesNoChannelToWrite) {
-    ADCDlg_c* panel = Panel<ADCDlg_c>();
-    ASSERT_NE(panel, nullptr);
-    ClickRow(panel, -1);
-    EXPECT_EQ(ListOf(panel)->GetSelectedItemCount(), 0);
-    ReleaseSliderAt(panel, 700);
-    for (int id = 0; id < 4; ++id) {
-        long value = -1;
-        emu_->adc->GetValue(id, &value);
-        EXPECT_EQ(value, 0) << "channel " << id;
-    }
+    EXPECT_EQ(SliderRange(panel), (std::vector<int>{-1000, -100, 45}))
+        << "a click takes the channel's range anew";
 }
 
 TEST_F(ChannelPanels, HexShowsAdcAndPwmValuesInHexButGpioLevelsStayDecimal) {
@@ -181,12 +189,10 @@ TEST_F(ChannelPanels, HexShowsAdcAndPwmValuesInHexButGpioLevelsStayDecimal) {
     TickHex(pwm, true);
     EXPECT_EQ(Cell(adc, 0, 1), "0x3FF");
     EXPECT_EQ(Cell(adc, 0, 3), "0x3FF");
-    EXPECT_EQ(EditText(adc, Control01Dlg_c::kMaxEditId), "0x3FF");
-    EXPECT_EQ(Cell(gpio, 0, 0), "0x1A");
-    EXPECT_EQ(Cell(gpio, 0, 1), "1");
-    EXPECT_EQ(Cell(pwm, 0, 1), "0x9C4");
-    EXPECT_EQ(Cell(pwm, 0, 2), "0x186A0");
-    EXPECT_EQ(EditText(pwm, Control01Dlg_c::kMaxEditId), "0x186A0");
+    EXPECT_EQ(Edits(adc)[0], "0x3FF");
+    EXPECT_EQ(Row(gpio, 0, 2), (Cells{"0x1A", "1"}));
+    EXPECT_EQ(Row(pwm, 0, 3), (Cells{"0x05", "0x9C4", "0x186A0"}));
+    EXPECT_EQ(Edits(pwm)[0], "0x186A0");
 
     TickHex(adc, false);
     EXPECT_EQ(Cell(adc, 0, 1), "1023");
@@ -196,13 +202,8 @@ TEST_F(ChannelPanels, HexShowsAdcAndPwmValuesInHexButGpioLevelsStayDecimal) {
 TEST_F(ChannelPanels, GpioShowsItsPinAndTheSliderDrivesTheLevel) {
     GPIODlg_c* panel = Panel<GPIODlg_c>();
     ASSERT_NE(panel, nullptr);
-    EXPECT_EQ(Cell(panel, 0, 0), "0x1A");
-    EXPECT_EQ(Cell(panel, 0, 1), "1");
-    EXPECT_EQ(Cell(panel, 0, 2), "1");
-    EXPECT_EQ(Cell(panel, 0, 3), "1");
-    EXPECT_EQ(Cell(panel, 0, 4), "Relay");
-    EXPECT_EQ(SliderOf(panel)->GetMin(), -1);
-    EXPECT_EQ(SliderOf(panel)->GetTickFreq(), 1);
+    EXPECT_EQ(Row(panel, 0), (Cells{"0x1A", "1", "1", "1", "Relay"}));
+    EXPECT_EQ(SliderRange(panel), (std::vector<int>{-1, 0, 1}));
 
     ReleaseSliderAt(panel, 0);
     int level = -1;
@@ -214,19 +215,13 @@ TEST_F(ChannelPanels, GpioShowsItsPinAndTheSliderDrivesTheLevel) {
 TEST_F(ChannelPanels, PwmShowsThousandthsAndAnUntouchedRangeEditChangesNothing) {
     PWMDlg_c* panel = Panel<PWMDlg_c>();
     ASSERT_NE(panel, nullptr);
-    EXPECT_EQ(Cell(panel, 0, 0), "0x05");
-    EXPECT_EQ(Cell(panel, 0, 1), "2.500000");
-    EXPECT_EQ(Cell(panel, 0, 2), "100.000000");
-    EXPECT_EQ(EditText(panel, Control01Dlg_c::kMaxEditId), "100.000000");
-    EXPECT_EQ(EditText(panel, Control01Dlg_c::kMinEditId), "0.000000");
-    EXPECT_EQ(SliderOf(panel)->GetTickFreq(), 5000);
-
+    EXPECT_EQ(Row(panel, 0, 3), (Cells{"0x05", "2.500000", "100.000000"}));
+    EXPECT_EQ(Edits(panel), (Cells{"100.000000", "0.000000"}));
     for (bool hex : {false, true}) {
         TickHex(panel, hex);
         LeaveEdit(panel, Control01Dlg_c::kMaxEditId);
         LeaveEdit(panel, Control01Dlg_c::kMinEditId);
-        EXPECT_EQ(SliderOf(panel)->GetMin(), -100000) << (hex ? "hex" : "decimal");
-        EXPECT_EQ(SliderOf(panel)->GetMax(), 0) << (hex ? "hex" : "decimal");
+        EXPECT_EQ(SliderRange(panel), (std::vector<int>{-100000, 0, 5000})) << hex;
     }
     unsigned long duty = 0;
     emu_->pwm->GetDuty(kPwmPin, &duty);
@@ -240,16 +235,14 @@ TEST_F(ChannelPanels, PwmShowsThousandthsAndAnUntouchedRangeEditChangesNothing) 
 TEST_F(ChannelPanels, IcapOnlyWatches) {
     ICAPDlg_c* panel = Panel<ICAPDlg_c>();
     ASSERT_NE(panel, nullptr);
-    EXPECT_EQ(Cell(panel, 0, 0), "0x30");
-    EXPECT_EQ(Cell(panel, 0, 1), "4660");
-    const int before = SliderOf(panel)->GetMin();
+    EXPECT_EQ(Row(panel, 0), (Cells{"0x30", "4660", ""}));
+    const std::vector<int> before = SliderRange(panel);
 
     ClickRow(panel, 0);
     ReleaseSliderAt(panel, 7);
     LeaveEdit(panel, Control01Dlg_c::kMaxEditId, L"99");
-    EXPECT_EQ(SliderOf(panel)->GetMin(), before) << "the panel has no range of its own";
-    unsigned long value = 0;
-    unsigned long count = 0;
+    EXPECT_EQ(SliderRange(panel), before) << "the panel has no range of its own";
+    unsigned long value = 0, count = 0;
     emu_->icap->GetValue(0, &value, &count);
     EXPECT_EQ(value, 0x1234u);
     EXPECT_EQ(count, 1u) << "no capture was added";
@@ -259,23 +252,22 @@ TEST_F(ChannelPanels, PauseFreezesTheListAndTimeButTheSliderStillWrites) {
     ADCDlg_c* panel = Panel<ADCDlg_c>();
     ASSERT_NE(panel, nullptr);
     auto* time = ControlOf<wxStaticText>(panel, Control01Dlg_c::kTimeId);
+    auto* pause = ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId);
     ASSERT_TRUE(PumpTicks(panel, 2));
     EXPECT_NE(time->GetLabel(), "Time") << "running, the time is shown";
 
     Press(panel, Control01Dlg_c::kPauseId);
-    EXPECT_EQ(ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId)->GetLabel(), "Continue");
+    EXPECT_EQ(pause->GetLabel(), "Continue");
     const wxString frozen = time->GetLabel();
     emu_->adc->SetValue(1, 500);
     ReleaseSliderAt(panel, 321);
     ASSERT_TRUE(PumpTicks(panel, 3));
     EXPECT_EQ(time->GetLabel(), frozen);
     EXPECT_EQ(Cell(panel, 1, 1), "0");
-    long value = 0;
-    emu_->adc->GetValue(0, &value);
-    EXPECT_EQ(value, 321) << "the slider writes while paused";
+    EXPECT_EQ(AdcValues()[0], 321) << "the slider writes while paused";
 
     Press(panel, Control01Dlg_c::kPauseId);
-    EXPECT_EQ(ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId)->GetLabel(), "Pause");
+    EXPECT_EQ(pause->GetLabel(), "Pause");
     EXPECT_TRUE(PumpUntil([&] { return Cell(panel, 1, 1) == "500"; }));
 }
 
@@ -323,22 +315,18 @@ protected:
     }
 };
 
-TEST_F(ConfiguredPanels, EachPanelTakesItsPeriodFromTheConfigurationFile) {
+TEST_F(ConfiguredPanels, EachPanelTakesItsPeriodFromTheConfigurationFileWhichOutlivesIt) {
     ASSERT_NE(Panel<ADCDlg_c>(), nullptr);
     EXPECT_EQ(Panel<ADCDlg_c>()->TimerInterval(), 200);
     EXPECT_EQ(Panel<GPIODlg_c>()->TimerInterval(), 50) << "without a key, 50 ms";
     EXPECT_GT(Panel<PWMDlg_c>()->TimerInterval(), 0) << "a zero period still refreshes";
-}
 
-TEST_F(ConfiguredPanels, TheConfigurationOutlivesADestroyedPanel) {
     auto* config = static_cast<CFG_File*>(emu_->config);
     delete emu_->adc;
     ASSERT_EQ(Panel<ADCDlg_c>(), nullptr);
     EXPECT_EQ(config->LoadFile(), 0) << "the panel's key and variable are still there";
-
     TempDir::Write(dir_.File("Ferrow.cfg"), "ADC_DISP_PERIOD=300\n");
-    auto* adc = new Ferrow_ADC_c(emu_.get(), 0, 0);
-    adc->Start();
+    (new Ferrow_ADC_c(emu_.get(), 0, 0))->Start();
     ASSERT_NE(Panel<ADCDlg_c>(), nullptr);
     EXPECT_EQ(Panel<ADCDlg_c>()->TimerInterval(), 300) << "a rebuilt panel loads its period";
 }
@@ -351,10 +339,7 @@ TEST_F(PanelsHostTest, AnEmulatorWithTheGatewaysConfigurationKeepsPeriodsUnderWi
     ASSERT_EQ(emu.ownConfig, 0);
     auto adc = std::make_unique<Ferrow_ADC_c>(&emu, 0, 0);
     adc->Start();
-    ADCDlg_c* panel = nullptr;
-    for (FloatingDlg_c* p : PanelsOf(host_)) {
-        if (auto* found = dynamic_cast<ADCDlg_c*>(p)) panel = found;
-    }
+    auto* panel = dynamic_cast<ADCDlg_c*>(PanelOf(host_, Control01Dlg_c::kTemplateId));
     ASSERT_NE(panel, nullptr);
     EXPECT_EQ(panel->TimerInterval(), 120);
 }
@@ -363,18 +348,18 @@ TEST_F(PanelsHostTest, TheRangeEditsReadBackInTheFormatAndScaleTheyShow) {
     Control01Dlg_c panel(CWnd::FromHandle(Handle()), nullptr, L"Plain");
     ASSERT_EQ(panel.Create(), 0);
     panel.SetRange(1000, 0, 0.5f);
-    EXPECT_EQ(EditText(&panel, Control01Dlg_c::kMaxEditId), "500");
+    EXPECT_EQ(Edits(&panel)[0], "500");
     TickHex(&panel, true);
-    EXPECT_EQ(EditText(&panel, Control01Dlg_c::kMaxEditId), "0x1F4");
+    EXPECT_EQ(Edits(&panel)[0], "0x1F4");
 
     LeaveEdit(&panel, Control01Dlg_c::kMaxEditId);
     EXPECT_EQ(SliderOf(&panel)->GetMin(), -1000) << "untouched, the maximum stays";
     LeaveEdit(&panel, Control01Dlg_c::kMaxEditId, L"0x100");
     EXPECT_EQ(SliderOf(&panel)->GetMin(), -512) << "0x100 shown at scale 0.5";
     LeaveEdit(&panel, Control01Dlg_c::kMaxEditId, L"junk");
-    EXPECT_EQ(EditText(&panel, Control01Dlg_c::kMaxEditId), "0x100");
+    EXPECT_EQ(Edits(&panel)[0], "0x100");
     LeaveEdit(&panel, Control01Dlg_c::kMaxEditId, L"---");
-    EXPECT_EQ(EditText(&panel, Control01Dlg_c::kMaxEditId), "---");
+    EXPECT_EQ(Edits(&panel)[0], "---");
     EXPECT_EQ(SliderOf(&panel)->GetMin(), -512);
 
     TickHex(&panel, false);
@@ -390,15 +375,13 @@ protected:
 };
 
 TEST_F(EmptyPanels, APeripheralWithoutChannelsShowsHeadingsOnly) {
-    for (Control01Dlg_c* panel : {static_cast<Control01Dlg_c*>(Panel<ADCDlg_c>()),
-                                  static_cast<Control01Dlg_c*>(Panel<GPIODlg_c>()),
-                                  static_cast<Control01Dlg_c*>(Panel<PWMDlg_c>()),
-                                  static_cast<Control01Dlg_c*>(Panel<ICAPDlg_c>())}) {
+    for (Control01Dlg_c* panel : AllPanels()) {
         ASSERT_NE(panel, nullptr);
-        EXPECT_EQ(ListOf(panel)->GetItemCount(), 0) << panel->GetTitle();
-        EXPECT_GE(ListOf(panel)->GetColumnCount(), 3) << panel->GetTitle();
-        EXPECT_EQ(panel->SelectedItem(), -1) << panel->GetTitle();
-        EXPECT_GT(panel->TimerInterval(), 0) << panel->GetTitle();
+        SCOPED_TRACE(panel->GetTitle());
+        EXPECT_EQ(ListOf(panel)->GetItemCount(), 0);
+        EXPECT_GE(ListOf(panel)->GetColumnCount(), 3);
+        EXPECT_EQ(panel->SelectedItem(), -1);
+        EXPECT_GT(panel->TimerInterval(), 0);
     }
 }
 

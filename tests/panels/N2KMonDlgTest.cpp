@@ -10,8 +10,6 @@
 #include <ferrow/panels/N2KGenDlg_c.h>
 #include <ferrow/panels/N2KMonDlg_c.h>
 
-#include <wx/button.h>
-#include <wx/checkbox.h>
 #include <wx/listctrl.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
@@ -19,6 +17,7 @@
 
 #include <atomic>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -82,7 +81,6 @@ void FirmwareLoop(void* obj) {
 }
 
 wxButton* ButtonOf(wxWindow* panel, int id) { return ControlOf<wxButton>(panel, id); }
-wxListCtrl* ListOf(wxWindow* panel, int id) { return ControlOf<wxListCtrl>(panel, id); }
 wxString Count(wxWindow* panel, int id) { return ControlOf<wxTextCtrl>(panel, id)->GetValue(); }
 
 // The row of (pgn, source) in the list, or -1.
@@ -101,7 +99,15 @@ wxString CountCell(wxListCtrl* list, uint32_t pgn, uint8_t source) {
     return row < 0 ? wxString("no row") : list->GetItemText(row, PgnRowTable::kCount);
 }
 
-void TickDisplayAll(wxWindow* panel, bool on) { Tick(panel, N2KMonDlg_c::kDisplayAllId, on); }
+// Shows a panel through its peripheral, lets `hide` act and waits until the
+// panel is hidden.
+template <class Peripheral>
+void ExpectHiddenBy(Peripheral* peripheral, const std::function<void()>& hide) {
+    peripheral->Show();
+    ASSERT_TRUE(PumpUntil([&] { return peripheral->IsVisible() == 1; }));
+    hide();
+    EXPECT_TRUE(PumpUntil([&] { return peripheral->IsVisible() == 0; }));
+}
 
 class N2KMonPanel : public PanelsHostTest {
 protected:
@@ -158,8 +164,16 @@ protected:
         ASSERT_NE(emu_->IsConnected(), 0);
     }
 
-    wxListCtrl* RxList() { return ListOf(panel_, N2KMonDlg_c::kRxListId); }
-    wxListCtrl* TxList() { return ListOf(panel_, N2KMonDlg_c::kTxListId); }
+    // Whether Connect and Disconnect are enabled.
+    std::pair<bool, bool> ConnectButtons() {
+        return {ButtonOf(panel_, N2KMonDlg_c::kConnectId)->IsEnabled(),
+                ButtonOf(panel_, N2KMonDlg_c::kDisconnectId)->IsEnabled()};
+    }
+
+    void DisplayAll(bool on) { Tick(panel_, N2KMonDlg_c::kDisplayAllId, on); }
+
+    wxListCtrl* RxList() { return ControlOf<wxListCtrl>(panel_, N2KMonDlg_c::kRxListId); }
+    wxListCtrl* TxList() { return ControlOf<wxListCtrl>(panel_, N2KMonDlg_c::kTxListId); }
     wxString RxCount() { return Count(panel_, N2KMonDlg_c::kRxCountId); }
     wxString TxCount() { return Count(panel_, N2KMonDlg_c::kTxCountId); }
 
@@ -213,10 +227,10 @@ TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnits) {
     EXPECT_FALSE(ControlOf<wxCheckBox>(panel_, N2KMonDlg_c::kDisplayAllId)->GetValue());
     EXPECT_EQ(RxList()->GetColumnCount(), PgnRowTable::kColumns);
     EXPECT_EQ(TxList()->GetColumnCount(), PgnRowTable::kColumns);
-    EXPECT_EQ(panel_->TimerInterval(), N2KMonDlg_c::kDefaultPeriodMs);
+    EXPECT_EQ(panel_->TimerInterval(), 100) << "without a configured period";
 }
 
-TEST_F(N2KMonPanel, EachSideListsItsTrafficOneRowPerSenderAndGroup) {
+TEST_F(N2KMonPanel, EachSideListsItsTrafficOneRowPerSenderAndGroupAndClearsAlone) {
     ConnectThroughPanel();
     FirmwareSends(kHeading, 3);
     FirmwareSends(kPositionRapid, 1);
@@ -234,24 +248,17 @@ TEST_F(N2KMonPanel, EachSideListsItsTrafficOneRowPerSenderAndGroup) {
     EXPECT_EQ(TxList()->GetItemCount(), 2) << "a repeat updates its row";
     EXPECT_EQ(CountCell(TxList(), kHeading, kFirmwareAddress), "4");
     EXPECT_EQ(RxCount(), "2 ");
-}
-
-TEST_F(N2KMonPanel, ClearEmptiesOneSideAtOnceAndItCountsAfresh) {
-    ConnectThroughPanel();
-    PeerSends(kWind, 2);
-    FirmwareSends(kHeading, 1);
-    ASSERT_TRUE(PumpUntil([&] { return RxCount() == "2 " && TxCount() == "1 "; }));
 
     Press(panel_, N2KMonDlg_c::kClearRxId);
     EXPECT_EQ(RxCount(), "0 ");
     EXPECT_EQ(RxList()->GetItemCount(), 0);
     EXPECT_EQ(emu_->n2kMon->GetRxOffered(), 0u);
-    EXPECT_EQ(TxCount(), "1 ") << "the other side stays";
-    EXPECT_EQ(TxList()->GetItemCount(), 1);
+    EXPECT_EQ(TxCount(), "5 ") << "the other side stays";
+    EXPECT_EQ(TxList()->GetItemCount(), 2);
 
     PeerSends(kWind, 1);
     ASSERT_TRUE(PumpUntil([&] { return RxCount() == "1 "; }));
-    EXPECT_EQ(CountCell(RxList(), kWind, kPeerAddress), "1");
+    EXPECT_EQ(CountCell(RxList(), kWind, kPeerAddress), "1") << "it counts afresh";
 
     Press(panel_, N2KMonDlg_c::kClearTxId);
     EXPECT_EQ(TxCount(), "0 ");
@@ -278,7 +285,8 @@ TEST_F(N2KMonPanel, ASelectedRowStaysWithItsSenderAsRowsComeAboveAndGoesOnClear)
     EXPECT_EQ(selectedRow(), -1) << "the selection went with its row";
 }
 
-TEST_F(N2KMonPanel, ConnectDiscardsStoredCopiesAndLeavesTheListsAsTheyAre) {
+TEST_F(N2KMonPanel, ConnectDiscardsStoredCopiesAndTheButtonsFollowTheConnection) {
+    EXPECT_EQ(ConnectButtons(), std::make_pair(true, false));
     N2KMsg msg = Message(kWind, kPeerAddress);
     ASSERT_EQ(emu_->n2kGen->PutMsg(&msg, 0), 1);
     ASSERT_TRUE(PumpUntil([&] { return RxCount() == "1 "; }));
@@ -288,32 +296,20 @@ TEST_F(N2KMonPanel, ConnectDiscardsStoredCopiesAndLeavesTheListsAsTheyAre) {
 
     Press(panel_, N2KMonDlg_c::kConnectId);
     EXPECT_EQ(emu_->n2kMon->GetRxOffered(), 0u);
-    EXPECT_EQ(RxCount(), "1 ");
-    EXPECT_FALSE(ButtonOf(panel_, N2KMonDlg_c::kConnectId)->IsEnabled());
-    EXPECT_TRUE(ButtonOf(panel_, N2KMonDlg_c::kDisconnectId)->IsEnabled());
-
+    EXPECT_EQ(RxCount(), "1 ") << "the lists stay as they are";
+    EXPECT_EQ(ConnectButtons(), std::make_pair(false, true));
     Press(panel_, N2KMonDlg_c::kPauseId);
     ASSERT_TRUE(PumpUntil([&] { return RxCount() == "0 "; }));
     EXPECT_EQ(CountCell(RxList(), kWind, kPeerAddress), "1") << "the discarded copies never show";
-}
-
-TEST_F(N2KMonPanel, ButtonsFollowTheConnectionAtInitAfterEachButtonAndWhenShown) {
-    wxButton* connect = ButtonOf(panel_, N2KMonDlg_c::kConnectId);
-    wxButton* disconnect = ButtonOf(panel_, N2KMonDlg_c::kDisconnectId);
-    EXPECT_TRUE(connect->IsEnabled());
-    EXPECT_FALSE(disconnect->IsEnabled());
-
-    ASSERT_EQ(emu_->Connect(), 0);
-    ASSERT_TRUE(PumpTicks(panel_, 2));
-    EXPECT_TRUE(connect->IsEnabled()) << "not followed while hidden";
-    emu_->n2kMon->Show();
-    ASSERT_TRUE(PumpUntil([&] { return disconnect->IsEnabled(); }));
-    EXPECT_FALSE(connect->IsEnabled());
 
     Press(panel_, N2KMonDlg_c::kDisconnectId);
     EXPECT_EQ(emu_->IsConnected(), 0);
-    EXPECT_TRUE(connect->IsEnabled());
-    EXPECT_FALSE(disconnect->IsEnabled());
+    EXPECT_EQ(ConnectButtons(), std::make_pair(true, false));
+    ASSERT_EQ(emu_->Connect(), 0);
+    ASSERT_TRUE(PumpTicks(panel_, 2));
+    EXPECT_EQ(ConnectButtons(), std::make_pair(true, false)) << "not followed while hidden";
+    emu_->n2kMon->Show();
+    EXPECT_TRUE(PumpUntil([&] { return ConnectButtons() == std::make_pair(false, true); }));
 }
 
 TEST_F(N2KMonPanel, MonitorAllPgnListsWhatTheFirmwareSendsWhileDisconnected) {
@@ -322,43 +318,44 @@ TEST_F(N2KMonPanel, MonitorAllPgnListsWhatTheFirmwareSendsWhileDisconnected) {
     ASSERT_TRUE(PumpTicks(panel_, 2));
     EXPECT_EQ(TxCount(), "0 ") << "unsent messages are not monitored";
 
-    TickDisplayAll(panel_, true);
+    DisplayAll(true);
     EXPECT_EQ(emu_->dispAllPgn, 1);
     FirmwareSends(kHeading, 3);
     ASSERT_TRUE(PumpUntil([&] { return TxCount() == "3 "; }));
     EXPECT_EQ(CountCell(TxList(), kHeading, kFirmwareAddress), "3");
 
-    TickDisplayAll(panel_, false);
+    DisplayAll(false);
     EXPECT_EQ(emu_->dispAllPgn, 0);
     FirmwareSends(kHeading, 1);
     ASSERT_TRUE(PumpUntil([&] { return firmware_.sent == 6; }));
     ASSERT_TRUE(PumpTicks(panel_, 2));
     EXPECT_EQ(TxCount(), "3 ");
     EXPECT_EQ(TempDir::Read(dir_.File("Ferrow.cfg")), configText_) << "never written back";
-}
 
-TEST_F(N2KMonPanel, MonitorAllPgnSwitchesWhileTheFirmwareSends) {
+    // Switched to and fro while the firmware floods.
     firmware_.flood = true;
     for (int i = 0; i < 10; ++i) {
-        TickDisplayAll(panel_, i % 2 == 0);
+        DisplayAll(i % 2 == 0);
         ASSERT_TRUE(PumpTicks(panel_, 1));
     }
-    TickDisplayAll(panel_, true);
+    DisplayAll(true);
     EXPECT_TRUE(
         PumpUntil([&] { return RowOf(TxList(), kPositionRapid, kFirmwareAddress) >= 0; }));
-    firmware_.flood = false;
 }
 
-class PausedMonitor : public N2KMonPanel {
+// A monitor the firmware makes with a small store, its period configured.
+class OwnMonitor : public N2KMonPanel {
 protected:
     static constexpr unsigned long kStoreSize = 16;
     void SetUp() override {
         storeSize_ = kStoreSize;
+        config_ = "N2KMON_DISP_PERIOD=250\n";
         N2KMonPanel::SetUp();
     }
 };
 
-TEST_F(PausedMonitor, AfterContinueTheCountShowsEveryMessageOfferedWhilePaused) {
+TEST_F(OwnMonitor, TakesItsPeriodAndAfterContinueCountsEveryMessageOfferedWhilePaused) {
+    EXPECT_EQ(panel_->TimerInterval(), 250);
     ConnectThroughPanel();
     Press(panel_, N2KMonDlg_c::kPauseId);
     EXPECT_EQ(ButtonOf(panel_, N2KMonDlg_c::kPauseId)->GetLabel(), "Continue");
@@ -378,18 +375,6 @@ TEST_F(PausedMonitor, AfterContinueTheCountShowsEveryMessageOfferedWhilePaused) 
         << "the list gets what the store kept";
 }
 
-class ConfiguredMonitor : public N2KMonPanel {
-protected:
-    void SetUp() override {
-        config_ = "N2KMON_DISP_PERIOD=250\n";
-        N2KMonPanel::SetUp();
-    }
-};
-
-TEST_F(ConfiguredMonitor, TakesItsPeriodFromTheConfigurationFile) {
-    EXPECT_EQ(panel_->TimerInterval(), 250);
-}
-
 // The firmware manages the connection itself.
 class FirmwareConnection : public N2KMonPanel {
 protected:
@@ -404,54 +389,36 @@ TEST_F(FirmwareConnection, LeavesConnectAndDisconnectDisabled) {
     ASSERT_EQ(emu_->useGateway, 0);
     emu_->n2kMon->Show();
     ASSERT_TRUE(PumpUntil([&] { return panel_->IsShown(); }));
-    EXPECT_FALSE(ButtonOf(panel_, N2KMonDlg_c::kConnectId)->IsEnabled());
-    EXPECT_FALSE(ButtonOf(panel_, N2KMonDlg_c::kDisconnectId)->IsEnabled());
+    EXPECT_EQ(ConnectButtons(), std::make_pair(false, false));
 }
 
-TEST_F(N2KMonPanel, CloseEscapeAndTheCloseBoxHideAndTheTimerRunsOn) {
-    const auto shown = [&] {
-        emu_->n2kMon->Show();
-        return PumpUntil([&] { return emu_->n2kMon->IsVisible() == 1; });
-    };
-    const auto hidden = [&] { return PumpUntil([&] { return emu_->n2kMon->IsVisible() == 0; }); };
-    ASSERT_TRUE(shown());
-    Press(panel_, wxID_OK);
-    EXPECT_TRUE(hidden());
-    ASSERT_TRUE(shown());
-    panel_->Close();
-    EXPECT_TRUE(hidden());
-    ASSERT_TRUE(shown());
-    panel_->Raise();
-    wxButton* pause = ButtonOf(panel_, N2KMonDlg_c::kPauseId);
-    pause->SetFocus();
-    ASSERT_TRUE(PumpUntil([&] { return pause->HasFocus(); }));
-    wxUIActionSimulator keys;
-    keys.Char(WXK_ESCAPE);
-    EXPECT_TRUE(hidden());
+TEST_F(N2KMonPanel, CloseEscapeAndTheCloseBoxHideBothPanelsAndTheTimerRunsOn) {
+    Ferrow_N2K_Mon_c* monitor = emu_->n2kMon;
+    ExpectHiddenBy(monitor, [&] { Press(panel_, wxID_OK); });
+    ExpectHiddenBy(monitor, [&] { panel_->Close(); });
+    ExpectHiddenBy(monitor, [&] {
+        panel_->Raise();
+        wxButton* pause = ButtonOf(panel_, N2KMonDlg_c::kPauseId);
+        pause->SetFocus();
+        ASSERT_TRUE(PumpUntil([&] { return pause->HasFocus(); }));
+        wxUIActionSimulator().Char(WXK_ESCAPE);
+    });
     EXPECT_EQ(PanelOf(host_, N2KMonDlg_c::kTemplateId), panel_) << "hidden, not destroyed";
-
     ConnectThroughPanel();
     PeerSends(kWind, 1);
     EXPECT_TRUE(PumpUntil([&] { return RxCount() == "1 "; })) << "a hidden panel still lists";
-}
 
-TEST_F(N2KMonPanel, TheGeneratorPanelOnlyOffersOkAndCancelWhichHide) {
-    auto* panel = dynamic_cast<N2KGenDlg_c*>(PanelOf(host_, N2KGenDlg_c::kTemplateId));
-    ASSERT_NE(panel, nullptr);
-    EXPECT_EQ(panel->GetTitle(), "N2K Generator");
-    EXPECT_EQ(panel->GetClientSize(), panel->ConvertDialogToPixels(wxSize(186, 90)));
-    EXPECT_EQ(panel->GetDefaultItem(), ButtonOf(panel, wxID_OK));
-    EXPECT_EQ(ButtonOf(panel, wxID_CANCEL)->GetLabel(), "Cancel");
-    for (int id : {wxID_OK, wxID_CANCEL, wxID_CLOSE}) {
-        emu_->n2kGen->Show();
-        ASSERT_TRUE(PumpUntil([&] { return emu_->n2kGen->IsVisible() == 1; }));
-        if (id == wxID_CLOSE) {
-            panel->Close();
-        } else {
-            Press(panel, id);
-        }
-        EXPECT_TRUE(PumpUntil([&] { return emu_->n2kGen->IsVisible() == 0; })) << id;
+    // The generator's panel offers only OK and Cancel.
+    auto* generator = dynamic_cast<N2KGenDlg_c*>(PanelOf(host_, N2KGenDlg_c::kTemplateId));
+    ASSERT_NE(generator, nullptr);
+    EXPECT_EQ(generator->GetTitle(), "N2K Generator");
+    EXPECT_EQ(generator->GetClientSize(), generator->ConvertDialogToPixels(wxSize(186, 90)));
+    EXPECT_EQ(generator->GetDefaultItem(), ButtonOf(generator, wxID_OK));
+    EXPECT_EQ(ButtonOf(generator, wxID_CANCEL)->GetLabel(), "Cancel");
+    for (int id : {wxID_OK, wxID_CANCEL}) {
+        ExpectHiddenBy(emu_->n2kGen, [&] { Press(generator, id); });
     }
+    ExpectHiddenBy(emu_->n2kGen, [&] { generator->Close(); });
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ferrow::panels::test {
@@ -49,10 +50,7 @@ void OnReceive(int) {
 // receive callbacks that brought it.
 std::pair<std::string, int> TakeReceived() {
     std::lock_guard<std::mutex> guard(g_received.mutex);
-    std::pair<std::string, int> taken{g_received.bytes, g_received.calls};
-    g_received.bytes.clear();
-    g_received.calls = 0;
-    return taken;
+    return {std::exchange(g_received.bytes, {}), std::exchange(g_received.calls, 0)};
 }
 
 class SerialPanel : public PanelsHostTest {
@@ -66,16 +64,15 @@ protected:
                                       nullptr, 0, nullptr, 0));
         ASSERT_NE(emu_, nullptr);
         emu_->SetAutoConnect(0);
-        port_ = emu_->serial;
+        port_ = g_port = emu_->serial;
         ASSERT_NE(port_, nullptr);
-        g_port = port_;
         TakeReceived();
-        for (FloatingDlg_c* found : PanelsOf(host_)) {
-            if (auto* serial = dynamic_cast<SerialDlg_c*>(found)) panel_ = serial;
-        }
+        panel_ = dynamic_cast<SerialDlg_c*>(PanelOf(host_, SerialDlg_c::kTemplateId));
         ASSERT_NE(panel_, nullptr);
-        log_ = dynamic_cast<wxListBox*>(panel_->FindWindow(SerialDlg_c::kLogId));
-        ASSERT_NE(log_, nullptr);
+        log_ = ControlOf<wxListBox>(panel_, SerialDlg_c::kLogId);
+        upper_ = ControlOf<wxTextCtrl>(panel_, SerialDlg_c::kUpperLineId);
+        lower_ = ControlOf<wxTextCtrl>(panel_, SerialDlg_c::kLowerLineId);
+        ASSERT_TRUE(log_ && upper_ && lower_);
     }
 
     void TearDown() override {
@@ -111,19 +108,11 @@ protected:
             << "log: " << testing::PrintToString(Entries());
     }
 
-    template <class Control>
-    Control* ControlOf(int id) const {
-        return panels::test::ControlOf<Control>(panel_, id);
-    }
-
-    void Press(int id) { panels::test::Press(panel_, id); }
-
     // Shows the panel as the firmware does and waits until the upper input
     // line has the keyboard focus.
     void ShowPanel() {
         port_->Show();
-        auto* upper = ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId);
-        ASSERT_TRUE(PumpUntil([&] { return upper->IsShownOnScreen() && upper->HasFocus(); }));
+        ASSERT_TRUE(PumpUntil([&] { return upper_->IsShownOnScreen() && upper_->HasFocus(); }));
     }
 
     // Clicks in the middle of the control with the real mouse.
@@ -134,19 +123,19 @@ protected:
         mouse.MouseClick();
     }
 
-    // Runs the GUI thread until the firmware has received `bytes` in
-    // `calls` callbacks.
-    void ExpectReceived(const std::string& bytes, int calls) {
-        std::string got;
-        int gotCalls = 0;
+    void ClickLowerLine() {
+        Click(SerialDlg_c::kLowerLineId);
+        ASSERT_TRUE(PumpUntil([&] { return lower_->HasFocus(); }));
+    }
+
+    // Runs the GUI thread until the firmware has received `bytes`, which
+    // every send delivers in two callbacks.
+    void ExpectReceived(const std::string& bytes) {
         EXPECT_TRUE(PumpUntil([&] {
-            auto [more, moreCalls] = TakeReceived();
-            got += more;
-            gotCalls += moreCalls;
-            return got.size() >= bytes.size() && gotCalls >= calls;
+            std::lock_guard<std::mutex> guard(g_received.mutex);
+            return g_received.bytes.size() >= bytes.size() && g_received.calls >= 2;
         }));
-        EXPECT_EQ(got, bytes);
-        EXPECT_EQ(gotCalls, calls);
+        EXPECT_EQ(TakeReceived(), std::make_pair(bytes, 2));
     }
 
     TempDir dir_;
@@ -157,6 +146,8 @@ protected:
     Ferrow_Serial_c* port_ = nullptr;
     SerialDlg_c* panel_ = nullptr;
     wxListBox* log_ = nullptr;
+    wxTextCtrl* upper_ = nullptr;
+    wxTextCtrl* lower_ = nullptr;
 };
 
 TEST_F(SerialPanel, TheLogReadsLineFeedCarriageReturnAndBackspaceAsATeletype) {
@@ -182,14 +173,14 @@ TEST_F(SerialPanel, TheLogReadsLineFeedCarriageReturnAndBackspaceAsATeletype) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Press(SerialDlg_c::kClearId);
+        Press(panel_, SerialDlg_c::kClearId);
         ASSERT_TRUE(log_->IsEmpty());
         Transmit(c.bytes);
         ExpectLog(c.entries);
     }
 }
 
-TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceAndReplacedWhenItEnds) {
+TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceReplacedWhenItEndsAndOutlivesClear) {
     Transmit("abc");
     ExpectLog({"abc"});
     Transmit("def\n");
@@ -206,6 +197,13 @@ TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceAndReplacedWhenItEnds) {
     Transmit("done   \nnext");
     ExpectLog({"abcdef", "done   %", "next"});
     EXPECT_EQ(log_->GetSelection(), 2);
+
+    Press(panel_, SerialDlg_c::kClearId);
+    EXPECT_TRUE(log_->IsEmpty());
+    ASSERT_TRUE(PumpTicks(panel_, 2));
+    EXPECT_TRUE(log_->IsEmpty()) << "nothing comes back without new bytes";
+    Transmit("!\n");
+    ExpectLog({"next!"});
 }
 
 TEST_F(SerialPanel, TheLogKeepsTheNewestEntriesUpToItsLimit) {
@@ -223,20 +221,9 @@ TEST_F(SerialPanel, TheLogKeepsTheNewestEntriesUpToItsLimit) {
     EXPECT_EQ(log_->GetCount(), limit) << "the finished line replaced the unfinished one";
 }
 
-TEST_F(SerialPanel, ClearEmptiesTheLogButKeepsTheUnfinishedLine) {
-    Transmit("one\ntw");
-    ExpectLog({"one", "tw"});
-    Press(SerialDlg_c::kClearId);
-    EXPECT_TRUE(log_->IsEmpty());
-    ASSERT_TRUE(PumpTicks(panel_, 2));
-    EXPECT_TRUE(log_->IsEmpty()) << "nothing comes back without new bytes";
-    Transmit("o\n");
-    ExpectLog({"two"});
-}
-
 TEST_F(SerialPanel, PauseLeavesTheBytesInTheRingUntilItIsFullAndContinueListsThemAll) {
-    auto* pause = ControlOf<wxButton>(SerialDlg_c::kPauseId);
-    Press(SerialDlg_c::kPauseId);
+    auto* pause = ControlOf<wxButton>(panel_, SerialDlg_c::kPauseId);
+    Press(panel_, SerialDlg_c::kPauseId);
     EXPECT_EQ(pause->GetLabel(), "Continue");
     Transmit("one\n");
     // With the first line, the ring is exactly full.
@@ -246,7 +233,7 @@ TEST_F(SerialPanel, PauseLeavesTheBytesInTheRingUntilItIsFullAndContinueListsThe
     const unsigned char more = 'y';
     EXPECT_EQ(port_->PutTX(&more, 1), -1) << "a full ring refuses the firmware's bytes";
 
-    Press(SerialDlg_c::kPauseId);
+    Press(panel_, SerialDlg_c::kPauseId);
     EXPECT_EQ(pause->GetLabel(), "Pause");
     std::vector<std::string> expected = {"one"};
     expected.insert(expected.end(), 63, std::string(1024, 'x'));
@@ -258,76 +245,61 @@ TEST_F(SerialPanel, PauseLeavesTheBytesInTheRingUntilItIsFullAndContinueListsThe
 TEST_F(SerialPanel, EnterAndTheSendButtonsDeliverEachLineWithACarriageReturn) {
     port_->InitV2(OnReceive, 7);
     ShowPanel();
-    auto* upper = ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId);
-    auto* lower = ControlOf<wxTextCtrl>(SerialDlg_c::kLowerLineId);
     wxUIActionSimulator keys;
-
     keys.Text("hello");
     keys.Char(WXK_RETURN);
-    ExpectReceived("hello\r", 2);
-    EXPECT_EQ(upper->GetValue(), "hello") << "the line keeps its text";
+    ExpectReceived("hello\r");
+    EXPECT_EQ(upper_->GetValue(), "hello") << "the line keeps its text";
 
-    Click(SerialDlg_c::kLowerLineId);
-    ASSERT_TRUE(PumpUntil([&] { return lower->HasFocus(); }));
+    ClickLowerLine();
     keys.Text("world");
     keys.Char(WXK_RETURN);
-    ExpectReceived("world\r", 2);
+    ExpectReceived("world\r");
 
     Click(SerialDlg_c::kLogId);
     keys.Char(WXK_RETURN);
     {
         SCOPED_TRACE("away from the lines, Enter sends the last one used");
-        ExpectReceived("world\r", 2);
+        ExpectReceived("world\r");
     }
 
     Click(SerialDlg_c::kUpperSendId);
-    ExpectReceived("hello\r", 2);
-    lower->ChangeValue("");
+    ExpectReceived("hello\r");
+    lower_->ChangeValue("");
     Click(SerialDlg_c::kLowerSendId);
-    SCOPED_TRACE("an empty line still delivers twice");
-    ExpectReceived("\r", 2);
+    {
+        SCOPED_TRACE("an empty line still delivers twice");
+        ExpectReceived("\r");
+    }
+
+    upper_->ChangeValue(wxString(L"\u00e9\u20ac") + wxString('z', 300));
+    Press(panel_, SerialDlg_c::kUpperSendId);
+    SCOPED_TRACE("a line is sent as its first 255 characters cut to 8 bits");
+    ExpectReceived("\xe9\xac" + std::string(253, 'z') + "\r");
 }
 
-TEST_F(SerialPanel, ALineIsSentAsItsFirst255CharactersCutTo8Bits) {
-    port_->InitV2(OnReceive, 0);
-    ShowPanel();
-    auto* upper = ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId);
-    upper->ChangeValue(wxString(L"\u00e9\u20ac") + wxString('z', 300));
-    Press(SerialDlg_c::kUpperSendId);
-    ExpectReceived("\xe9\xac" + std::string(253, 'z') + "\r", 2);
-}
-
-TEST_F(SerialPanel, EnterRightAfterShowingSendsTheUpperLine) {
-    port_->InitV2(OnReceive, 0);
-    auto* lower = ControlOf<wxTextCtrl>(SerialDlg_c::kLowerLineId);
-    ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId)->ChangeValue("up");
-    lower->ChangeValue("down");
-    ShowPanel();
-    wxUIActionSimulator keys;
-    keys.Char(WXK_RETURN);
-    ExpectReceived("up\r", 2);
-
-    Click(SerialDlg_c::kLowerLineId);
-    ASSERT_TRUE(PumpUntil([&] { return lower->HasFocus(); }));
-    port_->Hide();
-    ShowPanel();
-    keys.Char(WXK_RETURN);
-    SCOPED_TRACE("each show starts from the upper line");
-    ExpectReceived("up\r", 2);
-}
-
-TEST_F(SerialPanel, TheTitleIsThePortsNameOrSerialWithTheDeviceHandle) {
+TEST_F(SerialPanel, EachShowStartsFromTheUpperLineAndTitlesThePanelAfterThePort) {
     EXPECT_EQ(panel_->GetTitle(), "Serial--1") << "before the firmware's Init";
     port_->InitV2(OnReceive, 3);
+    upper_->ChangeValue("up");
+    lower_->ChangeValue("down");
     ShowPanel();
     EXPECT_EQ(panel_->GetTitle(), "Serial-3");
+    wxUIActionSimulator keys;
+    keys.Char(WXK_RETURN);
+    ExpectReceived("up\r");
+
+    ClickLowerLine();
     port_->Hide();
     ASSERT_EQ(port_->SetName("GPS \xb0"), 5);
     ShowPanel();
     EXPECT_EQ(panel_->GetTitle(), L"GPS \u00b0");
+    keys.Char(WXK_RETURN);
+    ExpectReceived("up\r");
 }
 
 TEST_F(SerialPanel, ClosingHidesAndShowingBringsTheLogBack) {
+    EXPECT_EQ(panel_->TimerInterval(), 100) << "without a configured period";
     Transmit("kept\n");
     ExpectLog({"kept"});
     ShowPanel();
@@ -341,7 +313,7 @@ TEST_F(SerialPanel, ClosingHidesAndShowingBringsTheLogBack) {
     // Without a window manager a panel shown again does not get the
     // display's keyboard focus by itself.
     panel_->Raise();
-    ControlOf<wxTextCtrl>(SerialDlg_c::kUpperLineId)->SetFocus();
+    upper_->SetFocus();
     ASSERT_TRUE(PumpTicks(panel_, 2));
     wxUIActionSimulator keys;
     keys.Char(WXK_ESCAPE);
@@ -350,38 +322,27 @@ TEST_F(SerialPanel, ClosingHidesAndShowingBringsTheLogBack) {
 
 TEST_F(SerialPanel, ResizingKeepsTheControlsAnchored) {
     wxWindow* pause = panel_->FindWindow(SerialDlg_c::kPauseId);
-    wxWindow* upper = panel_->FindWindow(SerialDlg_c::kUpperLineId);
     wxWindow* send = panel_->FindWindow(SerialDlg_c::kLowerSendId);
-    const wxSize client = panel_->GetClientSize();
     const wxSize logSize = log_->GetSize();
-    const wxRect upperRect = upper->GetRect();
+    const wxRect upperRect = upper_->GetRect();
     const wxPoint pausePos = pause->GetPosition();
     const wxPoint sendPos = send->GetPosition();
 
-    panel_->SetClientSize(client + wxSize(120, 80));
+    panel_->SetClientSize(panel_->GetClientSize() + wxSize(120, 80));
     ASSERT_TRUE(PumpUntil([&] { return log_->GetSize() == logSize + wxSize(120, 80); }))
         << log_->GetSize().x << "x" << log_->GetSize().y;
     EXPECT_EQ(pause->GetPosition(), pausePos + wxPoint(120, 0));
-    EXPECT_EQ(upper->GetRect(), wxRect(upperRect.GetPosition() + wxPoint(0, 80),
-                                       upperRect.GetSize() + wxSize(120, 0)));
+    EXPECT_EQ(upper_->GetRect(), wxRect(upperRect.GetPosition() + wxPoint(0, 80),
+                                        upperRect.GetSize() + wxSize(120, 0)));
     EXPECT_EQ(send->GetPosition(), sendPos + wxPoint(120, 80));
 }
 
-TEST_F(SerialPanel, WithoutAConfiguredPeriodTheLogRefreshesEvery100Ms) {
-    EXPECT_EQ(panel_->TimerInterval(), 100);
-}
-
 class ConfiguredSerialPanel : public SerialPanel {
-protected:
     void SetUp() override {
         config_ = "SERIAL_DISP_PERIOD=250\n";
         SerialPanel::SetUp();
     }
 };
-
-TEST_F(ConfiguredSerialPanel, TakesItsPeriodFromTheConfigurationFile) {
-    EXPECT_EQ(panel_->TimerInterval(), 250);
-}
 
 // The firmware's loop numbers its lines while the panel takes them.
 std::atomic<int> g_sent{0};
@@ -394,7 +355,8 @@ void TransmittingLoop(void*) {
     }
 }
 
-TEST_F(SerialPanel, ListsEveryLineInOrderWhileTheFirmwareTransmits) {
+TEST_F(ConfiguredSerialPanel, TakesItsPeriodAndListsEveryLineInOrderWhileTheFirmwareTransmits) {
+    EXPECT_EQ(panel_->TimerInterval(), 250);
     g_sent = 0;
     ASSERT_EQ(emu_->SetDeviceFunction([](void*) {}, TransmittingLoop, 2), 0);
     ASSERT_EQ(emu_->Start(), 0);
