@@ -1,24 +1,21 @@
 // ADC sample queue throughput through the exported API: puts, reads and
 // averages per second on one channel, and on the first and last of 64
 // channels in 8 groups, where every id lookup walks the groups.
+#include "BenchEmulator.h"
+
 #include <ferrow/Ferrow_ADC_c.h>
 #include <ferrow/Ferrow_c.h>
 
 #include <benchmark/benchmark.h>
 
-#include <filesystem>
 #include <memory>
-#include <string>
 
 namespace {
 
 // An emulator with an ADC of `groups` groups of `perGroup` 12-bit channels.
 struct Adc {
     Adc(int groups, unsigned char perGroup, unsigned long queueLength, unsigned long window) {
-        const auto dir = std::filesystem::temp_directory_path() / "ferrow_bench_adc";
-        std::filesystem::create_directories(dir);
-        const std::string cfg = (dir / "Ferrow.cfg").string();
-        emu = std::make_unique<Ferrow_c>(nullptr, nullptr, nullptr, cfg.c_str(), 0);
+        emu = BenchEmulator("adc");
         adc = std::make_unique<Ferrow_ADC_c>(emu.get(), 0, 1);
         for (int g = 0; g < groups; ++g) adc->AddChannel(perGroup, 12, queueLength, 1, 0);
         for (int id = 0; id < adc->GetTotalChannel(-1); ++id) adc->QSetup(id, window);

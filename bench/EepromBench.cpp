@@ -1,6 +1,8 @@
 // EEPROM writes per second as firmware makes them, each rewriting its
 // records in the image file at once (one byte: one record; 4 KB: 256), and
 // the full load of a 64 KB image file.
+#include "BenchEmulator.h"
+
 #include <ferrow/Ferrow_EEPROM_c.h>
 #include <ferrow/Ferrow_c.h>
 
@@ -15,13 +17,9 @@ namespace {
 
 struct Device {
     Device(const std::string& name, unsigned long size) {
-        const auto dir = std::filesystem::temp_directory_path() / ("ferrow_bench_eeprom_" + name);
-        std::filesystem::create_directories(dir);
-        const std::string hex = (dir / "dev.hex").string();
-        const std::string cfg = (dir / "Ferrow.cfg").string();
+        const std::string hex = (BenchFolder("eeprom_" + name) / "dev.hex").string();
         std::filesystem::remove(hex);
-        std::filesystem::remove(cfg);
-        emu = std::make_unique<Ferrow_c>(nullptr, nullptr, hex.c_str(), cfg.c_str(), 0);
+        emu = BenchEmulator("eeprom_" + name, "", hex.c_str());
         eeprom = std::make_unique<Ferrow_EEPROM_c>(emu.get(), 0, size, 1);
         eeprom->Init();
     }

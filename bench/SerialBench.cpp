@@ -1,14 +1,14 @@
 // Bytes per second through a serial port's transmit ring: the firmware's
 // PutTX and the line's GetTX on one thread, in chunks of 1, 64 and 4,096
 // bytes.
+#include "BenchEmulator.h"
+
 #include <ferrow/Ferrow_Serial_c.h>
 #include <ferrow/Ferrow_c.h>
 
 #include <benchmark/benchmark.h>
 
-#include <filesystem>
 #include <memory>
-#include <string>
 #include <vector>
 
 namespace {
@@ -16,10 +16,7 @@ namespace {
 // One port for every run: the process's port slots are never given back.
 struct Port {
     Port() {
-        const auto dir = std::filesystem::temp_directory_path() / "ferrow_bench_serial";
-        std::filesystem::create_directories(dir);
-        const std::string cfg = (dir / "Ferrow.cfg").string();
-        emu = std::make_unique<Ferrow_c>(nullptr, nullptr, nullptr, cfg.c_str(), 0);
+        emu = BenchEmulator("serial");
         serial = std::make_unique<Ferrow_Serial_c>(emu.get(), 0, 1);
     }
     std::unique_ptr<Ferrow_c> emu;

@@ -1,10 +1,10 @@
 // Cost of an exported call against a plain function call: what a firmware
 // pays for reading its time base through the emulator.
+#include "BenchEmulator.h"
+
 #include <ferrow/ferrow.h>
 
 #include <benchmark/benchmark.h>
-
-#include <filesystem>
 
 namespace {
 
@@ -19,12 +19,9 @@ void BM_PlainFunctionCall(benchmark::State& state) {
 }
 BENCHMARK(BM_PlainFunctionCall);
 
-// The emulator keeps its configuration file beside the benchmark binary.
 Ferrow_c& Emulator() {
-    static const std::string cfg =
-        (std::filesystem::temp_directory_path() / "ferrow_bench.cfg").string();
-    static Ferrow_c emu(nullptr, nullptr, nullptr, cfg.c_str(), 0);
-    return emu;
+    static const std::unique_ptr<Ferrow_c> emu = BenchEmulator("timebase");
+    return *emu;
 }
 
 void BM_t_get_1ms_ProcessClock(benchmark::State& state) {

@@ -1,5 +1,6 @@
 // Frames per second through the CAN framing codec: a single frame and a
 // 223-byte fast packet, encoded from a record and decoded back into one.
+#include "../BenchMessage.h"
 #include "platform/can/N2KCanCodec.h"
 
 #include <benchmark/benchmark.h>
@@ -12,21 +13,9 @@ namespace {
 using ferrow::platform::CanFrame;
 using ferrow::platform::N2KCanCodec;
 
-N2KMsg Message(uint16_t length) {
-    N2KMsg msg{};
-    msg.pgn = length <= 8 ? 127250 : 129029;
-    msg.priority = 2;
-    msg.addressA = 0x23;
-    msg.addressB = 255;
-    msg.transport = length <= 8 ? 1 : 2;
-    msg.length = length;
-    for (uint16_t i = 0; i < length; ++i) msg.data[i] = uint8_t(i);
-    return msg;
-}
-
 void BM_Encode(benchmark::State& state) {
     N2KCanCodec codec;
-    const N2KMsg msg = Message(static_cast<uint16_t>(state.range(0)));
+    const N2KMsg msg = BenchMessage(static_cast<uint16_t>(state.range(0)));
     std::vector<CanFrame> frames;
     int64_t encoded = 0;
     for (auto _ : state) {
@@ -42,7 +31,7 @@ void BM_Decode(benchmark::State& state) {
     N2KCanCodec sender;
     N2KCanCodec receiver;
     std::vector<CanFrame> frames;
-    sender.Send(Message(static_cast<uint16_t>(state.range(0))), std::chrono::milliseconds(0), frames);
+    sender.Send(BenchMessage(static_cast<uint16_t>(state.range(0))), std::chrono::milliseconds(0), frames);
     std::vector<CanFrame> replies;
     N2KMsg msg{};
     int64_t decoded = 0;

@@ -2,6 +2,7 @@
 // trip (our transport sends, the simulated gateway echoes, our transport
 // receives), and the frame decoder's throughput on a stream of messages of
 // every length.
+#include "../BenchMessage.h"
 #include "platform/gateway/DleFrameDecoder.h"
 #include "platform/gateway/DleFrameEncoder.h"
 #include "platform/gateway/SerialMessageCodec.h"
@@ -20,16 +21,6 @@ using ferrow::platform::DleFrameEncoder;
 using ferrow::platform::SerialMessageCodec;
 using ferrow::platform::SerialTransport;
 
-N2KMsg Message(uint16_t length) {
-    N2KMsg msg{};
-    msg.pgn = length <= 8 ? 127250 : 129029;
-    msg.priority = 2;
-    msg.addressB = 255;
-    msg.length = length;
-    for (uint16_t i = 0; i < length; ++i) msg.data[i] = uint8_t(i);
-    return msg;
-}
-
 // Messages in flight at once: enough to keep both ends busy.
 constexpr int64_t kWindow = 256;
 
@@ -41,7 +32,7 @@ void BM_PtyRoundTrip(benchmark::State& state) {
         state.SkipWithError("cannot open the pseudo-terminal");
         return;
     }
-    const N2KMsg msg = Message(static_cast<uint16_t>(state.range(0)));
+    const N2KMsg msg = BenchMessage(static_cast<uint16_t>(state.range(0)));
     N2KMsg echo{};
     int64_t sent = 0;
     int64_t received = 0;
@@ -64,7 +55,7 @@ void BM_DecodeFrames(benchmark::State& state) {
     std::vector<uint8_t> payload;
     for (uint16_t length = 0; length <= SerialMessageCodec::kMaxReceivedData; ++length) {
         payload.clear();
-        SerialMessageCodec::EncodeReceived(Message(length), 0, payload);
+        SerialMessageCodec::EncodeReceived(BenchMessage(length), 0, payload);
         DleFrameEncoder::Append(SerialMessageCodec::kReceivedCommand, payload.data(), payload.size(),
                                 stream);
     }
