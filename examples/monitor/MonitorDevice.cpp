@@ -21,7 +21,6 @@ namespace {
 constexpr unsigned long kPeripherals = FERROW_N2K_MON | FERROW_N2K_GEN | FERROW_SERIAL |
                                        FERROW_ADC | FERROW_GPIO | FERROW_EEPROM | FERROW_PWM |
                                        FERROW_SPI | FERROW_I2C | FERROW_ICAP;
-constexpr unsigned long kMessageCapacity = 1024;
 constexpr unsigned long kNoSerialNumber = 0xFFFFFFFF;
 constexpr int kMaxMessagesPerPass = 64;
 constexpr uint8_t kMaxSid = 252;
@@ -67,27 +66,9 @@ char* SkipSpaces(char* text) {
 }  // namespace
 
 Ferrow_c* MonitorDevice::Create(const MonitorOptions& options) {
-    // The factory's peripherals always have panels; without them, the same
-    // set is built here.
-    const unsigned long mask = options.noPanel == 0 ? kPeripherals : 0;
-    const int pace = options.pace > 0 ? options.pace : 0;
-    Ferrow_c* emu = create_Ferrow_pObj(options.parent, nullptr, options.eepromFile,
-                                       options.configFile, 0, mask, &MainEntry, &LoopEntry, pace,
-                                       &AppInitEntry, kEepromSize);
-    if (options.noPanel != 0) {
-        const unsigned long noPanel = options.noPanel;
-        new Ferrow_N2K_Mon_c(emu, 0, kMessageCapacity, noPanel);
-        new Ferrow_N2K_Gen_c(emu, 0, kMessageCapacity, noPanel);
-        new Ferrow_Serial_c(emu, 0, noPanel);
-        new Ferrow_ADC_c(emu, 0, noPanel);
-        new Ferrow_GPIO_c(emu, 0, noPanel);
-        new Ferrow_EEPROM_c(emu, 0, kEepromSize, noPanel);
-        new Ferrow_PWM_c(emu, 0, noPanel);
-        new Ferrow_SPI_c(emu, 0, noPanel);
-        new Ferrow_I2C_c(emu, 0, noPanel);
-        new Ferrow_ICAP_c(emu, 0, noPanel);
-    }
-    return emu;
+    return create_Ferrow_pObj(options.parent, nullptr, options.eepromFile, options.configFile, 0,
+                              kPeripherals, &MainEntry, &LoopEntry,
+                              options.pace > 0 ? options.pace : 0, &AppInitEntry, kEepromSize);
 }
 
 MonitorDevice::MonitorDevice(const MonitorOptions& options)

@@ -26,7 +26,6 @@ struct MonitorOptions {
     const char* eepromFile = nullptr;  // null: "Ferrow.hex" in the current directory
     const char* configFile = nullptr;  // null: "Ferrow.cfg"
     int pace = 5;                      // loop pace in ms; 0: no worker loop, the caller runs Loop()
-    unsigned long noPanel = 0;
 };
 
 class MonitorDevice {

@@ -130,7 +130,6 @@ public:
         options.eepromFile = eepromName_.c_str();
         options.configFile = configName_.c_str();
         options.pace = pace;
-        options.noPanel = 1;
         device = std::make_unique<MonitorDevice>(options);
         if (manualTime) Emu()->t_set_overwrite(1);
         if (prepare) prepare(*Emu());
