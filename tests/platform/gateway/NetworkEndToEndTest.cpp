@@ -21,17 +21,19 @@ std::unique_ptr<TestEmulator> Device(const std::string& config) {
     return std::make_unique<TestEmulator>(nullptr, 0, nullptr, config);
 }
 
-N2KMsg ProductInformation() {
+N2KMsg Broadcast(uint32_t pgn, uint8_t transport, uint8_t source, uint16_t length) {
     N2KMsg msg{};
-    msg.pgn = 126996;
+    msg.pgn = pgn;
     msg.priority = 6;
-    msg.transport = 2;
-    msg.addressA = 0x23;
+    msg.transport = transport;
+    msg.addressA = source;
     msg.addressB = 255;
-    msg.length = 134;
+    msg.length = length;
     for (int i = 0; i < msg.length; ++i) msg.data[i] = uint8_t(0x20 + i % 90);
     return msg;
 }
+
+N2KMsg ProductInformation() { return Broadcast(126996, 2, 0x23, 134); }
 
 bool SameMessage(const N2KMsg& a, const N2KMsg& b) {
     return a.pgn == b.pgn && a.priority == b.priority && a.addressA == b.addressA &&
@@ -86,13 +88,7 @@ TEST(NetworkEndToEnd, AVirtualBusIsRecordedAsFramesThatReplay) {
 
     N2KMsg sent = ProductInformation();
     ASSERT_EQ((*recorder)->PutMsg(&sent), N2K_OK);
-    N2KMsg heard{};
-    heard.pgn = 127508;
-    heard.priority = 6;
-    heard.transport = 1;
-    heard.addressA = 0x42;
-    heard.addressB = 255;
-    heard.length = 8;
+    N2KMsg heard = Broadcast(127508, 1, 0x42, 8);
     ASSERT_EQ((*other)->PutMsg(&heard), N2K_OK);
     N2KMsg got{};
     ASSERT_EQ((*recorder)->GetMsg(&got), N2K_OK);
