@@ -23,6 +23,7 @@ struct AdcRow {
 };
 
 std::vector<AdcRow> ReadRows(Ferrow_ADC_c& adc) {
+    const ferrow::peripherals::Peripheral::ShownNameBound bound(ChannelList::kNameBuffer);
     std::vector<AdcRow> rows(static_cast<size_t>(std::max(adc.GetTotalChannel(-1), 0)));
     for (int id = 0; id < static_cast<int>(rows.size()); ++id) {
         adc.GetConfig(id, &rows[id].maximum, &rows[id].minimum);

@@ -14,7 +14,8 @@ namespace ferrow::panels {
 
 class ChannelList {
 public:
-    // Peripherals copy a name of at most 255 bytes out whole into this.
+    // Names are read under a Peripheral::ShownNameBound of this size: a
+    // longer name shows its first 255 bytes.
     static constexpr size_t kNameBuffer = 256;
     // What a pin lookup answers for an index or handle without a pin.
     static constexpr unsigned long kNoPin = ~0UL;

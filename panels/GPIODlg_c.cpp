@@ -24,6 +24,7 @@ struct GpioRow {
 };
 
 std::vector<GpioRow> ReadRows(Ferrow_GPIO_c& gpio) {
+    const ferrow::peripherals::Peripheral::ShownNameBound bound(ChannelList::kNameBuffer);
     std::vector<GpioRow> rows(static_cast<size_t>(std::max(gpio.GetTotalPin(), 0)));
     for (int index = 0; index < static_cast<int>(rows.size()); ++index) {
         GpioRow& row = rows[index];

@@ -22,6 +22,7 @@ struct IcapRow {
 };
 
 std::vector<IcapRow> ReadRows(Ferrow_ICAP_c& icap) {
+    const ferrow::peripherals::Peripheral::ShownNameBound bound(ChannelList::kNameBuffer);
     std::vector<IcapRow> rows(static_cast<size_t>(std::max(icap.GetTotalPin(), 0)));
     for (int handle = 0; handle < static_cast<int>(rows.size()); ++handle) {
         IcapRow& row = rows[handle];

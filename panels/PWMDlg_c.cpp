@@ -29,6 +29,7 @@ struct PwmRow {
 };
 
 std::vector<PwmRow> ReadRows(Ferrow_PWM_c& pwm) {
+    const ferrow::peripherals::Peripheral::ShownNameBound bound(ChannelList::kNameBuffer);
     std::vector<PwmRow> rows(static_cast<size_t>(std::max(pwm.GetTotalPin(), 0)));
     for (int index = 0; index < static_cast<int>(rows.size()); ++index) {
         PwmRow& row = rows[index];

@@ -24,6 +24,8 @@ using ferrow::platform::SerialTeletype;
 namespace {
 
 constexpr int kChunkBytes = 256;
+// The title shows at most 255 bytes of a longer name.
+constexpr size_t kTitleNameBuffer = 256;
 // A firmware that transmits without pause must not hold the GUI thread in
 // one refresh: at most a full ring is taken each time.
 constexpr int kMostBytesPerRefresh = static_cast<int>(SerialPortSlot::kRingSize);
@@ -129,7 +131,8 @@ void SerialDlg_c::UpdateTitle() {
     wxString title;
     WithPeripheral([&] {
         if (serial_->GetHndl() < 0) return;
-        char name[Peripheral::kMaxName + 1] = {};
+        char name[kTitleNameBuffer] = {};
+        const Peripheral::ShownNameBound bound(sizeof name);
         title = serial_->GetName(name) > 0
                     ? Widened(name)
                     : wxString::Format("Serial-%d", serial_->GetHndl_dev());

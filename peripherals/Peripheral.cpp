@@ -3,6 +3,7 @@
 #include "core/Ferrow_Ctx_c.h"
 #include "platform/CallFrame.h"
 
+#include <algorithm>
 #include <cstring>
 #include <unordered_map>
 
@@ -19,6 +20,10 @@ Objects& LiveObjects() {
     static auto* objects = new Objects;
     return *objects;
 }
+
+// Bytes, with the zero, that a name copied out on this thread may take; 0
+// for no bound.
+thread_local size_t shownNameCapacity = 0;
 
 }  // namespace
 
@@ -112,14 +117,23 @@ int Peripheral::GetName(char* buffer) {
 
 int Peripheral::StoreName(std::string& stored, const char* name) {
     if (name == nullptr) return -1;
-    stored.assign(name, strnlen(name, kMaxName));
+    stored.assign(name);
     return 0;
 }
 
 int Peripheral::CopyNameOut(const std::string& stored, char* buffer) {
     if (buffer == nullptr) return -1;
-    std::memcpy(buffer, stored.c_str(), stored.size() + 1);
+    const size_t length = shownNameCapacity != 0 ? std::min(stored.size(), shownNameCapacity - 1)
+                                                 : stored.size();
+    std::memcpy(buffer, stored.data(), length);
+    buffer[length] = '\0';
     return 0;
 }
+
+Peripheral::ShownNameBound::ShownNameBound(size_t capacity) : previous_(shownNameCapacity) {
+    shownNameCapacity = capacity;
+}
+
+Peripheral::ShownNameBound::~ShownNameBound() { shownNameCapacity = previous_; }
 
 }  // namespace ferrow::peripherals

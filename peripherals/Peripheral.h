@@ -76,15 +76,27 @@ public:
     int SetName(const char* name);
     int GetName(char* buffer);
 
-    // Names are read into 256-byte buffers (the panels' among them), so a
-    // longer name keeps its first 255 bytes.
-    static constexpr size_t kMaxName = 255;
-
     // The name rule of every peripheral, for classes that name each record:
-    // a private copy of at most kMaxName bytes is kept, null is refused, the
-    // kept name is copied out whole.
+    // a private copy of the whole name is kept, null is refused, the kept
+    // name is copied out whole (cut only under a ShownNameBound).
     static int StoreName(std::string& stored, const char* name);
     static int CopyNameOut(const std::string& stored, char* buffer);
+
+    // While one lives, names copied out on its thread are cut to fit
+    // `capacity` bytes with their zero. A panel reads names into fixed
+    // buffers and bounds only what it shows; the firmware sets none and gets
+    // names whole into its own buffer, whose size is its business as on the
+    // target.
+    class FERROW_API ShownNameBound {
+    public:
+        explicit ShownNameBound(size_t capacity);
+        ~ShownNameBound();
+        ShownNameBound(const ShownNameBound&) = delete;
+        ShownNameBound& operator=(const ShownNameBound&) = delete;
+
+    private:
+        size_t previous_;
+    };
 
 private:
     using ClaimSlot = void (*)(Ferrow_c* emulator, void* self);

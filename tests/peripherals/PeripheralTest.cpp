@@ -1,19 +1,31 @@
-// What every peripheral shares, shown on the NMEA 2000 monitor and generator:
-// registration, panels from the installed provider, names, and outliving the
-// emulator.
+// What every peripheral shares: registration, panels from the installed
+// provider and outliving the emulator, shown on the NMEA 2000 monitor and
+// generator, and the name rule, shown on every kind.
 #include "tests/support/FakePanelProvider.h"
 #include "tests/support/TestEmulator.h"
 
+#include "peripherals/Peripheral.h"
+
+#include <ferrow/Ferrow_ADC_c.h>
+#include <ferrow/Ferrow_EEPROM_c.h>
+#include <ferrow/Ferrow_GPIO_c.h>
+#include <ferrow/Ferrow_I2C_c.h>
+#include <ferrow/Ferrow_ICAP_c.h>
 #include <ferrow/Ferrow_N2K_Gen_c.h>
 #include <ferrow/Ferrow_N2K_Mon_c.h>
+#include <ferrow/Ferrow_OCMP_c.h>
+#include <ferrow/Ferrow_PWM_c.h>
+#include <ferrow/Ferrow_Serial_c.h>
 #include <ferrow/PanelProvider.h>
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+using ferrow::peripherals::Peripheral;
 using ferrow::test::FakePanelProvider;
 using ferrow::test::TestEmulator;
 
@@ -71,24 +83,84 @@ TEST(Peripheral, PanelsComeFromTheInstalledProviderUnlessNoPanelIsSet) {
     EXPECT_EQ(modal.IsVisible(), 0) << "after a modal panel closes there is none";
 }
 
-TEST(Peripheral, NamesAreKeptUpTo255BytesAndNullsAreRefused) {
+// Every kind of name, one row each: the whole of a long name is kept as a
+// private copy and comes back whole; a panel's bound cuts only what it reads.
+TEST(Peripheral, EveryKindKeepsALongNameWholeAndRefusesNulls) {
     TestEmulator emu;
+    Ferrow_ADC_c adc(nullptr, 0, 1);
+    Ferrow_GPIO_c gpio(nullptr, 0, 1);
+    Ferrow_PWM_c pwm(nullptr, 0, 1);
+    Ferrow_ICAP_c icap(nullptr, 0, 1);
+    Ferrow_OCMP_c ocmp(nullptr, 0, 1);
+    Ferrow_I2C_c i2c(nullptr, 0, 1);
+    Ferrow_EEPROM_c eeprom(nullptr, 0, 256, 1);
+    Ferrow_Serial_c serial(nullptr, 0, 1);
     Ferrow_N2K_Mon_c mon(emu.emu.get(), 0, 4, 1);
-    char buffer[1100];
-    buffer[0] = 'x';
-    EXPECT_EQ(mon.GetName(buffer), 0);
-    EXPECT_STREQ(buffer, "");
+    Ferrow_N2K_Gen_c gen(emu.emu.get(), 0, 4, 1);
+    ASSERT_EQ(adc.AddChannel(2, 12, 4, 1, 0), 0);
+    gpio.AddPin(0x12);
+    pwm.AddPin(0x30, 0);
+    icap.AddPin(0x21, 0, 16, 4);
+    ocmp.AddPin(0x22, 0, 16, 4);
+
+    struct Row {
+        const char* kind;
+        std::function<int(const char*)> set;
+        std::function<int(char*)> get;
+        bool lengths;  // the serial port's name operations return the length
+    };
+    const Row rows[] = {
+        {"ADC by handle", [&](const char* n) { return adc.SetName(0, 1, n); },
+         [&](char* b) { return adc.GetName(1, b); }, false},
+        {"ADC by id", [&](const char* n) { return adc.SetName(0, n); },
+         [&](char* b) { return adc.GetName(0, 0, b); }, false},
+        {"GPIO", [&](const char* n) { return gpio.SetName(0x12, n); },
+         [&](char* b) { return gpio.GetName(0x12, b); }, false},
+        {"PWM", [&](const char* n) { return pwm.SetName(0x30, n); },
+         [&](char* b) { return pwm.GetName(0x30, b); }, false},
+        {"ICAP", [&](const char* n) { return icap.SetName(0, n); },
+         [&](char* b) { return icap.GetName(0, b); }, false},
+        {"OCMP", [&](const char* n) { return ocmp.SetName(0, n); },
+         [&](char* b) { return ocmp.GetName(0, b); }, false},
+        {"I2C bus", [&](const char* n) { return i2c.SetName(n); },
+         [&](char* b) { return i2c.GetName(b); }, false},
+        {"EEPROM", [&](const char* n) { return eeprom.SetName(n); },
+         [&](char* b) { return eeprom.GetName(b); }, false},
+        {"serial", [&](const char* n) { return serial.SetName(n); },
+         [&](char* b) { return serial.GetName(b); }, true},
+        {"N2K monitor", [&](const char* n) { return mon.SetName(n); },
+         [&](char* b) { return mon.GetName(b); }, false},
+        {"N2K generator", [&](const char* n) { return gen.SetName(n); },
+         [&](char* b) { return gen.GetName(b); }, false},
+    };
     std::string name(1000, 'n');
     name[0] = 'N';
-    EXPECT_EQ(mon.SetName(name.c_str()), 0);
-    name[0] = 'Z';  // the object keeps its own copy
-    EXPECT_EQ(mon.GetName(buffer), 0);
-    EXPECT_EQ(std::string(buffer).size(), 255u) << "a 256-byte buffer holds every name";
-    EXPECT_EQ(buffer[0], 'N');
-    EXPECT_EQ(mon.SetName(nullptr), -1);
-    EXPECT_EQ(mon.GetName(nullptr), -1);
-    EXPECT_EQ(mon.GetName(buffer), 0);
-    EXPECT_EQ(buffer[0], 'N') << "a refused name changes nothing";
+    name.back() = 'E';
+    const std::string kept = name;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.kind);
+        const int whole = row.lengths ? 1000 : 0;
+        char buffer[1100] = "x";
+        EXPECT_EQ(row.get(buffer), 0);
+        EXPECT_STREQ(buffer, "") << "no name yet";
+        EXPECT_EQ(row.set(name.c_str()), whole);
+        name[0] = 'Z';  // the object keeps its own copy
+        EXPECT_EQ(row.get(buffer), whole);
+        EXPECT_EQ(buffer, kept);
+        name[0] = 'N';
+        EXPECT_EQ(row.set(nullptr), -1);
+        EXPECT_EQ(row.get(nullptr), -1);
+        {
+            const Peripheral::ShownNameBound bound(256);
+            char shown[256];
+            row.get(shown);
+            EXPECT_EQ(shown, kept.substr(0, 255)) << "a panel's buffer shows the start";
+        }
+        EXPECT_EQ(row.get(buffer), whole) << "a refused name changes nothing, the bound is gone";
+        EXPECT_EQ(buffer, kept);
+    }
+    ASSERT_EQ(i2c.AddSlave(0x50, Ferrow_I2C_c::SlaveFn{}, nullptr, name.c_str()), 0);
+    EXPECT_EQ(i2c.SA2Dat(0x50)->name, kept) << "an I2C slave's name";
 }
 
 TEST(Peripheral, APeripheralMayOutliveItsEmulator) {
