@@ -2,7 +2,26 @@
 
 #include "MonitorBoard.h"
 
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <random>
+
 namespace monitor {
+
+namespace {
+
+uint32_t RandomStart() {
+    try {
+        return std::random_device{}();
+    } catch (const std::exception&) {
+        const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+        return static_cast<uint32_t>(now) ^ static_cast<uint32_t>(::getpid()) << 11;
+    }
+}
+
+}  // namespace
 
 uint64_t AddressClaim::MakeName(uint32_t uniqueNumber) {
     return uint64_t{uniqueNumber & kUniqueNumberMask} |
@@ -13,6 +32,17 @@ uint64_t AddressClaim::MakeName(uint32_t uniqueNumber) {
            uint64_t{kSystemInstance & 0xFu} << 56 |
            uint64_t{kIndustryGroup & 0x7u} << 60 |
            uint64_t{kArbitraryAddressCapable & 0x1u} << 63;
+}
+
+uint32_t AddressClaim::FreshUniqueNumber() {
+    // An odd stride visits all 2^21 numbers before it repeats one.
+    constexpr uint32_t kStride = 0x9E3779B1;
+    static const uint32_t start = RandomStart();
+    static std::atomic<uint32_t> drawn{0};
+    for (;;) {
+        const uint32_t number = (start + drawn.fetch_add(1) * kStride) & kUniqueNumberMask;
+        if (number != 0) return number;
+    }
 }
 
 bool AddressClaim::Begin(uint8_t preferred, uint32_t nowMs) {

@@ -24,6 +24,9 @@ public:
 
     // The 64-bit NAME of this device for a unique number.
     static uint64_t MakeName(uint32_t uniqueNumber);
+    // A unique number for a device that has none yet: never 0, never the same
+    // twice in one process, and from a random start in each process.
+    static uint32_t FreshUniqueNumber();
 
     explicit AddressClaim(uint64_t name = 0) : name_(name) {}
 

@@ -56,12 +56,14 @@ constexpr unsigned short kI2cSensor = 0x48;
 constexpr int kSensorTemperatureRegister = 0;
 constexpr unsigned short kSensorReadLength = 2;
 
-// EEPROM: one 7-byte settings record at 0.
+// EEPROM: one 10-byte settings record at 0. Version 1 (7 bytes, no unique
+// number) is still read.
 constexpr unsigned long kEepromSize = 256;
 constexpr unsigned short kSettingsAddress = 0;
 constexpr unsigned char kSettingsMagic0 = 'F';
 constexpr unsigned char kSettingsMagic1 = 'M';
-constexpr unsigned char kSettingsVersion = 1;
+constexpr unsigned char kSettingsVersion = 2;
+constexpr unsigned char kSettingsVersionV1 = 1;
 constexpr unsigned char kDefaultAddress = 35;
 constexpr unsigned char kDefaultInstance = 0;
 constexpr unsigned char kDefaultBacklightStep = 0;
@@ -70,8 +72,8 @@ constexpr unsigned char kDefaultBacklightStep = 0;
 constexpr unsigned long kConsoleBaud = 115200;
 constexpr const char* kConsoleName = "CONSOLE";
 
-// NAME fields.
-constexpr uint32_t kDefaultUniqueNumber = 0x0ADE5;
+// NAME fields. The unique number (21 bits, never 0) is the device's own: the
+// EEPROM's serial number when one is set, otherwise drawn at first start.
 constexpr uint32_t kUniqueNumberMask = 0x1FFFFF;
 constexpr uint16_t kManufacturer = 2046;
 constexpr uint8_t kDeviceInstance = 0;

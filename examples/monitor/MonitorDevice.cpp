@@ -45,17 +45,21 @@ MonitorDevice* DeviceOf(const void* emu) {
 
 double Celsius(uint32_t milliKelvin) { return (static_cast<double>(milliKelvin) - 273150) / 1000; }
 
-// An instance in decimal digits only.
-bool ParseInstance(const char* text, uint8_t& out) {
-    unsigned value = 0;
+// A number in decimal digits only, up to `max`.
+bool ParseDecimal(const char* text, uint32_t max, uint32_t& out) {
+    uint32_t value = 0;
     if (*text == '\0') return false;
     for (; *text != '\0'; ++text) {
         if (*text < '0' || *text > '9') return false;
-        value = value * 10 + static_cast<unsigned>(*text - '0');
-        if (value > kMaxInstance) return false;
+        value = value * 10 + static_cast<uint32_t>(*text - '0');
+        if (value > max) return false;
     }
-    out = static_cast<uint8_t>(value);
+    out = value;
     return true;
+}
+
+bool ParseUnique(const char* text, uint32_t& out) {
+    return ParseDecimal(text, kUniqueNumberMask, out) && out != 0;
 }
 
 char* SkipSpaces(char* text) {
@@ -108,9 +112,32 @@ MonitorDevice::~MonitorDevice() {
 }
 
 int MonitorDevice::Start(int argc, char** argv) {
+    TakeArguments(argc, argv);
     // Without a loop pace the emulator has no firmware functions to call.
     if (pace_ == 0) Main();
     return emu_->Start(argc, argv);
+}
+
+void MonitorDevice::TakeArguments(int argc, char** argv) {
+    constexpr const char kUnique[] = "--unique";
+    constexpr std::size_t kUniqueLength = sizeof kUnique - 1;
+    for (int i = 1; i < argc && argv != nullptr && argv[i] != nullptr; ++i) {
+        if (std::strncmp(argv[i], kUnique, kUniqueLength) != 0) continue;
+        const char* value = argv[i] + kUniqueLength;
+        if (*value == '=') {
+            ++value;
+        } else if (*value != '\0') {
+            continue;
+        } else {
+            value = i + 1 < argc && argv[i + 1] != nullptr ? argv[++i] : "";
+        }
+        uint32_t number = 0;
+        if (ParseUnique(value, number)) {
+            uniqueArgument_ = number;
+        } else {
+            badUniqueArgument_ = value;
+        }
+    }
 }
 
 int MonitorDevice::Stop() { return emu_->Stop(); }
@@ -153,15 +180,21 @@ void MonitorDevice::Main() {
     pwm.SetFreq(kPinBacklight, kBacklightHz);
     pwm.Enable(kPinBacklight, 1);
 
-    settings_.Load();
+    // A serial number programmed into the EEPROM names the device; without
+    // one, each device draws its own.
     const unsigned long serialNumber = emu_->eeprom->Get_Default_SN();
-    uniqueNumber_ = serialNumber == kNoSerialNumber
-                        ? kDefaultUniqueNumber
-                        : static_cast<uint32_t>(serialNumber) & kUniqueNumberMask;
-    claim_.SetName(AddressClaim::MakeName(uniqueNumber_));
+    const uint32_t programmed =
+        serialNumber == kNoSerialNumber ? 0 : static_cast<uint32_t>(serialNumber) & kUniqueNumberMask;
+    settings_.Load(programmed != 0 ? programmed : AddressClaim::FreshUniqueNumber());
+    if (uniqueArgument_) settings_.SetUniqueNumber(*uniqueArgument_);
+    claim_.SetName(AddressClaim::MakeName(settings_.UniqueNumber()));
     instance_ = settings_.Instance();
     ApplyBacklight();
     console_.Print("Ferrow demo monitor %s", kSoftwareVersion);
+    if (badUniqueArgument_) {
+        console_.Print("--unique \"%s\" refused; usage: --unique 1-2097151",
+                       badUniqueArgument_->c_str());
+    }
 
     emu_->t_init(1, kTickMs);
     emu_->t_interrupt_set(&TickEntry);
@@ -338,7 +371,7 @@ void MonitorDevice::SendNow(uint32_t pgn, uint8_t destination, int temperatureSo
         heartbeatSequence_ = heartbeatSequence_ >= kMaxHeartbeatSequence ? 0 : heartbeatSequence_ + 1;
         break;
     case pgn::kProductInformation:
-        N2kEncode::ProductInformation(msg, uniqueNumber_, source, destination);
+        N2kEncode::ProductInformation(msg, settings_.UniqueNumber(), source, destination);
         break;
     case pgn::kEngineRapid:
         N2kEncode::EngineRapid(msg, kEngineInstance, sensors_.EngineQuarterRpm(), source);
@@ -394,6 +427,13 @@ void MonitorDevice::SetInstance(uint8_t instance) {
     instance_ = settings_.Instance();
 }
 
+void MonitorDevice::SetUniqueNumber(uint32_t number) {
+    settings_.SetUniqueNumber(number);
+    // Other nodes learn the new NAME from a claim of the address we hold.
+    claim_.SetName(AddressClaim::MakeName(settings_.UniqueNumber()));
+    SendClaim();
+}
+
 void MonitorDevice::RunCommand(char* line) {
     char* word = SkipSpaces(line);
     char* end = word;
@@ -408,16 +448,25 @@ void MonitorDevice::RunCommand(char* line) {
     if (std::strcmp(word, "status") == 0) {
         PrintStatus();
     } else if (std::strcmp(word, "instance") == 0) {
-        uint8_t instance = 0;
-        if (ParseInstance(argument, instance)) {
-            SetInstance(instance);
+        uint32_t instance = 0;
+        if (ParseDecimal(argument, kMaxInstance, instance)) {
+            SetInstance(static_cast<uint8_t>(instance));
             console_.Print("instance %u saved", instance);
         } else {
             console_.Print("usage: instance 0-252");
         }
+    } else if (std::strcmp(word, "unique") == 0) {
+        uint32_t number = 0;
+        if (ParseUnique(argument, number)) {
+            SetUniqueNumber(number);
+            console_.Print("unique %u saved", number);
+        } else {
+            console_.Print("usage: unique 1-2097151");
+        }
     } else if (std::strcmp(word, "help") == 0) {
         console_.Print("status        readings and settings");
         console_.Print("instance N    set the instance, 0-252");
+        console_.Print("unique N      set the NAME's unique number, 1-2097151");
         console_.Print("help          this list");
     } else {
         console_.Print("unknown command: %s", word);
@@ -427,6 +476,7 @@ void MonitorDevice::RunCommand(char* line) {
 void MonitorDevice::PrintStatus() {
     console_.Print("address %u", claim_.Address());
     console_.Print("instance %u", settings_.Instance());
+    console_.Print("unique %u", settings_.UniqueNumber());
     console_.Print("engine room %.1f C", Celsius(sensors_.EngineRoomMilliKelvin()));
     console_.Print("sea %.1f C", Celsius(sensors_.SeaMilliKelvin()));
     if (const std::optional<uint32_t> cabin = sensors_.CabinMilliKelvin()) {

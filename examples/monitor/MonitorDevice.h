@@ -17,6 +17,8 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <optional>
+#include <string>
 
 class Ferrow_c;
 struct N2KMsg;
@@ -38,7 +40,9 @@ public:
     MonitorDevice& operator=(const MonitorDevice&) = delete;
 
     Ferrow_c* Emulator() const { return emu_; }
-    // Runs the firmware's main, connects and claims an address.
+    // Runs the firmware's main, connects and claims an address. Of the
+    // arguments it takes `--unique N` (or `--unique=N`): the NAME's unique
+    // number, 1 to 2097151, stored as from the console; it ignores the rest.
     int Start(int argc, char** argv);
     int Stop();
     // One pass of the firmware's main loop.
@@ -55,6 +59,7 @@ private:
     static int AppInitEntry(void* emu);
     static void TickEntry(void* emu);
 
+    void TakeArguments(int argc, char** argv);
     void Main();
     int AppInit();
     // The periodic interrupt: samples inputs and debounces the button.
@@ -74,6 +79,7 @@ private:
     void SendTemperatures(uint8_t sid, int onlySource);
     void Send(N2KMsg& msg);
     void SetInstance(uint8_t instance);
+    void SetUniqueNumber(uint32_t number);
     void ApplyBacklight();
     void RunCommand(char* line);
     void PrintStatus();
@@ -89,7 +95,9 @@ private:
     monitor::Console console_;
     monitor::Sensors sensors_;
     monitor::AddressClaim claim_;
-    uint32_t uniqueNumber_ = 0;
+    // From the command line, for main: a number, or a bad one to report.
+    std::optional<uint32_t> uniqueArgument_;
+    std::optional<std::string> badUniqueArgument_;
     bool mainRan_ = false;
     bool trafficStarted_ = false;
     bool alarm_ = false;

@@ -4,7 +4,9 @@
 // console commands into the serial panel and watch the traffic on the NMEA
 // 2000 monitor. Without one, it runs headless: it prints the console's lines
 // and a summary line a second, takes console commands typed on standard
-// input, and runs until Ctrl-C.
+// input, and runs until Ctrl-C. `--unique N` gives the device the NAME's
+// unique number N (1 to 2097151) and stores it; without it a device keeps the
+// one it drew at its first start.
 #include "Bench.h"
 #include "MonitorBoard.h"
 #include "MonitorDevice.h"

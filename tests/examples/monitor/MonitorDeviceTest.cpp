@@ -124,8 +124,10 @@ TEST(MonitorDevice, SensorsReachTheBusConverted) {
 }
 
 TEST(MonitorDevice, ClaimsDefendsAndGivesWayByName) {
+    // No unique number given: the EEPROM's serial number supplies it.
     constexpr unsigned long kSerial = 0x12345678;
     MonitorRig rig;
+    rig.args.clear();
     rig.Start(0, SerialNumber(kSerial));
     ASSERT_FALSE(rig.heard.empty()) << "no claim at start";
     const uint64_t name = Le(rig.heard.front().msg, 0, 8);
@@ -171,7 +173,7 @@ TEST(MonitorDevice, ClaimsDefendsAndGivesWayByName) {
     ExpectClaim(moved.front().msg, 37, name);
     ExpectAllAfter(rig, t + 10, [](const N2KMsg& m) { return m.addressA == 37; });
     EXPECT_TRUE(rig.Printed("address 35 taken, claiming 37"));
-    EXPECT_EQ(rig.Record(), Settings(37, 0, 0));
+    EXPECT_EQ(rig.Record(), Settings(37, 0, 0, kSerial & kUniqueMask));
 
     // An ISO request for 60928, to all or to us: our claim, to all.
     for (uint8_t to : {kGlobal, uint8_t(37)}) {
@@ -198,20 +200,36 @@ TEST(MonitorDevice, ClaimsDefendsAndGivesWayByName) {
     ExpectAllAfter(rig, t + 10, [](const N2KMsg& m) { return m.pgn == kClaimPgn; });
 }
 
-TEST(MonitorDevice, TwoDevicesWithOneStoredAddressSettleOnTwo) {
-    MonitorRig lower;
-    MonitorRig higher(lower.Network());
-    lower.Start(0, SerialNumber(1001));
-    higher.Start(0, SerialNumber(1002));
+TEST(MonitorDevice, TwoDevicesWithDefaultSettingsHaveTwoNamesAndTwoAddresses) {
+    MonitorRig first;
+    MonitorRig second(first.Network());
+    first.args.clear();
+    second.args.clear();
+    first.Start();
+    second.Start();
     for (int i = 0; i < 200; ++i) {
-        lower.Step(10);
-        higher.Step(10);
+        first.Step(10);
+        second.Step(10);
     }
-    EXPECT_EQ(lower.device->SourceAddress(), kDefaultAddress);
-    EXPECT_EQ(higher.device->SourceAddress(), 36);
+    EXPECT_EQ(std::set<int>({first.device->SourceAddress(), second.device->SourceAddress()}),
+              (std::set<int>{kDefaultAddress, 36}));
     std::set<int> senders;
-    for (const Heard& h : lower.Of(kEnginePgn, 1500)) senders.insert(h.msg.addressA);
+    for (const Heard& h : first.Of(kEnginePgn, 1500)) senders.insert(h.msg.addressA);
     EXPECT_EQ(senders, (std::set<int>{kDefaultAddress, 36}));
+    // The lower NAME kept the address both wanted; each NAME is the one its device stored.
+    const auto nameAt = [&](int address) {
+        return Le(first.Last(kClaimPgn, 0, [=](const N2KMsg& m) { return m.addressA == address; }),
+                  0, 8);
+    };
+    EXPECT_LT(nameAt(kDefaultAddress), nameAt(36));
+    std::set<uint32_t> stored;
+    for (MonitorRig* rig : {&first, &second}) {
+        const uint32_t unique = UniqueIn(rig->Record());
+        EXPECT_NE(unique, 0u);
+        EXPECT_EQ(nameAt(rig->device->SourceAddress()) & kUniqueMask, unique);
+        stored.insert(unique);
+    }
+    EXPECT_EQ(stored.size(), 2u) << "two devices drew one unique number";
 }
 
 TEST(MonitorDevice, AnswersIsoRequests) {
@@ -447,9 +465,9 @@ TEST(MonitorDevice, SerialConsoleCommands) {
         return std::vector<std::string>(rig.console.begin() + long(from), rig.console.end());
     };
     using Lines = std::vector<std::string>;
-    const Lines status = {"address 35",      "instance 0",     "engine room 26.0 C",
-                          "sea 15.0 C",      "cabin 21.5 C",   "battery 12.6 V",
-                          "engine 1500 rpm", "backlight 100 %"};
+    const Lines status = {"address 35",         "instance 0",   "unique 4660",
+                          "engine room 26.0 C", "sea 15.0 C",   "cabin 21.5 C",
+                          "battery 12.6 V",     "engine 1500 rpm", "backlight 100 %"};
     EXPECT_EQ(run("status\r"), status);
     EXPECT_EQ(run("status\n"), status);
     EXPECT_EQ(run("status\r\n"), status) << "CR LF is one line end";
@@ -470,6 +488,20 @@ TEST(MonitorDevice, SerialConsoleCommands) {
     EXPECT_EQ(run("instance 0\rbogus\r"), (Lines{"instance 0 saved", "unknown command: bogus"}));
     EXPECT_EQ(rig.device->Instance(), 0);
 
+    // A new unique number is stored and goes out at once in a claim of the address held.
+    const unsigned long before = rig.Now();
+    EXPECT_EQ(run("unique 2097151\r"), Lines{"unique 2097151 saved"});
+    ExpectClaim(rig.Last(kClaimPgn, before + 10), kDefaultAddress,
+                (Le(rig.heard.front().msg, 0, 8) & ~uint64_t{kUniqueMask}) | kUniqueMask);
+    EXPECT_EQ(rig.Record(), Settings(35, 0, 0, kUniqueMask));
+    for (const char* junk : {"unique 0", "unique 2097152", "unique -5", "unique 12a", "unique",
+                             "unique 99999999999999999999"}) {
+        EXPECT_EQ(run(std::string(junk) + "\r"), Lines{"usage: unique 1-2097151"}) << junk;
+    }
+    EXPECT_EQ(run("unique 1\r"), Lines{"unique 1 saved"});
+    EXPECT_EQ(rig.Record(), Settings(35, 0, 0, 1));
+    EXPECT_EQ(run("unique 4660\r"), Lines{"unique 4660 saved"});
+
     const std::string longest(63, 'x');
     EXPECT_EQ(run(longest + "\r"), Lines{"unknown command: " + longest});
     EXPECT_EQ(run(longest + "y\r"), Lines{"line too long"});
@@ -478,7 +510,7 @@ TEST(MonitorDevice, SerialConsoleCommands) {
 
     std::string help;
     for (const std::string& line : run("help\r")) help += line + "\n";
-    for (const char* command : {"status", "instance", "help"}) {
+    for (const char* command : {"status", "instance", "unique", "help"}) {
         EXPECT_NE(help.find(command), std::string::npos) << command << " missing from help";
     }
 }
@@ -500,35 +532,63 @@ TEST(MonitorDevice, RestartKeepsSettingsAndABadImageGivesDefaults) {
     const auto boot = [&](int address, int instance, unsigned long duty) {
         rig.Shutdown();
         rig.heard.clear();
+        rig.console.clear();
         rig.Start();
         ASSERT_FALSE(rig.heard.empty());
-        ExpectClaim(rig.heard.front().msg, uint8_t(address), Le(rig.heard.front().msg, 0, 8));
+        const N2KMsg& claim = rig.heard.front().msg;
+        ExpectClaim(claim, uint8_t(address), Le(claim, 0, 8));
+        EXPECT_EQ(Le(claim, 0, 8) & kUniqueMask, UniqueIn(rig.Record())) << "NAME not as stored";
         EXPECT_EQ(rig.device->Instance(), instance);
         rig.Step(2100);
         EXPECT_EQ(rig.device->SourceAddress(), address);
         EXPECT_EQ(rig.Backlight(), duty);
         EXPECT_EQ(rig.Last(kTemperaturePgn).data[1], instance);
     };
+    // Without a command line the stored unique number stays.
+    rig.args.clear();
     boot(36, 12, 10000);
+    EXPECT_EQ(rig.Record(), Settings(36, 12, 2));
 
+    rig.args = {"--unique"};
     std::vector<uint8_t> badChecksum = Settings(77, 5, 2);
-    badChecksum[6] ^= 0x01;
+    badChecksum[9] ^= 0x01;
     const std::pair<const char*, std::vector<uint8_t>> bad[] = {
         {"checksum", badChecksum},
-        {"magic", Sealed({'F', 'N', 1, 77, 5, 2})},
-        {"version", Sealed({'F', 'M', 2, 77, 5, 2})},
-        {"blank", std::vector<uint8_t>(7, 0xFF)},
+        {"magic", Sealed({'F', 'N', 2, 77, 5, 2, 1, 0, 0})},
+        {"version", Sealed({'F', 'M', 3, 77, 5, 2, 1, 0, 0})},
+        {"unique number 0", Sealed({'F', 'M', 2, 77, 5, 2, 0, 0, 0})},
+        {"unique number above 21 bits", Sealed({'F', 'M', 2, 77, 5, 2, 0, 0, 0x20})},
+        {"version 1 checksum", Sealed({'F', 'M', 1, 77, 5, 2, 1})},
+        {"blank", std::vector<uint8_t>(10, 0xFF)},
     };
     for (const auto& [what, image] : bad) {
         SCOPED_TRACE(std::string("bad ") + what);
         rig.Shutdown();
         rig.Record(image);
         boot(35, 0, 100000);
-        EXPECT_EQ(rig.Record(), Settings(35, 0, 0));
+        const std::vector<uint8_t> record = rig.Record();
+        EXPECT_NE(UniqueIn(record), 0u);
+        EXPECT_EQ(record, Settings(35, 0, 0, UniqueIn(record)));
+        EXPECT_TRUE(rig.Printed("--unique \"\" refused; usage: --unique 1-2097151"));
     }
+
+    // A version 1 record keeps its settings and gains a unique number of its own.
+    rig.args.clear();
     rig.Shutdown();
-    rig.Record(Settings(77, 5, 3));
+    rig.Record(Sealed({'F', 'M', 1, 77, 5, 3}));
     boot(77, 5, 0);
+    const uint32_t drawn = UniqueIn(rig.Record());
+    EXPECT_NE(drawn, 0u);
+    EXPECT_EQ(rig.Record(), Settings(77, 5, 3, drawn));
+
+    // The command line's number replaces the stored one; a bad one leaves it.
+    rig.args = {"--unique=99"};
+    boot(77, 5, 0);
+    EXPECT_EQ(rig.Record(), Settings(77, 5, 3, 99));
+    rig.args = {"--unique", "2097152"};
+    boot(77, 5, 0);
+    EXPECT_TRUE(rig.Printed("--unique \"2097152\" refused; usage: --unique 1-2097151"));
+    EXPECT_EQ(rig.Record(), Settings(77, 5, 3, 99));
 }
 
 }  // namespace

@@ -19,9 +19,8 @@ TEST(MonitorPeer, CanboatjsDecodesWhatItSends) {
     TempDir peerDir;
     const std::string log = peerDir.File("frames.log");
     MonitorRig rig("tcp-listen:" + std::to_string(FreeLoopbackPort()), log);
-    constexpr unsigned long kSerial = 0x12345678;
-    const std::string unique = std::to_string(kSerial & 0x1FFFFF);
-    rig.Boot(0, true, [](Ferrow_c& emu) { emu.eeprom->Set_Default_SN(kSerial); });
+    const std::string unique = std::to_string(kUnique);
+    rig.Boot();
     rig.Calm();
     rig.Step(2600);
     ASSERT_EQ(rig.Emu()->n2kGen->PutISORequest(kProductInfoPgn, kTool, kDefaultAddress, 0), 1);

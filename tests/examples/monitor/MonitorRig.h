@@ -35,6 +35,8 @@ constexpr uint8_t kGlobal = 255;
 constexpr uint8_t kDefaultAddress = 35;
 constexpr uint8_t kCannotClaim = 254;
 constexpr uint8_t kTool = 0x50;  // the node that requests and commands in these tests
+constexpr uint32_t kUnique = 4660;  // the NAME's unique number the rig gives on the command line
+constexpr uint32_t kUniqueMask = 0x1FFFFF;
 constexpr uint32_t kClaimPgn = 60928;
 constexpr uint32_t kIsoRequestPgn = 59904;
 constexpr uint32_t kIsoAckPgn = 59392;
@@ -82,15 +84,21 @@ inline N2KMsg Claim(uint8_t address, uint64_t name) {
     return Message(kClaimPgn, 6, address, kGlobal, 1, bytes);
 }
 
-// A settings record: the six bytes and the checksum that makes the seven sum to 0.
+// A settings record: its bytes and the checksum that makes them all sum to 0.
 inline std::vector<uint8_t> Sealed(std::vector<uint8_t> bytes) {
     unsigned sum = 0;
     for (uint8_t b : bytes) sum += b;
     bytes.push_back(uint8_t(0x100 - (sum & 0xFF)));
     return bytes;
 }
-inline std::vector<uint8_t> Settings(int address, int instance, int backlight) {
-    return Sealed({'F', 'M', 1, uint8_t(address), uint8_t(instance), uint8_t(backlight)});
+inline std::vector<uint8_t> Settings(int address, int instance, int backlight,
+                                     uint32_t unique = kUnique) {
+    return Sealed({'F', 'M', 2, uint8_t(address), uint8_t(instance), uint8_t(backlight),
+                   uint8_t(unique), uint8_t(unique >> 8), uint8_t(unique >> 16)});
+}
+// The unique number a record holds.
+inline uint32_t UniqueIn(const std::vector<uint8_t>& record) {
+    return record.size() < 9 ? 0 : record[6] | record[7] << 8 | record[8] << 16;
 }
 
 struct Heard {
@@ -133,9 +141,12 @@ public:
         device = std::make_unique<MonitorDevice>(options);
         if (manualTime) Emu()->t_set_overwrite(1);
         if (prepare) prepare(*Emu());
-        char name[] = "ferrow_monitor_tests";
-        char* argv[] = {name, nullptr};
-        EXPECT_EQ(device->Start(1, argv), 0);
+        std::vector<std::string> words = {"ferrow_monitor_tests"};
+        words.insert(words.end(), args.begin(), args.end());
+        std::vector<char*> argv;
+        for (std::string& word : words) argv.push_back(word.data());
+        argv.push_back(nullptr);
+        EXPECT_EQ(device->Start(int(words.size()), argv.data()), 0);
         bench = std::make_unique<Bench>(*device);
         now_ = 0;
         Collect();
@@ -244,7 +255,7 @@ public:
         return found.empty() ? N2KMsg{} : found.back().msg;
     }
 
-    // The settings record (the EEPROM's first seven bytes), written first when `image` is given,
+    // The settings record (the EEPROM's first ten bytes), written first when `image` is given,
     // seen through an EEPROM object of its own.
     std::vector<uint8_t> Record(std::vector<uint8_t> image = {}) const {
         const std::string config = dir.File("eeprom-tool.cfg");
@@ -252,12 +263,14 @@ public:
         Ferrow_c emu(nullptr, nullptr, Eeprom().c_str(), config.c_str(), 0);
         Ferrow_EEPROM_c eeprom(&emu, 0, 256, 1);
         if (!image.empty()) eeprom.WN(0, image.data(), static_cast<unsigned short>(image.size()));
-        image.resize(7);
-        eeprom.RN(0, image.data(), 7);
+        image.resize(10);
+        eeprom.RN(0, image.data(), 10);
         return image;
     }
 
     TempDir dir;
+    // The command line after the program's name at the next Boot.
+    std::vector<std::string> args = {"--unique", std::to_string(kUnique)};
     std::unique_ptr<MonitorDevice> device;
     std::unique_ptr<Bench> bench;
     std::vector<Heard> heard;
