@@ -23,6 +23,8 @@ constexpr uint8_t kPriorityHeartbeat = 7;
 constexpr uint8_t kNakControl = 1;
 constexpr uint8_t kNoGroupFunction = 0xFF;
 constexpr std::size_t kProductTextWidth = 32;
+// The heartbeat's interval goes out in units of 0.01 s (6000 for 60 s), as
+// decoders read the field.
 constexpr uint16_t kHeartbeatOffset = static_cast<uint16_t>(kHeartbeatIntervalMs / 10);
 // Controller 1, controller 2 and equipment states 0, the two reserved bits set.
 constexpr uint8_t kHeartbeatStates = 0xC0;

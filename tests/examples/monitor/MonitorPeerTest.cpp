@@ -1,7 +1,8 @@
 // What the demo monitor sends, recorded as CAN frames by its gateway and
 // decoded by canboatjs (tests/peer/decode.js): the claim's NAME fields, the
-// temperatures in kelvin, the battery voltage, the engine speed and the
-// product information read there as the device documents them.
+// temperatures in kelvin, the battery voltage, the engine speed, the
+// heartbeat's interval and the product information read there as the device
+// documents them.
 #include "tests/examples/monitor/MonitorRig.h"
 #include "tests/support/CanboatPeer.h"
 #include "tests/support/FreeLoopbackPort.h"
@@ -64,6 +65,8 @@ TEST(MonitorPeer, CanboatjsDecodesWhatItSends) {
     const std::tuple<uint32_t, ferrow::test::Fields, double> readings[] = {
         {kBatteryPgn, {{"instance", "0"}, {"voltage", "12.6"}}, 0.011},
         {kEnginePgn, {{"instance", "0"}, {"speed", "1500"}}, 8},
+        // The transmit interval in its 0.01 s resolution: 60 s, not 10 minutes or 6 s.
+        {kHeartbeatPgn, {{"dataTransmitOffset", "\"00:01:00\""}, {"sequenceCounter", "0"}}, 0},
         {kProductInfoPgn,
          {{"nmea2000Version", "2.1"}, {"productCode", "1"},
           {"modelId", "\"Ferrow demo monitor\""}, {"softwareVersionCode", "\"1.0.0\""},
