@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -37,6 +38,10 @@ constexpr const char* kBadWidth = "Invalid configuration field width";
 constexpr const char* kBadType = "Invalid configuration field type";
 constexpr const char* kBadField = "Invalid configuration field";
 constexpr const char* kNoCapacity = "String field without capacity";
+constexpr const char* kNoCapacityHowTo =
+    " has no capacity: give the number of characters its variable holds, terminator included, "
+    "as the capacity argument of AddField(name, type, storage, 0, capacity)";
+constexpr const char* kSkipped = "Config keys skipped, value does not fit: ";
 constexpr const char* kBadString = "Configuration string cannot be written as quoted text";
 constexpr const char* kLineTooLong = "Configuration line too long";
 
@@ -61,6 +66,16 @@ int Guarded(std::recursive_mutex& lock, const char*& lastError, Op op) {
     }
     if (outcome.failure) ferrow::platform::MessageReport::Beep();
     return outcome.result;
+}
+
+// Why the value being read does not fit its variable, set by the readers just
+// before they refuse it. The readers may run in a subclass hook whose
+// signature has no room for it; the load loop reads it on the same thread.
+thread_local std::string t_doesNotFit;
+
+bool DoesNotFit(std::string reason) {
+    t_doesNotFit = std::move(reason);
+    return false;
 }
 
 // Integer variables are little-endian two's complement of any width from 1
@@ -121,7 +136,8 @@ bool ReadDecimal(const char* text, std::uint64_t& value) {
     char* end = nullptr;
     errno = 0;
     const long long parsed = std::strtoll(text, &end, 10);
-    if (end == text || errno == ERANGE) return false;
+    if (end == text) return false;
+    if (errno == ERANGE) return DoesNotFit("beyond 64 bits");
     value = static_cast<std::uint64_t>(parsed);
     return true;
 }
@@ -130,7 +146,8 @@ bool ReadHex(const char* text, std::uint64_t& value) {
     char* end = nullptr;
     errno = 0;
     const unsigned long long parsed = std::strtoull(text, &end, 16);
-    if (end == text || errno == ERANGE) return false;
+    if (end == text) return false;
+    if (errno == ERANGE) return DoesNotFit("beyond 64 bits");
     value = parsed;
     return true;
 }
@@ -147,6 +164,10 @@ bool ReadFloating(const char* text, const char* end, void* storage) {
     }
     T value{};
     const auto parsed = std::from_chars(text, end, value, std::chars_format::general);
+    if (parsed.ec == std::errc::result_out_of_range) {
+        return DoesNotFit(sizeof(T) == sizeof(float) ? "beyond the range of a float"
+                                                     : "beyond the range of a double");
+    }
     if (parsed.ec != std::errc{}) return false;
     std::memcpy(storage, &value, sizeof value);
     return true;
@@ -194,7 +215,11 @@ struct CFG_File::Impl {
     bool hasPath = false;
     std::unique_ptr<char[]> text;
     char path[kPathSize] = {};
+    // Texts composed for one failure, naming its key. Each stays as long as
+    // the object does, so a pointer GetLastErrorText handed out never dangles.
+    std::deque<std::string> texts;
 
+    const char* Keep(std::string text);
     Outcome SetPath(const char* name);
     Outcome Init(const char* name, unsigned short capacity);
     Outcome Add(CFG_File& self, const Field& record);
@@ -203,6 +228,14 @@ struct CFG_File::Impl {
     Outcome Save(CFG_File& self, const char* target);
     const char* FormatLine(CFG_File& self, const Field& field);
 };
+
+const char* CFG_File::Impl::Keep(std::string text) {
+    for (const std::string& kept : texts) {
+        if (kept == text) return kept.c_str();
+    }
+    texts.push_back(std::move(text));
+    return texts.back().c_str();
+}
 
 // The path is built aside so that a refused name leaves the previous one.
 Outcome CFG_File::Impl::SetPath(const char* name) {
@@ -248,7 +281,11 @@ Outcome CFG_File::Impl::Init(const char* name, unsigned short capacity) {
 Outcome CFG_File::Impl::Add(CFG_File& self, const Field& record) {
     if (!open) return Silent();
     if (!record.name || !*record.name || !record.storage) return Fail(kBadField);
-    if (const char* refusal = self.CheckField(record)) return Fail(refusal);
+    if (const char* refusal = self.CheckField(record)) {
+        if (refusal != kNoCapacity) return Fail(refusal);
+        return Fail(Keep(std::string("Configuration string field ") + record.name +
+                         kNoCapacityHowTo));
+    }
     unsigned short at = 0;
     while (at < count && std::strcmp(table[at].name, record.name) != 0) ++at;
     if (at == maxFields) return Fail(kTooMany);
@@ -273,15 +310,25 @@ Outcome CFG_File::Impl::Load(CFG_File& self) {
     text[length] = '\0';
     const char* const textEnd = text.get() + length;
     const std::string_view all(text.get(), length);
+    // A value that does not fit refuses its own key only; one that cannot be
+    // read at all ends the load.
+    std::string skipped;
     for (unsigned short i = 0; i < count; ++i) {
         Field& field = table[i];
         const std::size_t at = all.find(field.name);
         if (at == std::string_view::npos) continue;
         const char* value = text.get() + at + std::strlen(field.name);
         while (*value == ' ' || *value == '=') ++value;
-        if (!LoadValue(self, field, value, textEnd)) return Fail(kInvalidFile);
+        t_doesNotFit.clear();
+        if (LoadValue(self, field, value, textEnd)) continue;
+        if (t_doesNotFit.empty()) {
+            if (skipped.empty()) return Fail(kInvalidFile);
+            return Fail(Keep(std::string(kInvalidFile) + ". " + kSkipped + skipped));
+        }
+        if (!skipped.empty()) skipped += ", ";
+        skipped += std::string(field.name) + " (" + t_doesNotFit + ")";
     }
-    return Ok();
+    return skipped.empty() ? Ok() : Fail(Keep(kSkipped + skipped));
 }
 
 bool CFG_File::Impl::LoadValue(CFG_File& self, Field& field, const char* value,
@@ -429,8 +476,8 @@ bool CFG_File::LoadOtherType(Field&, const char*, const char*) { return false; }
 const char* CFG_File::FormatOtherType(const Field&, char*, unsigned) { return kInvalidType; }
 
 // The value is everything between the first two double quotes behind the key;
-// it must fit the variable with its terminator and hold no NUL byte, which a
-// C string could not give back.
+// it must hold no NUL byte, which a C string could not give back, and fit the
+// variable with its terminator.
 bool CFG_File::LoadQuoted(Field& field, const char* valueText, const char* textEnd,
                           std::size_t unitSize) {
     const auto* open =
@@ -440,7 +487,10 @@ bool CFG_File::LoadQuoted(Field& field, const char* valueText, const char* textE
     const auto* close = static_cast<const char*>(std::memchr(first, '"', textEnd - first));
     if (!close) return false;
     const std::size_t length = close - first;
-    if (length >= field.capacity || std::memchr(first, '\0', length)) return false;
+    if (std::memchr(first, '\0', length)) return false;
+    if (length >= field.capacity) {
+        return DoesNotFit("longer than " + std::to_string(field.capacity - 1) + " characters");
+    }
     auto* units = static_cast<unsigned char*>(field.storage);
     for (std::size_t i = 0; i <= length; ++i) {
         const std::uint32_t unit = i < length ? static_cast<unsigned char>(first[i]) : 0;

@@ -1,8 +1,8 @@
 // Fuzz target for the configuration file. Any file content must load without
 // writing past a variable (each one is its own exactly-sized allocation, so
 // the address sanitizer sees an overrun), must leave every string terminated
-// within its capacity, and whatever a load produced must be saved and loaded
-// back unchanged.
+// within its capacity, must fail exactly when it leaves an error text, and
+// whatever a load produced must be saved and loaded back unchanged.
 #include "fuzz/FuzzSeeds.h"
 
 #include <ferrow/CFG_File.h>
@@ -215,7 +215,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CfgFile_c cfg;
     Require(cfg.Init(input.c_str(), kFieldCount) == 0, "Init failed");
     loaded.Register(cfg);
-    cfg.LoadFile();
+    const bool loadedWhole = cfg.LoadFile() == 0;
+    Require(loadedWhole == (*cfg.GetLastErrorText() == '\0'), "result and error text disagree");
     loaded.CheckStringsTerminated();
 
     // Loaded strings hold no quote and no NUL, so every line can be written.
@@ -248,6 +249,8 @@ extern "C" const char* const* FerrowFuzzSeeds() {
             "dec_8=9223372036854775808\nhex_8=10000000000000000\nflt_4=1e39\ndbl_8=nan\n",
             "str_c300=\"only one quote\n",
             "dbl_8=inf\nflt_4=-1e-45\ndec_3=-1\nstr_a1=\"x\"\n",
+            "str_b16=\"0123456789abcdef\"\ndec_4=5\nhex_8=10000000000000000\nflt_4=1e39\n"
+            "str_a1=\"x\"\ndbl_8=1\n",
         };
         const std::string key = "dec_4=123456\n";
         for (std::size_t end : {std::size_t{CFG_File::kTextSize} - 3,

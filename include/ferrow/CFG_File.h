@@ -6,10 +6,12 @@
 //
 // Reading is deliberately lenient: a key is the first occurrence of its name
 // anywhere in the first kTextSize - 1 bytes (also inside a longer key or a
-// value), followed by any run of spaces and '='. Nothing is ever changed
-// silently: a value that does not fit its variable fails the load instead of
-// being clamped or cut, and a value that could not be read back unchanged
-// fails the save before the file is touched.
+// value), followed by any run of spaces and '='. An integer keeps the low
+// bytes of its value, as the target would (300 in one byte is 44). Nothing
+// else is changed silently: a value that does not fit its variable refuses
+// that key alone, named in the error text, rather than being clamped or cut,
+// and a value that could not be read back unchanged fails the save before the
+// file is touched.
 #pragma once
 
 #include <ferrow/FerrowApi.h>
@@ -45,17 +47,20 @@ public:
     // -1. Integers take widths 1 to 8, floating point 4 or 8. A string field
     // needs to know how many units its variable holds, terminator included:
     // `capacity` when given, else `size`; a string field with neither is
-    // refused. A new name beyond the maxFields given to Init is refused with
+    // refused, with a text that names it and says how to give the capacity.
+    // A new name beyond the maxFields given to Init is refused with
     // "Too many configuration fields". A refusal changes no record.
     int AddField(const char* name, CfgFile_DataType_e type, void* storage, unsigned char size);
     int AddField(const char* name, CfgFile_DataType_e type, void* storage, unsigned char size,
                  unsigned long capacity);
     // Reads the file into every registered variable, or creates it when it
     // does not exist (a file that exists but cannot be opened is never
-    // overwritten). The first value that cannot be read ends the load with
-    // "Invalid Config File"; fields before it keep their new values. Numbers
-    // outside the range of 64 bits (or of the float or double) and strings
-    // longer than their capacity count as unreadable. 0 or -1.
+    // overwritten). A value that does not fit its variable (a number beyond
+    // 64 bits or beyond its float or double, a string longer than its
+    // capacity) leaves that variable alone and the load goes on; the error
+    // text names every such key and the result is -1. The first value that
+    // cannot be read at all ends the load with "Invalid Config File"; fields
+    // before it keep their new values, later ones are untouched. 0 or -1.
     int LoadFile();
     // Writes every registered field; null means the object's own path. Every
     // line is formatted before the file is opened, so a field that cannot be
@@ -63,7 +68,8 @@ public:
     // buffer) fails the save and leaves the file as it was. 0 or -1.
     int SaveFile(const char* pathName = nullptr);
 
-    // The text left by the last failure; empty after Init.
+    // The text left by the last failure; empty after Init. It stays valid as
+    // long as the object does.
     const char* GetLastErrorText() const;
     // The full path, or an empty string before one is set.
     const char* GetPathName() const;
@@ -77,7 +83,8 @@ protected:
     // Null when the record may be registered, else the refusal text.
     virtual const char* CheckField(const Field& field) const;
     // Reads the value at `valueText` (the text behind the key, which ends at
-    // `textEnd`); false when it cannot be converted.
+    // `textEnd`); false when it cannot be converted or does not fit. A string
+    // read through LoadQuoted that is too long is told apart as not fitting.
     virtual bool LoadOtherType(Field& field, const char* valueText, const char* textEnd);
     // Formats one whole line into `line` (at most `lineSize` bytes with its
     // terminator); null on success, else the failure text.

@@ -2,7 +2,11 @@
 // accepts and refuses, and that no file content or registration overruns a
 // variable, the text buffer or the path buffer.
 #include <ferrow/CFG_File.h>
+#include <ferrow/CfgFile_c.h>
+#include <ferrow/Ferrow_c.h>
 
+#include "core/Ferrow_Ctx_c.h"
+#include "platform/Text.h"
 #include "tests/support/CapturedMessages.h"
 #include "tests/support/TempDir.h"
 
@@ -19,6 +23,7 @@
 
 namespace {
 
+using ferrow::platform::Text;
 using ferrow::test::CapturedMessages;
 using ferrow::test::TempDir;
 
@@ -152,43 +157,101 @@ TEST(CfgFileReader, ReadsStringsAndFloatingPoint) {
     EXPECT_EQ(7.0, i);
 }
 
-TEST(CfgFileReader, FailsOnUnreadableValueAndLeavesVariableUntouched) {
-    struct Case { std::string text; CfgFile_DataType_e type; unsigned char width; };
+// BEFORE and AFTER around the bad key show whether the load went on.
+TEST(CfgFileReader, SkipsAValueThatDoesNotFitAloneAndStopsAtOneThatCannotBeRead) {
+    struct Case {
+        std::string value;
+        CfgFile_DataType_e type;
+        unsigned char width;
+        const char* doesNotFit;  // null: the value cannot be read at all
+    };
     const Case cases[] = {
-        {"KEY=abc", kDec, 4}, {"KEY=", kDec, 4}, {"KEY=+", kDec, 4},
-        {"KEY=9223372036854775808", kDec, 8}, {"KEY=-9223372036854775809", kDec, 8},
-        {"KEY=xyz", kHex, 4}, {"KEY=0x10000000000000000", kHex, 8},
-        {"KEY=\"abc", kStr, 16}, {"KEY=abc", kStr, 16}, {"KEY=\"0123456789abcdef\"", kStr, 16},
-        {std::string("KEY=\"ab\0c\"", 10), kStr, 16},
-        {"KEY=x", kDbl, 8}, {"KEY=+-1", kDbl, 8}, {"KEY=1e999", kDbl, 8}, {"KEY=1e39", kDbl, 4},
+        {"9223372036854775808", kDec, 8, "beyond 64 bits"},
+        {"-9223372036854775809", kDec, 8, "beyond 64 bits"},
+        {"0x10000000000000000", kHex, 8, "beyond 64 bits"},
+        {"\"0123456789abcdef\"", kStr, 16, "longer than 15 characters"},
+        {"1e999", kDbl, 8, "beyond the range of a double"},
+        {"1e39", kDbl, 4, "beyond the range of a float"},
+        {"abc", kDec, 4, nullptr}, {"", kDec, 4, nullptr}, {"+", kDec, 4, nullptr},
+        {"xyz", kHex, 4, nullptr}, {"\"abc", kStr, 16, nullptr}, {"abc", kStr, 16, nullptr},
+        {std::string("\"ab\0c\"", 6), kStr, 16, nullptr},
+        {"x", kDbl, 8, nullptr}, {"+-1", kDbl, 8, nullptr},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
+        SCOPED_TRACE(c.value);
         Scratch s;
-        s.Write(c.text);
+        const std::string text = "BEFORE=1\nKEY=" + c.value + "\nAFTER=3\n";
+        s.Write(text);
+        std::int32_t before = 7, after = 9;
         Slot slot;
+        s.cfg.AddField("BEFORE", kDec, &before, 4);
         s.cfg.AddField("KEY", c.type, slot.At(), c.width);
+        s.cfg.AddField("AFTER", kDec, &after, 4);
         CapturedMessages messages;
         EXPECT_EQ(-1, s.cfg.LoadFile());
-        EXPECT_STREQ("Invalid Config File", s.cfg.GetLastErrorText());
+        const std::string error =
+            c.doesNotFit ? std::string("Config keys skipped, value does not fit: KEY (") +
+                               c.doesNotFit + ")"
+                         : "Invalid Config File";
+        EXPECT_EQ(error, s.cfg.GetLastErrorText());
         EXPECT_EQ(1, messages.Beeps());
         EXPECT_TRUE(messages.Shown().empty());
         EXPECT_TRUE(slot.FillIntactOutside(0));
-        EXPECT_EQ(c.text, s.Read());
+        EXPECT_EQ(1, before);
+        EXPECT_EQ(c.doesNotFit ? 3 : 9, after);
+        EXPECT_EQ(text, s.Read());
     }
+
+    // Every key that does not fit is named, and a later unreadable value
+    // keeps them; a text handed out earlier stays readable.
+    Scratch s;
+    char first[4] = "a", second[4] = "b";
+    std::int32_t number = 0;
+    s.cfg.AddField("S1", kStr, first, sizeof first);
+    s.cfg.AddField("N", kDec, &number, 4);
+    s.cfg.AddField("S2", kStr, second, sizeof second);
+    s.Write("S2=\"long\" S1=\"abcd\" N=5\n");
+    EXPECT_EQ(-1, s.cfg.LoadFile());
+    const char* const skipped = s.cfg.GetLastErrorText();
+    const std::string named = "Config keys skipped, value does not fit: S1 (longer than 3 "
+                              "characters), S2 (longer than 3 characters)";
+    EXPECT_EQ(named, skipped);
+    EXPECT_EQ(5, number);
+    EXPECT_STREQ("a", first);
+    EXPECT_STREQ("b", second);
+    std::int32_t bad = 0;
+    s.cfg.AddField("BAD", kDec, &bad, 4);
+    s.Write("S1=\"long\" BAD=zz\n");
+    EXPECT_EQ(-1, s.cfg.LoadFile());
+    EXPECT_EQ("Invalid Config File. Config keys skipped, value does not fit: S1 (longer than 3 "
+              "characters)",
+              std::string(s.cfg.GetLastErrorText()));
+    EXPECT_EQ(named, skipped);
 }
 
-TEST(CfgFileReader, StopsAtFirstBadValueWithEarlierFieldsUpdated) {
-    Scratch s;
-    s.Write("A=1\nB=oops\nC=3\n");
-    std::int32_t a = 0, b = 7, c = 9;
-    s.cfg.AddField("A", kDec, &a, 4);
-    s.cfg.AddField("B", kDec, &b, 4);
-    s.cfg.AddField("C", kDec, &c, 4);
-    EXPECT_EQ(-1, s.cfg.LoadFile());
-    EXPECT_EQ(1, a);
-    EXPECT_EQ(7, b);
-    EXPECT_EQ(9, c);
+// As a user meets it: a hand-edited file whose EEPROM name is too long still
+// gives the emulator the settings written after it, whichever class reads it.
+TEST(CfgFileReader, AnOverLongEepromNameLeavesTheKeysAfterItToTheEmulator) {
+    for (unsigned long flags : {0ul, FERROW_CFG_GATEWAY}) {
+        for (unsigned length : {Ferrow_Ctx_c::kNameUnits - 1, Ferrow_Ctx_c::kNameUnits}) {
+            SCOPED_TRACE(std::to_string(flags) + " " + std::to_string(length));
+            TempDir dir;
+            const std::string config = dir.File("Ferrow.cfg");
+            const std::string fileName(length, 'n');
+            TempDir::Write(config,
+                           "EEPROM_NAME=\"" + fileName + "\"\nAUTO_CONN=0\nDISP_ALL_PGN=1\n");
+            const std::string defaultName = dir.File("dev.hex");
+            Ferrow_c emu(nullptr, nullptr, defaultName.c_str(), config.c_str(), flags);
+            EXPECT_EQ(0, emu.GetAutoConnect());
+            EXPECT_EQ(1, emu.dispAllPgn);
+            const bool fits = length < Ferrow_Ctx_c::kNameUnits;
+            EXPECT_EQ(fits ? fileName : defaultName, Text::Narrow(emu.ctx->eepromName));
+            EXPECT_STREQ(fits ? ""
+                              : "Config keys skipped, value does not fit: EEPROM_NAME (longer "
+                                "than 1023 characters)",
+                         static_cast<CFG_File*>(emu.config)->GetLastErrorText());
+        }
+    }
 }
 
 TEST(CfgFileReader, SeesOnlyTheFirst16383Bytes) {
@@ -228,6 +291,10 @@ TEST(CfgFileRegistry, RefusesBadRegistrationsWithoutChangingTheTable) {
     std::int32_t value = 0;
     char text[8];
     ASSERT_EQ(0, s.cfg.AddField("KEEP", kDec, &value, 4));
+    const std::string noCapacity =
+        "Configuration string field S has no capacity: give the number of characters its "
+        "variable holds, terminator included, as the capacity argument of AddField(name, type, "
+        "storage, 0, capacity)";
     const char* const badWidth = "Invalid configuration field width";
     const char* const badField = "Invalid configuration field";
     struct Case {
@@ -240,7 +307,7 @@ TEST(CfgFileRegistry, RefusesBadRegistrationsWithoutChangingTheTable) {
     const Case cases[] = {
         {"W0", kDec, &value, 0, badWidth}, {"W9", kHex, &value, 9, badWidth},
         {"F2", kDbl, &value, 2, badWidth}, {"KEEP", kDec, &value, 9, badWidth},
-        {"S", kStr, text, 0, "String field without capacity"},
+        {"S", kStr, text, 0, noCapacity.c_str()},
         {"T", 4, &value, 4, "Invalid configuration field type"},
         {nullptr, kDec, &value, 4, badField}, {"", kDec, &value, 4, badField},
         {"N", kDec, nullptr, 4, badField},

@@ -54,12 +54,14 @@ TEST(CfgFileGateway, RefusesWideStringsThatDoNotFitOrCannotBeWritten) {
     units[2] = L'\0';
     CapturedMessages messages;
     EXPECT_EQ(-1, cfg.AddField(L"W", CFG_TYPE_WSTRING, units + 2, 0));
-    EXPECT_STREQ("String field without capacity", cfg.GetLastErrorText());
+    EXPECT_EQ(0, std::string(cfg.GetLastErrorText())
+                     .rfind("Configuration string field W has no capacity", 0));
     ASSERT_EQ(0, cfg.AddField(L"W", CFG_TYPE_WSTRING, units + 2, 0, 4));
 
     TempDir::Write(file, "W=\"abcd\"\n");
     EXPECT_EQ(-1, cfg.LoadFile());
-    EXPECT_STREQ("Invalid Config File", cfg.GetLastErrorText());
+    EXPECT_STREQ("Config keys skipped, value does not fit: W (longer than 3 characters)",
+                 cfg.GetLastErrorText());
     EXPECT_EQ(std::wstring(L"##"), std::wstring(units, 2));
     EXPECT_EQ(std::wstring(L"\0#####", 6), std::wstring(units + 2, 6));
 
