@@ -58,15 +58,21 @@ bool AdcChannel::Setup(unsigned long windowLength) {
 
 void AdcChannel::Reset() {
     ring_.Reset();
-    EstablishWindow();
+    ClearSums();
+    // The window's oldest slot sits N slots before the writer, now at 0.
+    if (!BlockMode()) windowPos_ = ring_.Length() - window_;
 }
 
-void AdcChannel::EstablishWindow() {
+void AdcChannel::ClearSums() {
     sum_ = 0;
     sumSquares_ = 0;
     blockSum_ = 0;
     blockSquares_ = 0;
     windowPos_ = 0;
+}
+
+void AdcChannel::EstablishWindow() {
+    ClearSums();
     const uint32_t q = ring_.Length();
     if (window_ == 0 || BlockMode()) return;
     for (uint32_t back = 1; back <= window_; ++back) {

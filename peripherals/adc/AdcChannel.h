@@ -33,6 +33,8 @@ public:
 
     // A window of 0 or beyond 32 bits is refused (false).
     bool Setup(unsigned long windowLength);
+    // Empties the queue; the window, the stored samples and the current value
+    // stay. The sums restart from 0 until Setup sums the stored window again.
     void Reset();
     // Clamps the sample into the range; false when the queue is full.
     bool Put(long sample);
@@ -63,6 +65,8 @@ public:
 private:
     bool BlockMode() const { return window_ > ring_.Length(); }
     int32_t Clamp(long value) const;
+    // The sums, the block and the window position back to 0.
+    void ClearSums();
     // Sums of the window as the store holds it; block accumulation restarts.
     void EstablishWindow();
 

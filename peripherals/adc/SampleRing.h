@@ -79,13 +79,10 @@ public:
         return static_cast<int>(k);
     }
 
-    // Empties the ring. The slots are cleared too: nothing from before the
-    // reset can be read again, and a window sum over the ring never meets a
-    // sample it did not count.
-    void Reset() {
-        std::fill(slots_.begin(), slots_.end(), Slot{});
-        write_ = read_ = oldest_ = wraps_ = fill_ = 0;
-    }
+    // Empties the ring but keeps the stored samples, as the device's queue
+    // does: a reader never goes back past the oldest readable slot, so none
+    // of them is read again, while a window set up afterwards sums them.
+    void Reset() { write_ = read_ = oldest_ = wraps_ = fill_ = 0; }
 
 private:
     uint32_t Next(uint32_t slot) const { return slot + 1 == Length() ? 0 : slot + 1; }

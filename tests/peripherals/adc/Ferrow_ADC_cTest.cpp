@@ -81,11 +81,13 @@ TEST_F(TwoGroups, HandleFormRefusesOutOfRangeWhileIdFormClamps) {
 // Each I and U reader must apply its own conversion: a reader wired to the
 // wrong mode shows here.
 TEST_F(TwoGroups, EveryReaderReturnsItsRepresentation) {
+    long l[2] = {7, 7};
+    unsigned long u[2] = {};
+    EXPECT_EQ(adc.QGetI(0, l, 2, 1), 0);
+    EXPECT_EQ(l[0], 0) << "before any put: the current value, unconverted";
     adc.QPut(0, 8);
     adc.QPut(0, 16);
     adc.QPut(4, -512);
-    long l[2] = {};
-    unsigned long u[2] = {};
     struct Case { const char* reader; int result; long got; long expected; };  // result: count or 0
     const Case cases[] = {
         {"GetValueI 0", adc.GetValueI(0, l), l[0], 16 - 2048},
@@ -109,6 +111,39 @@ TEST_F(TwoGroups, EveryReaderReturnsItsRepresentation) {
     uint64_t squares = 0;
     ASSERT_EQ(adc.QGetSum2(4, &squares), 0);
     EXPECT_EQ(squares, 512u * 512u);
+}
+
+// Seven samples stored in slots 0 to 6 of ids 0 and 1, the readers on slot 6.
+TEST_F(TwoGroups, AResetEmptiesTheQueueButKeepsTheStoredSamplesForTheNextSetup) {
+    ASSERT_EQ(adc.QSetup(1, 4), 0);
+    for (int id : {0, 1}) {
+        for (long v = 10; v <= 70; v += 10) {
+            ASSERT_EQ(adc.QPut(id, v), 0);
+            adc.QSkip(id, 1);
+        }
+        ASSERT_EQ(adc.QReset(id), 0);
+    }
+    long l[4] = {};
+    unsigned long wrap = 9, position = 9;
+    EXPECT_EQ(adc.QGetID_I(0, l, 4, &wrap, &position), 0);
+    EXPECT_EQ(l[0], 70) << "empty again: the current value, unconverted";
+    EXPECT_EQ(wrap + position, 0u);
+    long sum = -1, average = -1;
+    adc.QGetSum(0, &sum);
+    adc.QGetAvg(0, &average);
+    EXPECT_EQ(sum + average, 0);
+    ASSERT_EQ(adc.QSetup(0, 4), 0);
+    adc.QGetSum(0, &sum);
+    EXPECT_EQ(sum, 180) << "the 4 slots before the writer, now at 0: 0 + 70 + 60 + 50";
+    ASSERT_EQ(adc.QPut(0, 100), 0);
+    adc.QGetSum(0, &sum);
+    EXPECT_EQ(sum, 230) << "50 leaves the window";
+    EXPECT_EQ(adc.QGet(0, l, 4, 0), 1) << "nothing from before the reset is read";
+    EXPECT_EQ(l[0], 100);
+
+    ASSERT_EQ(adc.QPut(1, 5), 0);
+    adc.QGetSum(1, &sum);
+    EXPECT_EQ(sum, 5 - 50) << "without a new setup the window restarts 4 slots before 0";
 }
 
 TEST(Ferrow_ADC_c, AddChannelRefusesWhatItCannotRepresent) {

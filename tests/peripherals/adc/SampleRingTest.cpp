@@ -1,5 +1,5 @@
 // The ring shared by the ADC and capture queues, at its boundaries: full,
-// wrapping reader, one slot, no slot.
+// wrapping reader, reset, one slot, no slot.
 #include "peripherals/adc/SampleRing.h"
 
 #include <gtest/gtest.h>
@@ -41,6 +41,13 @@ TEST(SampleRing, KeepsOneSlotFreeBeforeTheReaderAndReadsBackToTheOldest) {
     EXPECT_EQ(Read(ring, 1, true), (std::vector<uint32_t>{6}));
     EXPECT_EQ(Read(ring, 1, true), (std::vector<uint32_t>{6})) << "the reader stays on the newest";
     EXPECT_EQ(ring.Sequence(), 5u);
+
+    ring.Reset();
+    EXPECT_TRUE(ring.Empty());
+    EXPECT_EQ(ring.Sequence(), 0u) << "no wraps, reader at 0";
+    EXPECT_EQ(ring.At(3), 4u) << "the stored samples stay";
+    ring.Put(7);
+    EXPECT_EQ(Read(ring, 9, false), (std::vector<uint32_t>{7})) << "none from before is read again";
 }
 
 TEST(SampleRing, OneSlotIsAlwaysOverwrittenAndNoSlotTakesNothing) {
@@ -64,7 +71,4 @@ TEST(SampleRing, NonPositiveCountsCopyAndSkipNothingButTheReaderStillAdvances) {
     EXPECT_EQ(ring.Skip(-3), 0);
     EXPECT_TRUE(Read(ring, -1, true).empty());
     EXPECT_EQ(ring.ReadPosition(), 1u);
-    ring.Reset();
-    EXPECT_TRUE(ring.Empty());
-    EXPECT_EQ(ring.Before(2), 0u) << "a reset clears the slots";
 }
