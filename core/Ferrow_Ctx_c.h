@@ -19,6 +19,9 @@ struct N2KMsg;
 namespace ferrow::peripherals {
 class Peripheral;
 }
+namespace ferrow::platform {
+class TimerService;
+}
 
 // One host function that sees every message put. Nodes are only ever
 // appended, and a node is complete before it is linked, so PutMsg may walk
@@ -84,7 +87,12 @@ public:
 
     CWnd* timerWnd = nullptr;
     uint32_t timerId = 0;
-    int32_t timerStarted = 0;
+    // Once 1, no timer is set again: t_init sets one at most once, and the
+    // emulator's destruction shuts the door before it kills the timer.
+    std::atomic<int32_t> timerStarted{0};
+    // The service that runs this emulator's timer, null while none runs.
+    // Published after timerId.
+    std::atomic<ferrow::platform::TimerService*> timerService{nullptr};
     std::atomic<int32_t> useClock{1};
     std::atomic<void (*)()> intFn{nullptr};
     std::atomic<void (*)(void*)> intFnObj{nullptr};
@@ -92,6 +100,10 @@ public:
     std::atomic<uint32_t> tickPeriod{10};
     std::atomic<int32_t> overwrite{0};
     std::atomic<PutMsgMonitor*> putMonitors{nullptr};
+
+    // Kills the periodic timer, if one runs, and frees its id for other
+    // emulators. When it returns no tick of it runs, unless called from one.
+    void KillTimer();
 
     // Every peripheral built for this emulator, registered in a slot or not,
     // so that the emulator's destruction can tell them it is gone.

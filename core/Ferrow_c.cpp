@@ -9,7 +9,6 @@
 #include "platform/CallFrame.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
-#include "platform/TimerService.h"
 #include "platform/gateway/Brovik_c.h"
 
 #include <filesystem>
@@ -105,10 +104,8 @@ Ferrow_c::~Ferrow_c() {
     // The worker and the timer may be inside firmware code that calls this
     // object: both end before anything is freed.
     StopWorkerI();
-    if (ctx->timerStarted) {
-        HWND window = ctx->timerWnd ? ctx->timerWnd->GetSafeHwnd() : nullptr;
-        ferrow::platform::TimerService::For(window).Kill(window, ctx->timerId);
-    }
+    ctx->timerStarted = 1;
+    ctx->KillTimer();
     InstanceTable::Clear(ctx->instanceIndex);
     {
         // Peripherals belong to the firmware and may outlive the emulator.

@@ -29,11 +29,30 @@ uint32_t InstanceTable::Add(Ferrow_Ctx_c* ctx, HWND window) {
     return kNone;
 }
 
-void InstanceTable::SetTimer(uint32_t index, uintptr_t timerId) {
+uintptr_t InstanceTable::ReserveTimer(uint32_t index, uintptr_t firstId) {
+    if (index >= kCapacity) return firstId;
+    std::lock_guard<std::mutex> guard(g_mutex);
+    Entry& own = g_entries[index];
+    uintptr_t id = firstId;
+    for (bool taken = true; taken;) {
+        taken = false;
+        for (uint32_t i = 0; i < kCapacity && !taken; ++i) {
+            const Entry& e = g_entries[i];
+            taken = i != index && e.ctx != nullptr && e.hasTimer && e.window == own.window &&
+                    e.timerId == id;
+        }
+        if (taken) ++id;
+    }
+    own.timerId = id;
+    own.hasTimer = true;
+    return id;
+}
+
+void InstanceTable::ReleaseTimer(uint32_t index) {
     if (index >= kCapacity) return;
     std::lock_guard<std::mutex> guard(g_mutex);
-    g_entries[index].timerId = timerId;
-    g_entries[index].hasTimer = true;
+    g_entries[index].timerId = 0;
+    g_entries[index].hasTimer = false;
 }
 
 void InstanceTable::Clear(uint32_t index) {

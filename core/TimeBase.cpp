@@ -17,15 +17,25 @@ using ferrow::platform::TimerService;
 namespace {
 
 constexpr uintptr_t kFirstTimerId = 10;
-// Every emulator of the process may share one window, so each may need an id
-// of its own: one try per possible emulator, and a few more.
-constexpr unsigned kTimerTries = InstanceTable::kCapacity + 16;
+// Ids held by other emulators are skipped by the instance table; a refusal
+// means a user outside it holds the pair, or the service takes no timer on
+// this window at all.
+constexpr unsigned kTimerTries = 64;
 
 HWND TimerWindow(const Ferrow_Ctx_c& ctx) {
     return ctx.timerWnd ? ctx.timerWnd->GetSafeHwnd() : nullptr;
 }
 
 }  // namespace
+
+void Ferrow_Ctx_c::KillTimer() {
+    TimerService* service = timerService.exchange(nullptr);
+    if (service == nullptr) return;
+    service->Kill(TimerWindow(*this), timerId);
+    // Only now: until the kill, a tick of this timer must not find another
+    // emulator that took the id.
+    InstanceTable::ReleaseTimer(instanceIndex);
+}
 
 void Ferrow_c::t_init(int useClock, unsigned long periodMs) {
     CallFrame frame;
@@ -34,23 +44,24 @@ void Ferrow_c::t_init(int useClock, unsigned long periodMs) {
     c.tickPeriod = static_cast<uint32_t>(periodMs);
     c.intFn = nullptr;
     c.intFnObj = nullptr;
-    if (c.timerStarted) return;
+    if (c.timerStarted.exchange(1) != 0) return;
 
     c.tickMs = 0;
-    c.timerStarted = 1;
     if (c.instanceIndex == InstanceTable::kNone) return;
     HWND window = TimerWindow(c);
     TimerService& service = TimerService::For(window);
     // A zero period still ticks, as fast as the service allows.
     const unsigned period = periodMs == 0 ? 1u : static_cast<unsigned>(std::min(periodMs, 0x7FFFFFFFul));
-    for (unsigned attempt = 0; attempt < kTimerTries; ++attempt) {
-        const uintptr_t id = kFirstTimerId + attempt;
-        InstanceTable::SetTimer(c.instanceIndex, id);
+    uintptr_t id = kFirstTimerId;
+    for (unsigned attempt = 0; attempt < kTimerTries; ++attempt, ++id) {
+        id = InstanceTable::ReserveTimer(c.instanceIndex, id);
         if (service.Set(window, id, period, &Ferrow_c::TimerProc)) {
             c.timerId = static_cast<uint32_t>(id);
+            c.timerService = &service;
             return;
         }
     }
+    InstanceTable::ReleaseTimer(c.instanceIndex);
     ferrow::platform::MessageReport::Show(L"Ferrow_c::t_init", L"No periodic timer could be set");
 }
 
@@ -66,9 +77,7 @@ void Ferrow_c::t_interrupt_set(void (*fn)(void*)) {
 
 void Ferrow_c::t_disable_int() {
     CallFrame frame;
-    if (!ctx->timerStarted) return;
-    HWND window = TimerWindow(*ctx);
-    TimerService::For(window).Kill(window, ctx->timerId);
+    ctx->KillTimer();
 }
 
 void Ferrow_c::t_set_overwrite(int on) { ctx->overwrite = on; }

@@ -178,6 +178,28 @@ TEST(TimeBase, DisabledTimerStaysOffAndObjectInterruptWins) {
     EXPECT_EQ(emu->ctx->tickMs, stopped);
 }
 
+TEST(TimeBase, ADisabledTimerLeavesItsIdFreeAndNoTraceForTheNextEmulatorsTicks) {
+    ResetTicks();
+    auto a = std::make_unique<TestEmulator>();
+    (*a)->t_init(0, 2);
+    (*a)->t_disable_int();
+    (*a)->t_interrupt_set(CountingInterrupt);
+    TestEmulator b;
+    b->t_set_overwrite(1);
+    b->t_init(0, 2);
+    b->t_interrupt_set(CountingInterrupt);
+    b->t_set_overwrite(0);
+    EXPECT_EQ(b->ctx->timerId, (*a)->ctx->timerId) << "the killed timer's id is free again";
+    void* self = b.emu.get();
+    ASSERT_TRUE(Eventually([&] { return TicksOf(self) >= 3; }));
+    EXPECT_EQ(TicksOf(a->emu.get()), 0);
+
+    a.reset();
+    const int before = TicksOf(self);
+    ASSERT_TRUE(Eventually([&] { return TicksOf(self) >= before + 3; }))
+        << "destroying the disabled emulator killed another's timer";
+}
+
 TEST(TimeBase, EveryEmulatorWithoutAWindowGetsItsOwnTicks) {
     ResetTicks();
     constexpr int kEmulators = 8;

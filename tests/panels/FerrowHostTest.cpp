@@ -9,6 +9,7 @@
 #include <ferrow/panels/FerrowHost.h>
 
 #include <atomic>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 
@@ -88,6 +89,7 @@ TEST(FerrowHost, RunEndsOnQuitFromAnyThreadAndWhenTheWindowCloses) {
 }
 
 std::atomic<int> g_ticks{0};
+std::atomic<int> g_otherTicks{0};
 std::atomic<bool> g_ticksOnGui{true};
 
 TEST(FerrowHost, PeriodicInterruptRunsFromTheWindowsTimer) {
@@ -95,11 +97,11 @@ TEST(FerrowHost, PeriodicInterruptRunsFromTheWindowsTimer) {
     Args args;
     FerrowHost host(args.argc, args.argv, "device");
     TempDir dir;
-    Ferrow_c emu(host.Window(), nullptr, dir.File("image.hex").c_str(),
-                 dir.File("ferrow.cfg").c_str(), 0);
-    emu.SetAutoConnect(0);
+    auto emu = std::make_unique<Ferrow_c>(host.Window(), nullptr, dir.File("image.hex").c_str(),
+                                          dir.File("ferrow.cfg").c_str(), 0);
+    emu->SetAutoConnect(0);
     g_ticks = 0;
-    emu.SetDeviceFunction(
+    emu->SetDeviceFunction(
         [](void* obj) {
             auto* self = static_cast<Ferrow_c*>(obj);
             self->t_init(0, 10);
@@ -109,18 +111,27 @@ TEST(FerrowHost, PeriodicInterruptRunsFromTheWindowsTimer) {
             });
         },
         [](void*) {}, 20);
-    ASSERT_EQ(emu.Start(), 0);
+    ASSERT_EQ(emu->Start(), 0);
     EXPECT_TRUE(PumpUntil([] { return g_ticks >= 3; }));
     EXPECT_TRUE(g_ticksOnGui);
     // Manual time counts the timer's ticks: they came from the GUI timer.
-    EXPECT_GE(emu.t_get_1ms(), 30ul);
+    EXPECT_GE(emu->t_get_1ms(), 30ul);
 
-    // Killed from a worker, the timer calls no more once Kill returns.
-    std::thread([&] { emu.t_disable_int(); }).join();
+    // Killed from a worker, the timer calls no more once Kill returns, and
+    // the next emulator on the window, which takes its id, gets every tick;
+    // destroying the first leaves that timer alone.
+    std::thread([&] { emu->t_disable_int(); }).join();
     const int afterKill = g_ticks;
-    PumpUntil([] { return false; }, std::chrono::milliseconds(60));
+    EXPECT_EQ(emu->Stop(), 0);
+    Ferrow_c other(host.Window(), nullptr, dir.File("other.hex").c_str(),
+                   dir.File("other.cfg").c_str(), 0);
+    other.t_init(0, 10);
+    other.t_interrupt_set([](void*) { ++g_otherTicks; });
+    EXPECT_TRUE(PumpUntil([] { return g_otherTicks >= 3; }));
     EXPECT_EQ(g_ticks, afterKill);
-    EXPECT_EQ(emu.Stop(), 0);
+    emu.reset();
+    const int beforeReset = g_otherTicks;
+    EXPECT_TRUE(PumpUntil([&] { return g_otherTicks >= beforeReset + 3; }));
 }
 
 }  // namespace
