@@ -13,7 +13,6 @@ namespace {
 
 constexpr unsigned char kBenchChannels = 2;
 constexpr unsigned char kBenchBits = 16;
-constexpr double kCabinTenths = 10.0;
 
 }  // namespace
 
@@ -29,7 +28,7 @@ Bench::Bench(MonitorDevice& device)
     adc.SetConfig(group, 1, kBenchCabinMax, kBenchCabinMin);
     adc.SetName(group, 1, "BENCH CABIN");
     Follow(rpmChannel_, lastRpm_, engine_.Rpm());
-    Follow(cabinChannel_, lastCabin_, sensor_.Celsius() * kCabinTenths);
+    Follow(cabinChannel_, lastCabin_, sensor_.Celsius() * kBenchCabinPerDegree);
     sensor_.Attach(*emu_.i2c);
 }
 
@@ -40,9 +39,9 @@ void Bench::Step() {
         Follow(rpmChannel_, lastRpm_, engine_.Rpm());
     }
     if (Moved(cabinChannel_, lastCabin_)) {
-        sensor_.SetCelsius(lastCabin_ / kCabinTenths);
+        sensor_.SetCelsius(lastCabin_ / kBenchCabinPerDegree);
     } else {
-        Follow(cabinChannel_, lastCabin_, sensor_.Celsius() * kCabinTenths);
+        Follow(cabinChannel_, lastCabin_, sensor_.Celsius() * kBenchCabinPerDegree);
     }
     // The capture timer counts microseconds and wraps at 2^32, as the time base does.
     const uint32_t nowUs = static_cast<uint32_t>(emu_.t_get_1ms() * 1000UL);

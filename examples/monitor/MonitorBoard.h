@@ -2,6 +2,7 @@
 // the device is on the network and how often it speaks.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 namespace monitor {
@@ -22,6 +23,15 @@ constexpr long kTempZeroMilliKelvin = 233150;
 // Battery input: 5 mV per count.
 constexpr long kBatteryMillivoltsPerCount = 5;
 
+// The counts that read as a temperature or a voltage, for whoever drives the inputs.
+inline long CountsForCelsius(double celsius) {
+    return std::lround((celsius * 1000 + 273150 - kTempZeroMilliKelvin) * kAdcFullScale /
+                       kTempSpanMilliKelvin);
+}
+inline long CountsForVolts(double volts) {
+    return std::lround(volts * 1000 / kBatteryMillivoltsPerCount);
+}
+
 // The bench's own inputs (not the firmware's): engine speed in rpm and the
 // cabin temperature in tenths of a degree.
 constexpr int kAdcBenchRpm = 3;
@@ -29,6 +39,7 @@ constexpr int kAdcBenchCabin = 4;
 constexpr long kBenchRpmMax = 6000;
 constexpr long kBenchCabinMin = -400;
 constexpr long kBenchCabinMax = 1250;
+constexpr double kBenchCabinPerDegree = 10.0;
 
 // GPIO.
 constexpr unsigned long kPinEngine = 3;

@@ -8,6 +8,8 @@
 
 #include <ferrow/ferrow.h>
 
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <map>
@@ -65,6 +67,52 @@ bool ParseUnique(const char* text, uint32_t& out) {
 char* SkipSpaces(char* text) {
     while (*text == ' ' || *text == '\t') ++text;
     return text;
+}
+
+// The word at `text`, ended in place; `text` moves on to what follows.
+char* TakeWord(char*& text) {
+    char* word = SkipSpaces(text);
+    char* end = word;
+    while (*end != '\0' && *end != ' ' && *end != '\t') ++end;
+    text = SkipSpaces(end);
+    *end = '\0';
+    return word;
+}
+
+// An input of the bench that `set` drives, for a user without the ADC panel:
+// the channel, its range in the unit typed, and the counts for a value.
+struct BenchInput {
+    const char* name;
+    const char* label;
+    const char* unit;
+    int channel;
+    double min;
+    double max;
+    long (*counts)(double);
+};
+
+constexpr double kTempMinCelsius = (kTempZeroMilliKelvin - 273150) / 1000.0;
+constexpr double kTempMaxCelsius = kTempMinCelsius + kTempSpanMilliKelvin / 1000.0;
+
+const BenchInput kBenchInputs[] = {
+    {"engine", "engine room", "C", kAdcEngineRoom, kTempMinCelsius, kTempMaxCelsius,
+     &CountsForCelsius},
+    {"sea", "sea", "C", kAdcSea, kTempMinCelsius, kTempMaxCelsius, &CountsForCelsius},
+    {"battery", "battery", "V", kAdcBattery, 0,
+     kAdcFullScale * kBatteryMillivoltsPerCount / 1000.0, &CountsForVolts},
+    {"rpm", "engine", "rpm", kAdcBenchRpm, 0, kBenchRpmMax,
+     [](double rpm) { return std::lround(rpm); }},
+    {"cabin", "cabin", "C", kAdcBenchCabin, kBenchCabinMin / kBenchCabinPerDegree,
+     kBenchCabinMax / kBenchCabinPerDegree,
+     [](double celsius) { return std::lround(celsius * kBenchCabinPerDegree); }},
+};
+
+// A finite number that is all of `text`.
+bool ParseNumber(const char* text, double& out) {
+    if (*text == '\0') return false;
+    char* end = nullptr;
+    out = std::strtod(text, &end);
+    return *end == '\0' && std::isfinite(out);
 }
 
 }  // namespace
@@ -183,8 +231,9 @@ void MonitorDevice::Main() {
     // A serial number programmed into the EEPROM names the device; without
     // one, each device draws its own.
     const unsigned long serialNumber = emu_->eeprom->Get_Default_SN();
-    const uint32_t programmed =
-        serialNumber == kNoSerialNumber ? 0 : static_cast<uint32_t>(serialNumber) & kUniqueNumberMask;
+    const uint32_t programmed = serialNumber == kNoSerialNumber
+                                    ? 0
+                                    : static_cast<uint32_t>(serialNumber) & kUniqueNumberMask;
     settings_.Load(programmed != 0 ? programmed : AddressClaim::FreshUniqueNumber());
     if (uniqueArgument_) settings_.SetUniqueNumber(*uniqueArgument_);
     claim_.SetName(AddressClaim::MakeName(settings_.UniqueNumber()));
@@ -227,6 +276,7 @@ void MonitorDevice::Loop() {
     std::lock_guard<std::mutex> lock(mutex_);
     const uint32_t now = emu_->t_get_1ms();
     console_.Poll([this](char* line) { RunCommand(line); });
+    ReleaseButton(now);
     ServiceButton();
     sensors_.UpdateEngine(now);
     ServiceAlarm();
@@ -435,11 +485,8 @@ void MonitorDevice::SetUniqueNumber(uint32_t number) {
 }
 
 void MonitorDevice::RunCommand(char* line) {
-    char* word = SkipSpaces(line);
-    char* end = word;
-    while (*end != '\0' && *end != ' ' && *end != '\t') ++end;
-    char* argument = SkipSpaces(end);
-    *end = '\0';
+    char* argument = line;
+    const char* word = TakeWord(argument);
     for (char* last = argument + std::strlen(argument); last > argument && last[-1] == ' ';) {
         *--last = '\0';
     }
@@ -463,14 +510,63 @@ void MonitorDevice::RunCommand(char* line) {
         } else {
             console_.Print("usage: unique 1-2097151");
         }
+    } else if (std::strcmp(word, "set") == 0) {
+        SetBenchInput(argument);
+    } else if (std::strcmp(word, "press") == 0) {
+        if (*argument == '\0') {
+            PressButton();
+        } else {
+            console_.Print("usage: press");
+        }
     } else if (std::strcmp(word, "help") == 0) {
         console_.Print("status        readings and settings");
         console_.Print("instance N    set the instance, 0-252");
         console_.Print("unique N      set the NAME's unique number, 1-2097151");
+        console_.Print("set engine C  engine room temperature, -40 to 125");
+        console_.Print("set sea C     sea temperature, -40 to 125");
+        console_.Print("set cabin C   cabin temperature, -40 to 125");
+        console_.Print("set battery V battery voltage, 0 to 20.475");
+        console_.Print("set rpm N     engine speed, 0 to 6000");
+        console_.Print("press         press the button");
         console_.Print("help          this list");
     } else {
         console_.Print("unknown command: %s", word);
     }
+}
+
+void MonitorDevice::SetBenchInput(char* argument) {
+    const char* name = TakeWord(argument);
+    const BenchInput* input = nullptr;
+    for (const BenchInput& candidate : kBenchInputs) {
+        if (std::strcmp(name, candidate.name) == 0) input = &candidate;
+    }
+    if (input == nullptr) {
+        console_.Print("usage: set engine|sea|cabin|battery|rpm VALUE");
+        return;
+    }
+    double value = 0;
+    if (!ParseNumber(argument, value) || value < input->min || value > input->max) {
+        console_.Print("usage: set %s %g to %g (%s)", input->name, input->min, input->max,
+                       input->unit);
+        return;
+    }
+    if (emu_->adc->SetValue(input->channel, input->counts(value)) != 0) {
+        console_.Print("%s: no such input on this board", input->name);
+        return;
+    }
+    console_.Print("%s set to %g %s", input->label, value, input->unit);
+}
+
+void MonitorDevice::PressButton() {
+    // Held past the debounce, then let go by the loop.
+    emu_->gpio->SetValPin(kPinButton, 1);
+    releaseButtonAtMs_ = emu_->t_get_1ms() + (kDebounceTicks + 1) * kTickMs;
+}
+
+void MonitorDevice::ReleaseButton(uint32_t nowMs) {
+    if (!releaseButtonAtMs_ || static_cast<int32_t>(nowMs - *releaseButtonAtMs_) < 0) return;
+    releaseButtonAtMs_.reset();
+    emu_->gpio->SetValPin(kPinButton, 0);
 }
 
 void MonitorDevice::PrintStatus() {

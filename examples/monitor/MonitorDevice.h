@@ -82,6 +82,10 @@ private:
     void SetUniqueNumber(uint32_t number);
     void ApplyBacklight();
     void RunCommand(char* line);
+    // The console's bench commands.
+    void SetBenchInput(char* argument);
+    void PressButton();
+    void ReleaseButton(uint32_t nowMs);
     void PrintStatus();
 
     uint8_t NextSid();
@@ -112,6 +116,8 @@ private:
     int pressedTicks_ = 0;
     std::atomic<unsigned> presses_{0};
     unsigned pressesServed_ = 0;
+    // When the console's press lets go.
+    std::optional<uint32_t> releaseButtonAtMs_;
 
     std::atomic<unsigned char> address_;
     std::atomic<unsigned char> instance_{0};

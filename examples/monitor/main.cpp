@@ -20,7 +20,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -39,13 +38,6 @@ constexpr const char* kTitle = "Ferrow demo: temperature and battery monitor";
 constexpr auto kBenchPeriod = std::chrono::milliseconds(kTickMs);
 constexpr auto kDrainPeriod = std::chrono::milliseconds(100);
 constexpr int kDrainsPerSummary = 10;
-
-long CountsForCelsius(double celsius) {
-    return std::lround((celsius * 1000 + 273150 - kTempZeroMilliKelvin) * kAdcFullScale /
-                       kTempSpanMilliKelvin);
-}
-
-long CountsForVolts(double volts) { return std::lround(volts * 1000 / kBatteryMillivoltsPerCount); }
 
 // Where the bench starts: a warm engine room, a cool sea, a charged battery,
 // the engine at idle and a pleasant cabin.

@@ -508,9 +508,55 @@ TEST(MonitorDevice, SerialConsoleCommands) {
     EXPECT_EQ(run(std::string(300, 'z') + "\r"), Lines{"line too long"});
     EXPECT_EQ(run("status\r"), status) << "after a dropped line";
 
+    // The bench driven from the console alone: every input, then the button.
+    const std::pair<const char*, const char*> sets[] = {
+        {"set engine 85.5", "engine room set to 85.5 C"}, {"set sea 12", "sea set to 12 C"},
+        {"set battery 11.5", "battery set to 11.5 V"},   {"set rpm 1800", "engine set to 1800 rpm"},
+        {"set cabin -3.5", "cabin set to -3.5 C"},
+    };
+    for (const auto& [command, echo] : sets) {
+        EXPECT_EQ(run(command + std::string("\r")), Lines{echo});
+    }
+    rig.Step(2100);
+    Lines changed = status;
+    changed[3] = "engine room 85.5 C";
+    changed[4] = "sea 12.0 C";
+    changed[5] = "cabin -3.5 C";
+    changed[6] = "battery 11.5 V";
+    changed[7] = "engine 1800 rpm";
+    EXPECT_EQ(run("status\r"), changed);
+    int led = 0;
+    EXPECT_EQ(rig.Emu()->gpio->GetValPin(monitor::kPinLed, &led), 0);
+    EXPECT_EQ(led, 1) << "low battery and a hot engine room light no alarm";
+    EXPECT_EQ(run("press\r"), Lines{"backlight 50 %"});
+    EXPECT_EQ(rig.Backlight(), 50000u);
+    EXPECT_EQ(run("press\r"), Lines{"backlight 10 %"}) << "the first press was never let go";
+
+    const std::pair<const char*, const char*> refused[] = {
+        {"set engine 125.1", "usage: set engine -40 to 125 (C)"},
+        {"set sea -40.5", "usage: set sea -40 to 125 (C)"},
+        {"set cabin abc", "usage: set cabin -40 to 125 (C)"},
+        {"set battery 20.5", "usage: set battery 0 to 20.475 (V)"},
+        {"set battery nan", "usage: set battery 0 to 20.475 (V)"},
+        {"set rpm 1e999", "usage: set rpm 0 to 6000 (rpm)"},
+        {"set rpm 10 20", "usage: set rpm 0 to 6000 (rpm)"},
+        {"set rpm", "usage: set rpm 0 to 6000 (rpm)"},
+        {"set fuel 3", "usage: set engine|sea|cabin|battery|rpm VALUE"},
+        {"set", "usage: set engine|sea|cabin|battery|rpm VALUE"},
+        {"press hard", "usage: press"},
+    };
+    for (const auto& [command, usage] : refused) {
+        EXPECT_EQ(run(command + std::string("\r")), Lines{usage}) << command;
+    }
+    rig.Step(300);
+    EXPECT_EQ(rig.Backlight(), 10000u);
+    changed.back() = "backlight 10 %";
+    EXPECT_EQ(run("status\r"), changed) << "a refused command changed an input";
+
     std::string help;
     for (const std::string& line : run("help\r")) help += line + "\n";
-    for (const char* command : {"status", "instance", "unique", "help"}) {
+    for (const char* command : {"status", "instance", "unique", "set engine", "set sea",
+                                "set cabin", "set battery", "set rpm", "press", "help"}) {
         EXPECT_NE(help.find(command), std::string::npos) << command << " missing from help";
     }
 }
