@@ -1,6 +1,7 @@
 #include "peripherals/Peripheral.h"
 
 #include "core/Ferrow_Ctx_c.h"
+#include "peripherals/TargetWord.h"
 #include "platform/CallFrame.h"
 
 #include <algorithm>
@@ -32,7 +33,7 @@ Peripheral::Peripheral(Ferrow_c* emulator, void* self, PeripheralKind kind, unsi
     : emulator_(emulator),
       self_(self),
       kind_(kind),
-      noPanel_(noPanel),
+      noPanel_(TargetWord(noPanel)),
       claimSlot_(claimSlot),
       clearSlot_(clearSlot) {
     if (emulator != nullptr) emulator->ctx->Attach(this);

@@ -9,6 +9,7 @@
 #include "platform/CallFrame.h"
 
 #include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <string>
 
@@ -117,7 +118,7 @@ private:
     std::atomic<Ferrow_c*> emulator_;
     void* self_;
     PeripheralKind kind_;
-    unsigned long noPanel_;
+    uint32_t noPanel_;
     ClaimSlot claimSlot_;
     ClearSlot clearSlot_;
     PeripheralPanel* panel_ = nullptr;

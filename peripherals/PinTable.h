@@ -5,6 +5,7 @@
 #pragma once
 
 #include "peripherals/Peripheral.h"
+#include "peripherals/TargetWord.h"
 #include "platform/CallFrame.h"
 
 #include <climits>
@@ -30,7 +31,7 @@ public:
     int Add(unsigned long number, Rest&&... rest) {
         platform::CallFrame frame;
         std::lock_guard<std::recursive_mutex> lock(core_.Lock());
-        pins_.push_back(Pin{static_cast<uint32_t>(number), std::forward<Rest>(rest)...});
+        pins_.push_back(Pin{TargetWord(number), std::forward<Rest>(rest)...});
         return static_cast<int>(pins_.size() - 1);
     }
 
@@ -48,13 +49,13 @@ public:
     }
 
     // op(pin) on the first pin with that number, under the lock; -1 when
-    // there is none. On the device the number is 32-bit, so it wraps here.
+    // there is none.
     template <class Op>
     int With(unsigned long number, Op&& op) {
         return core_.WithRecord(
             [&]() -> Pin* {
                 for (Pin& pin : pins_) {
-                    if (pin.number == static_cast<uint32_t>(number)) return &pin;
+                    if (pin.number == TargetWord(number)) return &pin;
                 }
                 return nullptr;
             },

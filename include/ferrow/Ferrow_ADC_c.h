@@ -26,7 +26,8 @@ public:
     // when `isUnsigned` is nonzero, each with a queue of `queueLength`
     // samples; returns the group's handle. -1 for a count of 0, a resolution
     // of 0 or wider than 31 bits unsigned / 32 bits signed, or a queue longer
-    // than 65535. `reserved` is accepted and not used.
+    // than 65535. Queue and window lengths are 32-bit on the device: wider
+    // ones wrap as there. `reserved` is accepted and not used.
     int AddChannel(unsigned char count, unsigned char bits, unsigned long queueLength,
                    int isUnsigned, int reserved);
     // handle < 0: channels of all groups; otherwise of that group.

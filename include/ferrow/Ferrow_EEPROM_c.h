@@ -13,8 +13,9 @@ class Ferrow_c;
 
 class FERROW_API Ferrow_EEPROM_c {
 public:
-    // `size`: image size in bytes, a multiple of 16 up to 65536; any other
-    // size is reported and the image keeps 32768 bytes.
+    // `size`: image size in bytes, a multiple of 16 up to 65536, taken
+    // modulo 2^32 as on the device; any other size is reported and the
+    // image keeps 32768 bytes.
     Ferrow_EEPROM_c(Ferrow_c* emulator, int modal, unsigned long size, unsigned long noPanel);
     virtual ~Ferrow_EEPROM_c();
     Ferrow_EEPROM_c(const Ferrow_EEPROM_c&) = delete;

@@ -37,8 +37,8 @@ public:
     // first registered slave at an address takes its transfers.
     int AddSlave(unsigned short address, SlaveFn read, SlaveFn write, const char* name);
     int AddSlave(unsigned short address, SlaveObjFn read, SlaveObjFn write, const char* name);
-    // The first slave at that address, or null. The record stays valid for
-    // the bus object's life.
+    // The first slave at that address, or null; the address wraps at 32 bits
+    // as on the device. The record stays valid for the bus object's life.
     Slave* SA2Dat(unsigned long address);
 
     // -1 for an address without a slave, -2 for a slave without the needed

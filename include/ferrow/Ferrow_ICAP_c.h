@@ -15,8 +15,9 @@ public:
     Ferrow_ICAP_c(const Ferrow_ICAP_c&) = delete;
     Ferrow_ICAP_c& operator=(const Ferrow_ICAP_c&) = delete;
 
-    // Returns the pin's handle. -1 for a width of 0 bits, a pin number wider
-    // than 32 bits or a queue longer than 65535.
+    // Returns the pin's handle. -1 for a width of 0 bits or a queue longer
+    // than 65535. Pin numbers, queue lengths and values are 32-bit on the
+    // device: wider ones wrap as there.
     int AddPin(unsigned long pin, unsigned char configuration, unsigned char bits,
                unsigned long queueLength);
     int GetTotalPin();

@@ -36,7 +36,8 @@ public:
     void Init(void (*callback)());
     void InitV2(void (*callback)(int), int handle);
     void InitV2(void (*callback)(int));
-    // Records a standard rate from 1200 to 115200; others are ignored.
+    // Records a standard rate from 1200 to 115200; others are ignored. The
+    // rate is 32-bit on the device: a wider one wraps as there.
     void SetBaud(unsigned long baud);
     void FlushRX();
     // Silences the receive callback for good.

@@ -49,9 +49,9 @@ int32_t AdcChannel::Clamp(long value) const {
     return static_cast<int32_t>(value);
 }
 
-bool AdcChannel::Setup(unsigned long windowLength) {
-    if (windowLength == 0 || windowLength > std::numeric_limits<uint32_t>::max()) return false;
-    window_ = static_cast<uint32_t>(windowLength);
+bool AdcChannel::Setup(uint32_t windowLength) {
+    if (windowLength == 0) return false;
+    window_ = windowLength;
     EstablishWindow();
     return true;
 }

@@ -31,8 +31,8 @@ public:
 
     std::string name;
 
-    // A window of 0 or beyond 32 bits is refused (false).
-    bool Setup(unsigned long windowLength);
+    // A window of 0 is refused (false).
+    bool Setup(uint32_t windowLength);
     // Empties the queue; the window, the stored samples and the current value
     // stay. The sums restart from 0 until Setup sums the stored window again.
     void Reset();

@@ -4,6 +4,7 @@
 #include <ferrow/Ferrow_ADC_c.h>
 
 #include "peripherals/Peripheral.h"
+#include "peripherals/TargetWord.h"
 #include "peripherals/adc/AdcChannel.h"
 #include "platform/CallFrame.h"
 
@@ -16,6 +17,7 @@ using ferrow::peripherals::Peripheral;
 using ferrow::peripherals::Repr;
 using ferrow::peripherals::SampleFormat;
 using ferrow::peripherals::SampleRing;
+using ferrow::peripherals::TargetWord;
 using ferrow::peripherals::Widen;
 using ferrow::platform::CallFrame;
 
@@ -137,11 +139,11 @@ int Ferrow_ADC_c::AddChannel(unsigned char count, unsigned char bits, unsigned l
     // Ids and totals are ints.
     const bool idsFit = impl_->total + count <= static_cast<size_t>(std::numeric_limits<int>::max());
     if (count == 0 || !SampleFormat::Valid(bits, isUnsigned != 0) ||
-        queueLength > SampleRing<int32_t>::kMaxLength || !idsFit) {
+        TargetWord(queueLength) > SampleRing<int32_t>::kMaxLength || !idsFit) {
         return -1;
     }
     const SampleFormat format{bits, isUnsigned != 0};
-    impl_->groups.emplace_back(count, AdcChannel(format, static_cast<uint32_t>(queueLength)));
+    impl_->groups.emplace_back(count, AdcChannel(format, TargetWord(queueLength)));
     impl_->total += count;
     return static_cast<int>(impl_->groups.size() - 1);
 }
@@ -212,7 +214,7 @@ int Ferrow_ADC_c::GetValueU(int id, unsigned long* value) {
 }
 
 int Ferrow_ADC_c::QSetup(int id, unsigned long N) {
-    return impl_->OnId(id, [&](AdcChannel& c) { return c.Setup(N) ? 0 : -1; });
+    return impl_->OnId(id, [&](AdcChannel& c) { return c.Setup(TargetWord(N)) ? 0 : -1; });
 }
 
 int Ferrow_ADC_c::QReset(int id) {

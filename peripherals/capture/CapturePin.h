@@ -3,6 +3,7 @@
 // with the same ring as the ADC's sample queue. Not locked itself.
 #pragma once
 
+#include "peripherals/TargetWord.h"
 #include "peripherals/adc/SampleRing.h"
 
 #include <cstdint>
@@ -18,7 +19,7 @@ struct CapturePin {
     static uint32_t MaskFor(uint8_t bits) { return bits >= 32 ? 0xFFFFFFFFu : (uint32_t(1) << bits) - 1; }
 
     void Capture(unsigned long captured) {
-        value = static_cast<uint32_t>(captured) & mask;
+        value = TargetWord(captured) & mask;
         ++count;
     }
 

@@ -4,6 +4,7 @@
 #include <ferrow/Ferrow_ICAP_c.h>
 
 #include "peripherals/Peripheral.h"
+#include "peripherals/TargetWord.h"
 #include "peripherals/capture/CapturePin.h"
 #include "platform/CallFrame.h"
 
@@ -15,6 +16,7 @@
 using ferrow::peripherals::CapturePin;
 using ferrow::peripherals::Peripheral;
 using ferrow::peripherals::SampleRing;
+using ferrow::peripherals::TargetWord;
 using ferrow::platform::CallFrame;
 
 namespace {
@@ -61,13 +63,12 @@ int Ferrow_ICAP_c::AddPin(unsigned long pin, unsigned char configuration, unsign
                           unsigned long queueLength) {
     CallFrame frame;
     std::lock_guard<std::recursive_mutex> lock(impl_->core.Lock());
-    if (bits == 0 || pin > std::numeric_limits<uint32_t>::max() ||
-        queueLength > SampleRing<uint32_t>::kMaxLength ||
+    const uint32_t length = TargetWord(queueLength);
+    if (bits == 0 || length > SampleRing<uint32_t>::kMaxLength ||
         impl_->pins.size() >= static_cast<size_t>(std::numeric_limits<int>::max())) {
         return -1;
     }
-    impl_->pins.emplace_back(static_cast<uint32_t>(pin), configuration, bits,
-                             static_cast<uint32_t>(queueLength));
+    impl_->pins.emplace_back(TargetWord(pin), configuration, bits, length);
     return static_cast<int>(impl_->pins.size() - 1);
 }
 
@@ -89,7 +90,7 @@ int Ferrow_ICAP_c::PN2hndl(unsigned long pin) {
     CallFrame frame;
     std::lock_guard<std::recursive_mutex> lock(impl_->core.Lock());
     for (size_t h = 0; h < impl_->pins.size(); ++h) {
-        if (impl_->pins[h].pinNumber == pin) return static_cast<int>(h);
+        if (impl_->pins[h].pinNumber == TargetWord(pin)) return static_cast<int>(h);
     }
     return -1;
 }

@@ -5,6 +5,7 @@
 
 #include "core/Ferrow_Ctx_c.h"
 #include "peripherals/Peripheral.h"
+#include "peripherals/TargetWord.h"
 #include "peripherals/eeprom/EEPROM_MSVC_c.h"
 #include "platform/CallFrame.h"
 #include "platform/MessageReport.h"
@@ -14,6 +15,7 @@
 
 using ferrow::peripherals::EEPROM_MSVC_c;
 using ferrow::peripherals::Peripheral;
+using ferrow::peripherals::TargetWord;
 using ferrow::platform::CallFrame;
 using ferrow::platform::MessageReport;
 using ferrow::platform::Text;
@@ -41,8 +43,9 @@ Ferrow_EEPROM_c::Ferrow_EEPROM_c(Ferrow_c* emulator, int modal, unsigned long si
                                  unsigned long noPanel)
     : impl_(new Impl(emulator, this, noPanel)) {
     CallFrame frame;
-    if (impl_->image.SetSize(size) != 0) {
-        MessageReport::Show(L"EEPROM", L"EEPROM size " + std::to_wstring(size) +
+    const uint32_t bytes = TargetWord(size);
+    if (impl_->image.SetSize(bytes) != 0) {
+        MessageReport::Show(L"EEPROM", L"EEPROM size " + std::to_wstring(bytes) +
                                            L" refused: a multiple of 16 up to 65536 is needed; "
                                            L"the image has " +
                                            std::to_wstring(impl_->image.Size()) + L" bytes");
@@ -105,7 +108,7 @@ unsigned long Ferrow_EEPROM_c::Get_Default_SN() {
 
 void Ferrow_EEPROM_c::Set_Default_SN(unsigned long value) {
     CallFrame frame;
-    impl_->defaultSn = static_cast<uint32_t>(value);
+    impl_->defaultSn = TargetWord(value);
 }
 
 void Ferrow_EEPROM_c::Show() { impl_->core.Show(); }

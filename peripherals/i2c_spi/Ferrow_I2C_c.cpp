@@ -5,12 +5,14 @@
 #include <ferrow/Ferrow_I2C_c.h>
 
 #include "peripherals/Peripheral.h"
+#include "peripherals/TargetWord.h"
 #include "platform/CallFrame.h"
 
 #include <deque>
 #include <mutex>
 
 using ferrow::peripherals::Peripheral;
+using ferrow::peripherals::TargetWord;
 using ferrow::platform::CallFrame;
 
 struct Ferrow_I2C_c::Impl {
@@ -25,7 +27,7 @@ struct Ferrow_I2C_c::Impl {
         return int(slaves.size() - 1);
     }
 
-    Slave* FindLocked(unsigned long address) {
+    Slave* FindLocked(uint32_t address) {
         for (Slave& slave : slaves) {
             if (slave.address == address) return &slave;
         }
@@ -73,7 +75,7 @@ int Ferrow_I2C_c::AddSlave(unsigned short address, SlaveObjFn read, SlaveObjFn w
 
 Ferrow_I2C_c::Slave* Ferrow_I2C_c::SA2Dat(unsigned long address) {
     std::lock_guard<std::recursive_mutex> lock(impl_->core.Lock());
-    return impl_->FindLocked(address);
+    return impl_->FindLocked(TargetWord(address));
 }
 
 int Ferrow_I2C_c::RN(unsigned short address, unsigned char* buffer, unsigned short length, int a,

@@ -4,6 +4,7 @@
 
 #include "peripherals/Peripheral.h"
 #include "peripherals/PinTable.h"
+#include "peripherals/TargetWord.h"
 #include "peripherals/pwm/PwmTiming.h"
 
 #include <cstdint>
@@ -11,6 +12,7 @@
 
 using ferrow::peripherals::Peripheral;
 using ferrow::peripherals::PinTable;
+using ferrow::peripherals::TargetWord;
 namespace pwm = ferrow::peripherals::pwm;
 
 namespace {
@@ -76,8 +78,8 @@ int Ferrow_PWM_c::SetDuty(unsigned long pin, unsigned long duty) {
 
 int Ferrow_PWM_c::SetDutyDelay(unsigned long pin, unsigned long duty, unsigned long delay) {
     return impl_->outputs.With(pin, [&](PwmOutput& out) {
-        out.duty = static_cast<uint32_t>(duty);
-        out.delay = static_cast<uint32_t>(delay);
+        out.duty = TargetWord(duty);
+        out.delay = TargetWord(delay);
         return 0;
     });
 }
@@ -87,7 +89,7 @@ int Ferrow_PWM_c::GetDuty(unsigned long pin, unsigned long* duty) {
 }
 
 int Ferrow_PWM_c::SetPeriod(unsigned long pin, unsigned long period) {
-    const auto hz = pwm::FrequencyFromPeriod(static_cast<uint32_t>(period));
+    const auto hz = pwm::FrequencyFromPeriod(TargetWord(period));
     if (!hz) return -1;
     return impl_->outputs.Write(pin, &PwmOutput::frequency, *hz);
 }
@@ -102,7 +104,7 @@ int Ferrow_PWM_c::GetPeriod(unsigned long pin, unsigned long* period) {
 
 int Ferrow_PWM_c::SetWidth(unsigned long pin, unsigned long width) {
     return impl_->outputs.With(pin, [&](PwmOutput& out) {
-        const auto duty = pwm::DutyFromWidth(out.frequency, static_cast<uint32_t>(width));
+        const auto duty = pwm::DutyFromWidth(out.frequency, TargetWord(width));
         if (!duty) return -1;
         out.duty = *duty;
         return 0;

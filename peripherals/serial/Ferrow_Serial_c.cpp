@@ -4,6 +4,7 @@
 #include <ferrow/Ferrow_Serial_c.h>
 
 #include "peripherals/Peripheral.h"
+#include "peripherals/TargetWord.h"
 #include "peripherals/serial/SerialPortTable.h"
 #include "platform/CallFrame.h"
 
@@ -17,12 +18,13 @@ using ferrow::peripherals::ByteRing_c;
 using ferrow::peripherals::Peripheral;
 using ferrow::peripherals::SerialPortSlot;
 using ferrow::peripherals::SerialPortTable;
+using ferrow::peripherals::TargetWord;
 using ferrow::platform::CallFrame;
 
 namespace {
 
-bool IsStandardBaud(unsigned long baud) {
-    static constexpr unsigned long kRates[] = {1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200};
+bool IsStandardBaud(uint32_t baud) {
+    static constexpr uint32_t kRates[] = {1200, 2400, 4800, 9600, 19200, 38400, 57600, 115200};
     return std::find(std::begin(kRates), std::end(kRates), baud) != std::end(kRates);
 }
 
@@ -136,7 +138,8 @@ void Ferrow_Serial_c::Register(RxCallback callback, int handle) {
 
 void Ferrow_Serial_c::SetBaud(unsigned long baud) {
     CallFrame frame;
-    if (impl_->slot && IsStandardBaud(baud)) impl_->slot->baud = uint32_t(baud);
+    const uint32_t rate = TargetWord(baud);
+    if (impl_->slot && IsStandardBaud(rate)) impl_->slot->baud = rate;
 }
 
 void Ferrow_Serial_c::FlushRX() {

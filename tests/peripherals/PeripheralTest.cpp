@@ -1,10 +1,11 @@
 // What every peripheral shares: registration, panels from the installed
 // provider and outliving the emulator, shown on the NMEA 2000 monitor and
-// generator, and the name rule, shown on every kind.
+// generator, and the name rule and 32-bit quantities, shown on every kind.
+#include "peripherals/Peripheral.h"
+#include "peripherals/serial/SerialPortTable.h"
+#include "tests/support/CapturedMessages.h"
 #include "tests/support/FakePanelProvider.h"
 #include "tests/support/TestEmulator.h"
-
-#include "peripherals/Peripheral.h"
 
 #include <ferrow/Ferrow_ADC_c.h>
 #include <ferrow/Ferrow_EEPROM_c.h>
@@ -15,6 +16,7 @@
 #include <ferrow/Ferrow_N2K_Mon_c.h>
 #include <ferrow/Ferrow_OCMP_c.h>
 #include <ferrow/Ferrow_PWM_c.h>
+#include <ferrow/Ferrow_SPI_c.h>
 #include <ferrow/Ferrow_Serial_c.h>
 #include <ferrow/PanelProvider.h>
 
@@ -26,6 +28,8 @@
 #include <vector>
 
 using ferrow::peripherals::Peripheral;
+using ferrow::peripherals::SerialPortTable;
+using ferrow::test::CapturedMessages;
 using ferrow::test::FakePanelProvider;
 using ferrow::test::TestEmulator;
 
@@ -161,6 +165,97 @@ TEST(Peripheral, EveryKindKeepsALongNameWholeAndRefusesNulls) {
     }
     ASSERT_EQ(i2c.AddSlave(0x50, Ferrow_I2C_c::SlaveFn{}, nullptr, name.c_str()), 0);
     EXPECT_EQ(i2c.SA2Dat(0x50)->name, kept) << "an I2C slave's name";
+}
+
+namespace {
+
+// Puts taken before the first refusal, up to 20.
+long PutsTaken(const std::function<int(long)>& put) {
+    long taken = 0;
+    while (taken < 20 && put(taken) == 0) ++taken;
+    return taken;
+}
+
+}  // namespace
+
+// Each row hands one operation a 32-bit quantity as `unsigned long` and
+// reports what it made of it; 2^32 more must make the same, as on the target.
+TEST(Peripheral, UnsignedLongQuantitiesWrapAt32Bits) {
+    Ferrow_Serial_c serial(nullptr, 0, 1);
+    struct Row {
+        const char* operation;
+        unsigned long low;
+        long expected;
+        std::function<long(unsigned long)> apply;
+    };
+    const Row rows[] = {
+        {"a constructor's noPanel", 0, 1, [](unsigned long x) {
+             FakePanelProvider provider;
+             Ferrow_SPI_c spi(nullptr, 0, x);
+             return long(provider.requests.size());
+         }},
+        {"ICAP AddPin's pin", 0x21, 0x21, [](unsigned long x) {
+             Ferrow_ICAP_c icap(nullptr, 0, 1);
+             const int h = icap.AddPin(x, 0, 16, 4);
+             return h < 0 ? -1L : long(icap.hndl2PN(h));
+         }},
+        {"ICAP PN2hndl", 0x21, 1, [](unsigned long x) {
+             Ferrow_ICAP_c icap(nullptr, 0, 1);
+             icap.AddPin(0x20, 0, 16, 4);
+             icap.AddPin(0x21, 0, 16, 4);
+             return long(icap.PN2hndl(x));
+         }},
+        {"ICAP AddPin's queue length", 4, 3, [](unsigned long x) {
+             Ferrow_ICAP_c icap(nullptr, 0, 1);
+             icap.AddPin(0x21, 0, 16, x);
+             return PutsTaken([&](long v) { return icap.QPut(0, v); });
+         }},
+        {"ADC AddChannel's queue length", 8, 7, [](unsigned long x) {
+             Ferrow_ADC_c adc(nullptr, 0, 1);
+             adc.AddChannel(1, 12, x, 1, 0);
+             return PutsTaken([&](long v) { return adc.QPut(0, v); });
+         }},
+        {"ADC QSetup", 2, 6 + 7, [](unsigned long x) {
+             Ferrow_ADC_c adc(nullptr, 0, 1);
+             adc.AddChannel(1, 12, 8, 1, 0);
+             for (long v = 1; v <= 7; ++v) adc.QPut(0, v);
+             long sum = -1;
+             return adc.QSetup(0, x) == 0 && adc.QGetSum(0, &sum) == 0 ? sum : -1L;
+         }},
+        {"GPIO AddPin", 0x12, 0x12, [](unsigned long x) {
+             Ferrow_GPIO_c gpio(nullptr, 0, 1);
+             gpio.AddPin(x);
+             return long(gpio.ID2PN(0));
+         }},
+        {"PWM SetDutyDelay", 250000, 250000, [](unsigned long x) {
+             Ferrow_PWM_c pwm(nullptr, 0, 1);
+             pwm.AddPin(0x30, 0);
+             unsigned long duty = 0;
+             pwm.SetDutyDelay(0x30, x, 0);
+             pwm.GetDuty(0x30, &duty);
+             return long(duty);
+         }},
+        {"serial SetBaud", 115200, 115200, [&](unsigned long x) {
+             serial.SetBaud(9600);
+             serial.SetBaud(x);
+             return long(SerialPortTable::At(serial.GetHndl())->baud);
+         }},
+        {"EEPROM size (refusals)", 16, 0, [](unsigned long x) {
+             CapturedMessages refusals;
+             Ferrow_EEPROM_c eeprom(nullptr, 0, x, 1);
+             return long(refusals.Shown().size());
+         }},
+        {"I2C SA2Dat", 0x50, 1, [](unsigned long x) {
+             Ferrow_I2C_c i2c(nullptr, 0, 1);
+             i2c.AddSlave(0x50, Ferrow_I2C_c::SlaveFn{}, nullptr, nullptr);
+             return long(i2c.SA2Dat(x) != nullptr);
+         }},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.operation);
+        EXPECT_EQ(row.apply(row.low), row.expected);
+        EXPECT_EQ(row.apply(row.low + (1ul << 32)), row.expected) << "2^32 more";
+    }
 }
 
 TEST(Peripheral, APeripheralMayOutliveItsEmulator) {

@@ -62,7 +62,6 @@ TEST(Ferrow_ICAP_c, PinsAreFoundByHandleAndByNumber) {
     EXPECT_EQ(icap.AddPin(0x21, 3, 16, 4), 0);
     EXPECT_EQ(icap.AddPin(0x22, 0, 0, 4), -1);
     EXPECT_EQ(icap.AddPin(0x22, 0, 16, 65536), -1);
-    EXPECT_EQ(icap.AddPin(0x100000000UL, 0, 16, 4), -1);
     EXPECT_EQ(icap.AddPin(0x22, 0, 16, 0), 1);
     EXPECT_EQ(icap.AddPin(0x22, 0, 16, 1), 2);
     EXPECT_EQ(icap.GetTotalPin(), 3);

@@ -154,7 +154,7 @@ TEST(Ferrow_EEPROM_c, BufferChangesReachTheFileWithTheNextWriteOfTheirRecordOrFa
 
 TEST(Ferrow_EEPROM_c, RefusedSizesAndPathsAreReportedAndChangeNothing) {
     CapturedMessages messages;
-    for (unsigned long size : {0ul, 24ul, 65552ul, (1ul << 32) + 16, 16ul, 65536ul}) {
+    for (unsigned long size : {0ul, 24ul, 65552ul, (1ul << 32) + 24, 16ul, 65536ul}) {
         Ferrow_EEPROM_c(nullptr, 0, size, 1);
     }
     Device d(16);
