@@ -4,6 +4,7 @@
 // use; nothing here is guarded by a lock.
 #pragma once
 
+#include "core/AttachedPeripheral.h"
 #include "core/QL_ThreadMgr_c.h"
 
 #include <ferrow/CWnd.h>
@@ -16,9 +17,6 @@
 
 class Ferrow_c;
 struct N2KMsg;
-namespace ferrow::peripherals {
-class Peripheral;
-}
 namespace ferrow::platform {
 class TimerService;
 }
@@ -107,20 +105,20 @@ public:
 
     // Every peripheral built for this emulator, registered in a slot or not,
     // so that the emulator's destruction can tell them it is gone.
-    void Attach(ferrow::peripherals::Peripheral* p) {
+    void Attach(ferrow::core::AttachedPeripheral* p) {
         std::lock_guard<std::mutex> guard(peripheralsMutex);
         peripherals.push_back(p);
     }
     // Runs `enter` (which fills its slot) under the lock, while attached.
     template <class Fill>
-    void Enter(ferrow::peripherals::Peripheral* p, Fill&& enter) {
+    void Enter(ferrow::core::AttachedPeripheral* p, Fill&& enter) {
         std::lock_guard<std::mutex> guard(peripheralsMutex);
         if (std::find(peripherals.begin(), peripherals.end(), p) != peripherals.end()) enter();
     }
     // Lets go of the peripheral and, still under the lock, runs `leave` (which
     // clears its slot), unless the emulator has already let go of it.
     template <class Leave>
-    void Detach(ferrow::peripherals::Peripheral* p, Leave&& leave) {
+    void Detach(ferrow::core::AttachedPeripheral* p, Leave&& leave) {
         std::lock_guard<std::mutex> guard(peripheralsMutex);
         auto it = std::find(peripherals.begin(), peripherals.end(), p);
         if (it == peripherals.end()) return;
@@ -130,5 +128,5 @@ public:
     // protects: peripherals and the slots as peripherals fill and clear them,
     // so that the message path's monitor and generator stay while it uses them
     std::mutex peripheralsMutex;
-    std::vector<ferrow::peripherals::Peripheral*> peripherals;
+    std::vector<ferrow::core::AttachedPeripheral*> peripherals;
 };

@@ -1,15 +1,14 @@
 // Construction and destruction of the emulator object.
 #include <ferrow/Ferrow_c.h>
 
-#include "config/EmulatorConfig.h"
+#include "core/EmulatorConfig.h"
 #include "core/DisplayAllPgn.h"
 #include "core/Ferrow_Ctx_c.h"
 #include "core/InstanceTable.h"
-#include "peripherals/Peripheral.h"
 #include "platform/CallFrame.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
-#include "platform/gateway/Brovik_c.h"
+#include "net/Brovik_c.h"
 
 #include <filesystem>
 #include <string>
@@ -96,7 +95,7 @@ void Ferrow_c::CreateI(CWnd* parent, void* gatewayArg, const char* eepromFileNam
     gateway = new Brovik_c(hParent, gatewayArg, ownConfig ? 0 : 1, configFileName,
                            kDefaultPortName, kPortKey);
     config = gateway->config;
-    ferrow::config::EmulatorConfig::Load(*this);
+    ferrow::core::EmulatorConfig::Load(*this);
 }
 
 Ferrow_c::~Ferrow_c() {
@@ -110,7 +109,7 @@ Ferrow_c::~Ferrow_c() {
     {
         // Peripherals belong to the firmware and may outlive the emulator.
         std::lock_guard<std::mutex> guard(ctx->peripheralsMutex);
-        for (ferrow::peripherals::Peripheral* peripheral : ctx->peripherals) peripheral->Detach();
+        for (ferrow::core::AttachedPeripheral* peripheral : ctx->peripherals) peripheral->Detach();
         ctx->peripherals.clear();
     }
     delete gateway;

@@ -4,11 +4,11 @@
 #include <ferrow/Ferrow_PWM_c.h>
 #include <ferrow/Ferrow_c.h>
 
-#include "config/EmulatorConfig.h"
+#include "core/EmulatorConfig.h"
 #include "core/Ferrow_Ctx_c.h"
 #include "platform/CallFrame.h"
 #include "platform/ScopeLock.h"
-#include "platform/gateway/Brovik_c.h"
+#include "net/Brovik_c.h"
 
 #include <chrono>
 #include <thread>
@@ -158,7 +158,7 @@ int Ferrow_c::Start(int argc, char** argv) {
     // gave up) is never joined by a second one.
     if (ctx->threadMgr.IsActive()) return -1;
 
-    ferrow::config::EmulatorConfig::RestoreEepromName(*ctx);
+    ferrow::core::EmulatorConfig::RestoreEepromName(*ctx);
 
     // Their panels list the channels that exist now and begin refreshing.
     if (adc != nullptr) adc->Start();

@@ -5,10 +5,10 @@
 
 #include "core/DisplayAllPgn.h"
 #include "core/Ferrow_Ctx_c.h"
-#include "n2k/N2KRecord.h"
+#include "net/N2KRecord.h"
 #include "platform/CallFrame.h"
 #include "platform/ScopeLock.h"
-#include "platform/gateway/Brovik_c.h"
+#include "net/Brovik_c.h"
 
 using ferrow::core::DisplayAllPgn;
 using ferrow::platform::CallFrame;
@@ -58,7 +58,7 @@ N2KStatus Ferrow_c::PutMsg(N2KMsg* msg) {
     ScopeLock lock(cs, false);
     if (ctx->putEnable == 0) return N2K_OK;
     if (msg == nullptr) return N2K_BAD_MESSAGE;
-    msg->timeStamp = ferrow::n2k::N2KRecord::TimeStampNow();
+    msg->timeStamp = ferrow::net::N2KRecord::TimeStampNow();
     const N2KStatus status = gateway->PutMsg(msg);
     if (status != N2K_OK && DisplayAllPgn::Get(*this) == 0) return status;
 

@@ -3,7 +3,7 @@
 // them; a peer's connection is open so that its answers reach the sending
 // side too. Every message that comes out must fit its transport and be one
 // the codec would send again; every frame it answers with must be a frame.
-#include "platform/can/N2KCanCodec.h"
+#include "net/can/N2KCanCodec.h"
 
 #include "fuzz/FuzzSeeds.h"
 
@@ -16,8 +16,8 @@
 
 namespace {
 
-using ferrow::platform::CanFrame;
-using ferrow::platform::N2KCanCodec;
+using ferrow::net::CanFrame;
+using ferrow::net::N2KCanCodec;
 using std::chrono::milliseconds;
 
 constexpr uint8_t kOwn = 0x42;

@@ -2,8 +2,8 @@
 // lines; each line, in an allocation of exactly its size so that the address
 // sanitizer sees a read past it, goes through the RAW and the candump -L
 // parser. A frame either reads must be written and read back unchanged.
-#include "platform/gateway/CandumpLineFormat.h"
-#include "platform/gateway/RawLineFormat.h"
+#include "net/formats/CandumpLineFormat.h"
+#include "net/formats/RawLineFormat.h"
 
 #include "fuzz/FuzzSeeds.h"
 
@@ -19,9 +19,9 @@
 
 namespace {
 
-using ferrow::platform::CandumpLineFormat;
-using ferrow::platform::LineFormat;
-using ferrow::platform::RawLineFormat;
+using ferrow::net::CandumpLineFormat;
+using ferrow::net::LineFormat;
+using ferrow::net::RawLineFormat;
 
 void Require(bool condition, const char* what) {
     if (condition) return;
@@ -33,7 +33,7 @@ void Require(bool condition, const char* what) {
 void RoundTrip(const LineFormat& format, std::string_view line, bool keepsDirection) {
     const auto parsed = format.Parse(line);
     if (!parsed) return;
-    Require(parsed->frame.length <= ferrow::platform::CanFrame::kMaxLength, "length over 8");
+    Require(parsed->frame.length <= ferrow::net::CanFrame::kMaxLength, "length over 8");
     const auto since = parsed->time.value_or(std::chrono::microseconds(0));
     const std::string written = format.Format(parsed->frame, parsed->direction, since);
     const auto again = format.Parse(written.substr(0, written.find_first_of("\r\n")));

@@ -4,9 +4,9 @@
 // must be in a frame or counted as discarded; every frame, written again,
 // must read back alone and unchanged; and a payload either message reader
 // accepts must write and read back as the same message.
-#include "platform/gateway/DleFrameDecoder.h"
-#include "platform/gateway/DleFrameEncoder.h"
-#include "platform/gateway/SerialMessageCodec.h"
+#include "net/serial/DleFrameDecoder.h"
+#include "net/serial/DleFrameEncoder.h"
+#include "net/serial/SerialMessageCodec.h"
 
 #include "fuzz/FuzzSeeds.h"
 
@@ -21,9 +21,9 @@
 
 namespace {
 
-using ferrow::platform::DleFrameDecoder;
-using ferrow::platform::DleFrameEncoder;
-using ferrow::platform::SerialMessageCodec;
+using ferrow::net::DleFrameDecoder;
+using ferrow::net::DleFrameEncoder;
+using ferrow::net::SerialMessageCodec;
 using Bytes = std::vector<uint8_t>;
 using Frames = std::vector<std::pair<uint8_t, Bytes>>;
 

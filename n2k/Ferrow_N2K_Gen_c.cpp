@@ -4,10 +4,10 @@
 #include <ferrow/Ferrow_N2K_Gen_c.h>
 
 #include "n2k/MessageStore.h"
-#include "n2k/N2KRecord.h"
+#include "net/N2KRecord.h"
 #include "peripherals/Peripheral.h"
 #include "platform/CallFrame.h"
-#include "platform/gateway/Brovik_c.h"
+#include "net/Brovik_c.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +18,7 @@
 #include <vector>
 
 using ferrow::n2k::MessageStore;
-using ferrow::n2k::N2KRecord;
+using ferrow::net::N2KRecord;
 using ferrow::peripherals::Peripheral;
 using ferrow::platform::CallFrame;
 
@@ -111,7 +111,7 @@ N2KMsg NewMessage(uint32_t pgn, uint8_t priority, std::size_t length, uint8_t tr
 
 N2KMsg NewMultiFrameMessage(uint32_t pgn, uint8_t priority, std::size_t length) {
     return NewMessage(pgn, priority, length,
-                      N2KRecord::MultiFrameTransport(static_cast<unsigned>(length)));
+                      ferrow::net::N2KRecord::MultiFrameTransport(static_cast<unsigned>(length)));
 }
 
 bool Fits(std::size_t length) { return length <= N2KMsg::kMaxData; }
@@ -150,7 +150,7 @@ std::optional<std::vector<Pair>> CallerPairs(const unsigned char* fields,
 // Stamps and addresses a built record and queues it.
 int Submit(Ferrow_N2K_Gen_c& gen, N2KMsg& msg, unsigned char addressA, unsigned char addressB,
            int send) {
-    msg.timeStamp = N2KRecord::TimeStampNow();
+    msg.timeStamp = ferrow::net::N2KRecord::TimeStampNow();
     msg.addressA = addressA;
     msg.addressB = addressB;
     return gen.PutMsg(&msg, send);

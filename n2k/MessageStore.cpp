@@ -1,6 +1,6 @@
 #include "n2k/MessageStore.h"
 
-#include "n2k/N2KRecord.h"
+#include "net/N2KRecord.h"
 
 #include <algorithm>
 
@@ -22,7 +22,7 @@ int MessageStore::Put(const N2KMsg* msg) {
     if (msg == nullptr) return -1;
     ++offered_;
     if (free_ < 1) return 0;
-    N2KRecord::Copy(&slots_[write_], msg);
+    net::N2KRecord::Copy(&slots_[write_], msg);
     write_ = Next(write_);
     --free_;
     return 1;
@@ -30,7 +30,7 @@ int MessageStore::Put(const N2KMsg* msg) {
 
 int MessageStore::Get(N2KMsg* msg) {
     if (free_ == capacity_) return 0;
-    N2KRecord::Copy(msg, &slots_[read_]);
+    net::N2KRecord::Copy(msg, &slots_[read_]);
     read_ = Next(read_);
     ++free_;
     return 1;

@@ -5,7 +5,7 @@
 #include "panels/WxPgnList.h"
 #include "peripherals/Peripheral.h"
 #include "platform/ProcessClock.h"
-#include "platform/gateway/BrovikPgn.h"
+#include "panels/model/BrovikPgn.h"
 
 #include <ferrow/Ferrow_N2K_Mon_c.h>
 #include <ferrow/Ferrow_c.h>

@@ -3,7 +3,7 @@
 #include "panels/DisplayPeriods.h"
 #include "peripherals/Peripheral.h"
 #include "peripherals/serial/SerialPortTable.h"
-#include "platform/SerialTeletype.h"
+#include "panels/model/SerialTeletype.h"
 
 #include <ferrow/Ferrow_Serial_c.h>
 #include <ferrow/panels/CtrlAnchor.h>
@@ -19,7 +19,7 @@
 using ferrow::panels::DisplayPeriods;
 using ferrow::peripherals::Peripheral;
 using ferrow::peripherals::SerialPortSlot;
-using ferrow::platform::SerialTeletype;
+using ferrow::panels::SerialTeletype;
 
 namespace {
 

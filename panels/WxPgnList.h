@@ -5,7 +5,7 @@
 // rewrites thousands of cells a second.
 #pragma once
 
-#include "platform/gateway/PgnListView.h"
+#include "panels/model/PgnListView.h"
 
 #include <wx/listctrl.h>
 
@@ -13,7 +13,7 @@
 
 namespace ferrow::panels {
 
-class WxPgnList : public wxListCtrl, public ferrow::platform::PgnListView {
+class WxPgnList : public wxListCtrl, public ferrow::panels::PgnListView {
 public:
     WxPgnList(wxWindow* parent, wxWindowID id);
 

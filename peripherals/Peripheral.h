@@ -6,6 +6,7 @@
 #include <ferrow/Ferrow_c.h>
 #include <ferrow/PanelProvider.h>
 
+#include "core/AttachedPeripheral.h"
 #include "platform/CallFrame.h"
 
 #include <atomic>
@@ -15,7 +16,7 @@
 
 namespace ferrow::peripherals {
 
-class Peripheral {
+class Peripheral : public core::AttachedPeripheral {
 public:
     // Names the emulator's registry slot of a peripheral class.
     template <class T, T* Ferrow_c::*Slot>
@@ -57,7 +58,7 @@ public:
     // has gone. Exported for the panels library.
     FERROW_API static Ferrow_c* EmulatorOf(const void* self);
     // Called by the emulator's destructor: the peripheral outlives it.
-    void Detach();
+    void Detach() override;
 
     // The lock that serialises every operation on the peripheral's records.
     std::recursive_mutex& Lock() { return lock_; }

@@ -1,7 +1,7 @@
 // Frames per second through the CAN framing codec: a single frame and a
 // 223-byte fast packet, encoded from a record and decoded back into one.
 #include "../BenchMessage.h"
-#include "platform/can/N2KCanCodec.h"
+#include "net/can/N2KCanCodec.h"
 
 #include <benchmark/benchmark.h>
 
@@ -10,8 +10,8 @@
 
 namespace {
 
-using ferrow::platform::CanFrame;
-using ferrow::platform::N2KCanCodec;
+using ferrow::net::CanFrame;
+using ferrow::net::N2KCanCodec;
 
 void BM_Encode(benchmark::State& state) {
     N2KCanCodec codec;

@@ -3,11 +3,11 @@
 // receives), and the frame decoder's throughput on a stream of messages of
 // every length.
 #include "../BenchMessage.h"
-#include "platform/gateway/DleFrameDecoder.h"
-#include "platform/gateway/DleFrameEncoder.h"
-#include "platform/gateway/SerialMessageCodec.h"
-#include "platform/gateway/SerialTransport.h"
-#include "tests/platform/gateway/SerialGatewayRig.h"
+#include "net/serial/DleFrameDecoder.h"
+#include "net/serial/DleFrameEncoder.h"
+#include "net/serial/SerialMessageCodec.h"
+#include "net/serial/SerialTransport.h"
+#include "tests/net/serial/SerialGatewayRig.h"
 
 #include <benchmark/benchmark.h>
 
@@ -16,10 +16,10 @@
 
 namespace {
 
-using ferrow::platform::DleFrameDecoder;
-using ferrow::platform::DleFrameEncoder;
-using ferrow::platform::SerialMessageCodec;
-using ferrow::platform::SerialTransport;
+using ferrow::net::DleFrameDecoder;
+using ferrow::net::DleFrameEncoder;
+using ferrow::net::SerialMessageCodec;
+using ferrow::net::SerialTransport;
 
 // Messages in flight at once: enough to keep both ends busy.
 constexpr int64_t kWindow = 256;

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "peripherals/adc/SampleFormat.h"
-#include "peripherals/adc/SampleRing.h"
+#include "peripherals/SampleRing.h"
 
 #include <cstdint>
 #include <optional>

@@ -3,8 +3,8 @@
 // with the same ring as the ADC's sample queue. Not locked itself.
 #pragma once
 
+#include "peripherals/SampleRing.h"
 #include "peripherals/TargetWord.h"
-#include "peripherals/adc/SampleRing.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 #include "core/Ferrow_Ctx_c.h"
 #include "core/InstanceTable.h"
 #include "platform/Text.h"
-#include "platform/gateway/Brovik_c.h"
+#include "net/Brovik_c.h"
 #include "tests/support/CapturedMessages.h"
 #include "tests/support/TestEmulator.h"
 

@@ -1,6 +1,6 @@
 #include "core/Ferrow_Ctx_c.h"
 #include "platform/ProcessClock.h"
-#include "platform/gateway/Brovik_c.h"
+#include "net/Brovik_c.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TestEmulator.h"
 

@@ -1,6 +1,6 @@
 // The generator's encoders against literal payloads, its limits, and its
 // queue as the emulator's receive path sees it.
-#include "n2k/N2KRecord.h"
+#include "net/N2KRecord.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TestEmulator.h"
 
@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-using ferrow::n2k::N2KRecord;
+using ferrow::net::N2KRecord;
 using ferrow::test::Eventually;
 using ferrow::test::TestEmulator;
 

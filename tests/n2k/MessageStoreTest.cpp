@@ -1,12 +1,12 @@
 #include "n2k/MessageStore.h"
-#include "n2k/N2KRecord.h"
+#include "net/N2KRecord.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 using ferrow::n2k::MessageStore;
-using ferrow::n2k::N2KRecord;
+using ferrow::net::N2KRecord;
 
 namespace {
 

@@ -3,7 +3,7 @@
 // the same bus sending to it, while the panel is driven through its controls.
 #include "PanelsHost.h"
 
-#include "platform/gateway/PgnRowTable.h"
+#include "panels/model/PgnRowTable.h"
 #include "tests/support/TempDir.h"
 
 #include <ferrow/ferrow.h>
@@ -25,7 +25,7 @@
 namespace ferrow::panels::test {
 namespace {
 
-using ferrow::platform::PgnRowTable;
+using ferrow::panels::PgnRowTable;
 using ferrow::test::TempDir;
 
 constexpr uint8_t kFirmwareAddress = 0x23;

@@ -5,14 +5,14 @@
 // a frame carries are used, and a message it does not report counts as a
 // failure. Without node or the installed package the tests skip, or fail when
 // CI is set.
-#include "platform/can/CanFrame.h"
-#include "platform/can/FastPacketPgns.h"
-#include "platform/can/N2KCanCodec.h"
-#include "platform/gateway/CandumpLineFormat.h"
-#include "platform/gateway/DleFrameEncoder.h"
-#include "platform/gateway/FrameLog.h"
-#include "platform/gateway/RawLineFormat.h"
-#include "platform/gateway/SerialMessageCodec.h"
+#include "net/can/CanFrame.h"
+#include "net/can/FastPacketPgns.h"
+#include "net/can/N2KCanCodec.h"
+#include "net/formats/CandumpLineFormat.h"
+#include "net/serial/DleFrameEncoder.h"
+#include "net/links/FrameLog.h"
+#include "net/formats/RawLineFormat.h"
+#include "net/serial/SerialMessageCodec.h"
 #include "tests/support/CanboatPeer.h"
 #include "tests/support/FreeLoopbackPort.h"
 #include "tests/support/TestEmulator.h"
@@ -32,7 +32,7 @@
 
 namespace {
 
-using namespace ferrow::platform;
+using namespace ferrow::net;
 using namespace ferrow::test;
 using namespace std::chrono_literals;
 

@@ -38,7 +38,7 @@ class wxShowEvent;
 class wxSizeEvent;
 class wxTextCtrl;
 
-namespace ferrow::platform {
+namespace ferrow::panels {
 class SerialTeletype;
 }
 
@@ -104,7 +104,7 @@ private:
     bool paused_ = false;
     // Whether the log's last entry shows the unfinished line.
     bool pendingShown_ = false;
-    std::unique_ptr<ferrow::platform::SerialTeletype> tty_;
+    std::unique_ptr<ferrow::panels::SerialTeletype> tty_;
 
     wxButton* pauseButton_ = nullptr;
     wxButton* clearButton_ = nullptr;

@@ -1,6 +1,6 @@
 // The ring shared by the ADC and capture queues, at its boundaries: full,
 // wrapping reader, reset, one slot, no slot.
-#include "peripherals/adc/SampleRing.h"
+#include "peripherals/SampleRing.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,100 @@
+// The gateway connection object: it owns the configuration object the
+// emulator and the panels share, keeps its port name under its own key, and
+// carries the emulated device's messages to the network its port names,
+// through a transport chosen when it connects.
+#pragma once
+
+#include <ferrow/CFG_File.h>
+#include <ferrow/CWnd.h>
+#include <ferrow/N2KMsg.h>
+#include <ferrow/N2KStatus.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace ferrow::net {
+class GatewayTransport;
+}
+
+class Brovik_c {
+public:
+    // Room for the gateway's own keys, the emulator's keys and one per panel.
+    static constexpr unsigned short kConfigCapacity = 64;
+    static constexpr unsigned kPortNameSize = 256;
+    static constexpr unsigned kLogFileSize = 1024;
+
+    // gatewayKeepsConfig: 1 makes the configuration object a CfgFile_c with
+    // wide-character keys, 0 a CFG_File. The port key is registered here but
+    // read only when the file is loaded by the emulator.
+    Brovik_c(HWND parent, void* gatewayArg, int gatewayKeepsConfig, const char* configFileName,
+             const char* defaultPortName, const char* portKey);
+    virtual ~Brovik_c();
+    Brovik_c(const Brovik_c&) = delete;
+    Brovik_c& operator=(const Brovik_c&) = delete;
+
+    // Opens the transport the port name selects: 0, also when already
+    // connected, or negative when the network cannot be reached.
+    int Connect();
+    // Closes the transport, dropping what was received and not yet fetched.
+    // 0, also when not connected.
+    int DisConnect();
+    // Non-zero while connected and the network is reachable.
+    int IsConnected() const;
+
+    // Connect and DisConnect may run on one thread while PutMsg and GetMsg run
+    // on another. The statuses mean:
+    //   N2K_OK             sent: every other gateway on the network gets a
+    //                      copy, except one whose receive queue is full, which
+    //                      counts it as dropped (the sender is not told, as on
+    //                      a real bus); or, for GetMsg, the oldest received
+    //                      message was copied into `msg` unchanged.
+    //   N2K_NOT_CONNECTED  the gateway is not connected.
+    //   N2K_NO_MESSAGE     nothing received is waiting; `msg` is untouched.
+    //   N2K_BAD_MESSAGE    a null record, or a length past the data field.
+    //   N2K_TX_BUSY        the network cannot take the message now; a virtual
+    //                      bus never answers it.
+    //   N2K_TOO_LONG       more data than the link carries in one message: a
+    //                      serial gateway takes at most 249 bytes.
+    N2KStatus PutMsg(N2KMsg* msg);
+    N2KStatus GetMsg(N2KMsg* msg);
+
+    // Messages for this gateway lost because its receive queue was full,
+    // over all its connections.
+    uint64_t DroppedCount() const;
+
+    // The port name as loaded from the configuration file.
+    std::string PortName() const;
+    // Where CAN frames are recorded ("GW_LOG_FILE"); empty for nowhere.
+    std::string LogFile() const;
+
+    CFG_File* config;
+    // Non-zero while connected.
+    std::atomic<int> connected{0};
+    // Handed to the firmware's connect functions that take an int.
+    std::atomic<int> connectionValue{0};
+    // Cleared before the connection at start, set when it fails.
+    std::atomic<int> connectFailed{0};
+    // How many serial devices the port name "auto" may try; set before
+    // Connect, from the emulator's "MAX_PORT_SEARCH".
+    int maxPortSearch = 20;
+
+private:
+    bool wideConfig_;
+    // Registered with the configuration object: they outlive its loads.
+    std::string portKey_;
+    std::wstring portKeyWide_;
+    char portName_[kPortNameSize] = {};
+    wchar_t portNameWide_[kPortNameSize] = {};
+    char logFile_[kLogFileSize] = {};
+    wchar_t logFileWide_[kLogFileSize] = {};
+
+    // Held through each transport call, so that DisConnect never closes the
+    // transport under a message in flight.
+    mutable std::mutex mutex_;  // protects: transport_, droppedBefore_
+    std::unique_ptr<ferrow::net::GatewayTransport> transport_;  // null while disconnected
+    // Drops counted by the transports of earlier connections.
+    uint64_t droppedBefore_ = 0;
+};

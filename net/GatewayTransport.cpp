@@ -1,0 +1,94 @@
+#include "net/GatewayTransport.h"
+
+#include "platform/MessageReport.h"
+#include "platform/Text.h"
+#include "net/formats/CandumpLineFormat.h"
+#include "net/links/FrameTransport.h"
+#include "net/links/LogReplayLink.h"
+#include "net/PortSpec.h"
+#include "net/formats/RawLineFormat.h"
+#include "net/serial/SerialDiscovery.h"
+#include "net/serial/SerialTransport.h"
+#include "net/links/SocketCanLink.h"
+#include "net/links/TcpClientLink.h"
+#include "net/links/TcpListenLink.h"
+#include "net/links/UdpLink.h"
+#include "net/vbus/VirtualBusTransport.h"
+
+namespace ferrow::net {
+namespace {
+
+// A transport that cannot be opened: a port name of a known kind that is
+// malformed gives a clear refusal at Connect, never a silent substitute.
+class RefusedTransport : public GatewayTransport {
+public:
+    explicit RefusedTransport(std::string portName) : portName_(std::move(portName)) {}
+    int Open() override {
+        platform::MessageReport::Show(L"Gateway", L"GW_PORT_NAME \"" + platform::Text::Widen(portName_) +
+                                            L"\" is not a port name this gateway understands");
+        return -1;
+    }
+    void Close() override {}
+    N2KStatus Send(const N2KMsg&) override { return N2K_NOT_CONNECTED; }
+    N2KStatus Fetch(N2KMsg&) override { return N2K_NOT_CONNECTED; }
+    uint64_t Dropped() const override { return 0; }
+
+private:
+    std::string portName_;
+};
+
+std::unique_ptr<LineFormat> FormatFor(const PortSpec& port) {
+    if (port.candump) return std::make_unique<CandumpLineFormat>();
+    return std::make_unique<RawLineFormat>();
+}
+
+std::unique_ptr<FrameLink> LinkFor(const PortSpec& port) {
+    switch (port.kind) {
+        case PortSpec::Kind::TcpClient:
+            return std::make_unique<TcpClientLink>(port.name, port.port, FormatFor(port));
+        case PortSpec::Kind::TcpListen:
+            return std::make_unique<TcpListenLink>(port.port, FormatFor(port));
+        case PortSpec::Kind::Udp:
+            return std::make_unique<UdpLink>(port.name, port.port, FormatFor(port));
+        case PortSpec::Kind::SocketCan:
+            return std::make_unique<SocketCanLink>(port.name);
+        case PortSpec::Kind::LogFile:
+        case PortSpec::Kind::VirtualBus:
+        case PortSpec::Kind::Serial:
+        case PortSpec::Kind::SerialAuto:
+            break;
+    }
+    LogReplayLink::Options options;
+    options.pace = port.fast ? LogReplayLink::Pace::AsFastAsPossible : LogReplayLink::Pace::Recorded;
+    return std::make_unique<LogReplayLink>(port.name, options);
+}
+
+}  // namespace
+
+std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& portName,
+                                                            const std::string& logPath,
+                                                            int portSearchLimit) {
+    const std::optional<PortSpec> wanted = PortSpec::Parse(portName);
+    if (!wanted) return std::make_unique<RefusedTransport>(portName);
+    if (wanted->fellBack) {
+        platform::MessageReport::Note(L"Gateway", L"GW_PORT_NAME \"" + platform::Text::Widen(portName) +
+                                            L"\" names no network here: using the in-process "
+                                            L"virtual bus \"" + platform::Text::Widen(wanted->name) + L"\"");
+    }
+    std::unique_ptr<FrameLog> log =
+        logPath.empty() ? nullptr : std::make_unique<FrameLog>(logPath);
+    if (wanted->kind == PortSpec::Kind::VirtualBus) {
+        return std::make_unique<VirtualBusTransport>(wanted->name, std::move(log));
+    }
+    if (wanted->kind == PortSpec::Kind::Serial) {
+        return std::make_unique<SerialTransport>(wanted->name, wanted->baud, std::move(log));
+    }
+    if (wanted->kind == PortSpec::Kind::SerialAuto) {
+        SerialDiscovery discovery(SerialDiscovery::PresentDevices(), portSearchLimit, wanted->baud);
+        return std::make_unique<SerialTransport>(std::move(discovery), wanted->baud, std::move(log));
+    }
+    return std::make_unique<FrameTransport>(LinkFor(*wanted), FrameTransport::Clock{},
+                                            std::move(log));
+}
+
+}  // namespace ferrow::net

@@ -1,0 +1,136 @@
+#include "net/PortSpec.h"
+
+#include "net/serial/SerialPort.h"
+
+#include <cstdlib>
+
+namespace ferrow::net {
+namespace {
+
+constexpr const char kDefaultBus[] = "vbus";
+constexpr const char kDevices[] = "/dev/";
+// The longest name a network interface can have (IFNAMSIZ less its end).
+constexpr std::size_t kMaxInterfaceName = 15;
+
+bool StartsWith(const std::string& text, const std::string& prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+// Removes a trailing ":<suffix>" and says whether it was there.
+bool TakeSuffix(std::string& text, const std::string& suffix) {
+    const std::string tail = ":" + suffix;
+    if (text.size() <= tail.size() || text.compare(text.size() - tail.size(), tail.size(), tail) != 0) {
+        return false;
+    }
+    text.erase(text.size() - tail.size());
+    return true;
+}
+
+bool AllDigits(const std::string& text) {
+    if (text.empty()) return false;
+    for (char c : text) {
+        if (c < '0' || c > '9') return false;
+    }
+    return true;
+}
+
+std::optional<uint16_t> ParsePort(const std::string& text) {
+    if (text.size() > 5 || !AllDigits(text)) return std::nullopt;
+    const long value = std::strtol(text.c_str(), nullptr, 10);
+    if (value < 1 || value > 65535) return std::nullopt;
+    return static_cast<uint16_t>(value);
+}
+
+// "HOST:PORT", the port after the last colon.
+std::optional<PortSpec> HostAndPort(PortSpec wanted, const std::string& rest) {
+    const size_t colon = rest.rfind(':');
+    if (colon == std::string::npos || colon == 0) return std::nullopt;
+    const std::optional<uint16_t> port = ParsePort(rest.substr(colon + 1));
+    if (!port) return std::nullopt;
+    wanted.name = rest.substr(0, colon);
+    wanted.port = *port;
+    return wanted;
+}
+
+// "/dev/DEVICE[:BAUD]". Device paths may hold colons themselves (the
+// by-path names do), so only all digits after the last one are a rate.
+std::optional<PortSpec> SerialDevice(PortSpec wanted, const std::string& path) {
+    wanted.kind = PortSpec::Kind::Serial;
+    wanted.name = path;
+    wanted.baud = SerialPort::kDefaultBaud;
+    const std::size_t colon = path.rfind(':');
+    const std::string rate = colon == std::string::npos ? "" : path.substr(colon + 1);
+    if (colon != std::string::npos && (rate.empty() || AllDigits(rate))) {
+        if (rate.size() > 7 || !AllDigits(rate)) return std::nullopt;
+        wanted.baud = static_cast<uint32_t>(std::strtoul(rate.c_str(), nullptr, 10));
+        if (!SerialPort::SupportsBaud(wanted.baud)) return std::nullopt;
+        wanted.name = path.substr(0, colon);
+    }
+    if (wanted.name.size() <= sizeof kDevices - 1) return std::nullopt;
+    return wanted;
+}
+
+// can0, vcan1, slcan2: the names Linux gives CAN interfaces.
+bool IsCanInterfaceName(const std::string& name) {
+    for (const char* stem : {"can", "vcan", "slcan"}) {
+        const std::string prefix = stem;
+        if (StartsWith(name, prefix) && AllDigits(name.substr(prefix.size()))) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
+    PortSpec wanted;
+    std::string rest;
+    if (portName == kDefaultBus) {
+        wanted.name = kDefaultBus;
+        return wanted;
+    }
+    if (StartsWith(portName, "vbus:")) {
+        wanted.name = portName.substr(5);
+        if (wanted.name.empty()) return std::nullopt;
+        return wanted;
+    }
+    if (StartsWith(portName, "file:")) {
+        wanted.kind = Kind::LogFile;
+        wanted.name = portName.substr(5);
+        wanted.fast = TakeSuffix(wanted.name, "fast");
+        if (wanted.name.empty()) return std::nullopt;
+        return wanted;
+    }
+    if (StartsWith(portName, "tcp-listen:")) {
+        wanted.kind = Kind::TcpListen;
+        rest = portName.substr(11);
+        wanted.candump = TakeSuffix(rest, "candump");
+        const std::optional<uint16_t> port = ParsePort(rest);
+        if (!port) return std::nullopt;
+        wanted.port = *port;
+        return wanted;
+    }
+    if (StartsWith(portName, kDevices)) return SerialDevice(wanted, portName);
+    if (portName == "auto") {
+        wanted.kind = Kind::SerialAuto;
+        wanted.baud = SerialPort::kDefaultBaud;
+        return wanted;
+    }
+    if (StartsWith(portName, "can:") || IsCanInterfaceName(portName)) {
+        wanted.kind = Kind::SocketCan;
+        wanted.name = StartsWith(portName, "can:") ? portName.substr(4) : portName;
+        if (wanted.name.empty() || wanted.name.size() > kMaxInterfaceName) return std::nullopt;
+        return wanted;
+    }
+    for (auto [prefix, kind] : {std::pair{"tcp:", Kind::TcpClient}, std::pair{"udp:", Kind::Udp}}) {
+        if (!StartsWith(portName, prefix)) continue;
+        wanted.kind = kind;
+        rest = portName.substr(4);
+        wanted.candump = TakeSuffix(rest, "candump");
+        return HostAndPort(wanted, rest);
+    }
+    wanted.name = kDefaultBus;
+    wanted.fellBack = !portName.empty();
+    return wanted;
+}
+
+}  // namespace ferrow::net

@@ -1,0 +1,52 @@
+// What a gateway port name asks for. The syntax, in the configuration key
+// "GW_PORT_NAME":
+//   vbus, vbus:NAME            the in-process virtual bus (NAME: "vbus")
+//   tcp:HOST:PORT[:candump]    client of a network gateway
+//   tcp-listen:PORT[:candump]  our device is the gateway clients connect to
+//   udp:HOST:PORT[:candump]    datagrams to HOST:PORT, received on PORT
+//   file:PATH[:fast]           replay of a RAW or candump log
+//   /dev/DEVICE[:BAUD]         a serial (USB) gateway, 115200 baud unless BAUD
+//   auto                       the first serial gateway that answers among
+//                              /dev/ttyUSB* and /dev/ttyACM*
+//   can:IFNAME, canN, vcanN, slcanN   a SocketCAN interface
+// Socket transports speak the RAW line format unless ":candump" follows;
+// a log replays at its recorded pace unless ":fast" follows. A name that is
+// none of these (such as the Windows default "COM5") stands for the default
+// virtual bus.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace ferrow::net {
+
+struct PortSpec {
+    enum class Kind {
+        VirtualBus,
+        TcpClient,
+        TcpListen,
+        Udp,
+        LogFile,
+        Serial,
+        SerialAuto,
+        SocketCan,
+    };
+
+    Kind kind = Kind::VirtualBus;
+    // The bus name, host, log or device path, or CAN interface.
+    std::string name;
+    uint16_t port = 0;
+    uint32_t baud = 0;
+    bool candump = false;
+    bool fast = false;
+    // Set when the name was not understood and a virtual bus stands in.
+    bool fellBack = false;
+
+    // nullopt for a name of a known kind that is malformed (a port that is
+    // not a number from 1 to 65535, an empty host, path or interface, a baud
+    // rate the terminal interface does not have).
+    static std::optional<PortSpec> Parse(const std::string& portName);
+};
+
+}  // namespace ferrow::net

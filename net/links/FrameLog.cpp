@@ -1,0 +1,68 @@
+// The recorder writes through a bare descriptor opened for appending, so each
+// line is a single write the kernel keeps even if the process dies right
+// after, with no user-space buffer to flush.
+#include "net/links/FrameLog.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace ferrow::net {
+
+FrameLog::FrameLog(std::string path, std::string interfaceName, WallClock clock)
+    : path_(std::move(path)),
+      format_(std::move(interfaceName)),
+      clock_(clock ? std::move(clock) : WallClock([] { return std::chrono::system_clock::now(); })) {}
+
+FrameLog::~FrameLog() { Close(); }
+
+int FrameLog::Open(std::string& error) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    CloseLocked();
+    error_.clear();
+    fd_ = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (fd_ < 0) {
+        error = "Cannot record CAN frames to \"" + path_ + "\": " + std::strerror(errno) + ".";
+        return -1;
+    }
+    return 0;
+}
+
+void FrameLog::Close() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    CloseLocked();
+}
+
+void FrameLog::CloseLocked() {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+}
+
+void FrameLog::Record(const CanFrame& frame, LineFormat::Direction direction) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (fd_ < 0) return;
+    const auto since = std::chrono::duration_cast<std::chrono::microseconds>(
+        clock_().time_since_epoch());
+    const std::string line = format_.Format(frame, direction, since);
+    std::size_t written = 0;
+    while (written < line.size()) {
+        const ssize_t n = ::write(fd_, line.data() + written, line.size() - written);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+            error_ = "Stopped recording CAN frames to \"" + path_ + "\": " +
+                     (n < 0 ? std::strerror(errno) : "nothing written") + ".";
+            CloseLocked();
+            return;
+        }
+        written += static_cast<std::size_t>(n);
+    }
+}
+
+std::string FrameLog::TakeError() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(error_, std::string());
+}
+
+}  // namespace ferrow::net

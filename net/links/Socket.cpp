@@ -1,0 +1,148 @@
+#include "net/links/Socket.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace ferrow::net {
+
+namespace {
+
+std::string Failed(const std::string& what, int err) {
+    return what + ": " + std::strerror(err) + ".";
+}
+
+sockaddr_in AnyAddress(uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    address.sin_port = htons(port);
+    return address;
+}
+
+// SO_REUSEADDR lets a link come back on its port at once after a restart,
+// and lets other programs share a datagram port; Linux still refuses a second
+// TCP listener.
+Socket BoundSocket(int type, uint16_t port, const std::string& what, std::string& error) {
+    Socket socket(::socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!socket) {
+        error = Failed(what, errno);
+        return socket;
+    }
+    const int on = 1;
+    const sockaddr_in address = AnyAddress(port);
+    if (setsockopt(socket.Fd(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
+        bind(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        error = Failed(what, errno);
+        socket.Reset();
+    }
+    return socket;
+}
+
+}  // namespace
+
+Socket& Socket::operator=(Socket&& other) noexcept {
+    if (this != &other) {
+        Reset();
+        fd_ = other.fd_;
+        other.fd_ = -1;
+    }
+    return *this;
+}
+
+void Socket::Reset() {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+}
+
+bool Socket::Resolve(const std::string& host, uint16_t port, sockaddr_in& address,
+                     std::string& error) {
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    const int status = getaddrinfo(host.c_str(), nullptr, &hints, &found);
+    if (status != 0 || found == nullptr) {
+        error = "No IPv4 address is known for host '" + host + "': " + gai_strerror(status) + ".";
+        return false;
+    }
+    address = *reinterpret_cast<const sockaddr_in*>(found->ai_addr);
+    address.sin_port = htons(port);
+    freeaddrinfo(found);
+    return true;
+}
+
+Socket Socket::StartConnect(const sockaddr_in& address, std::string& error) {
+    Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!socket) {
+        error = std::strerror(errno);
+        return socket;
+    }
+    if (connect(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 &&
+        errno != EINPROGRESS) {
+        error = std::strerror(errno);
+        socket.Reset();
+    }
+    return socket;
+}
+
+Socket Socket::Listen(uint16_t port, std::string& error) {
+    const std::string what = "Cannot listen on TCP port " + std::to_string(port);
+    Socket socket = BoundSocket(SOCK_STREAM, port, what, error);
+    if (socket && listen(socket.Fd(), SOMAXCONN) != 0) {
+        error = Failed(what, errno);
+        socket.Reset();
+    }
+    return socket;
+}
+
+Socket Socket::BindDatagram(uint16_t port, std::string& error) {
+    const std::string what = "Cannot bind UDP port " + std::to_string(port);
+    Socket socket = BoundSocket(SOCK_DGRAM, port, what, error);
+    const int on = 1;
+    // Gateways are often reached by broadcast.
+    if (socket && setsockopt(socket.Fd(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
+        error = Failed(what, errno);
+        socket.Reset();
+    }
+    return socket;
+}
+
+std::string Socket::ConnectError() const {
+    int err = 0;
+    socklen_t size = sizeof err;
+    if (getsockopt(fd_, SOL_SOCKET, SO_ERROR, &err, &size) != 0) err = errno;
+    return err == 0 ? std::string() : std::strerror(err);
+}
+
+Socket Socket::Accept(int& error) const {
+    Socket accepted(accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    error = accepted ? 0 : errno;
+    return accepted;
+}
+
+uint16_t Socket::LocalPort() const {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
+    return ntohs(address.sin_port);
+}
+
+std::vector<in_addr_t> Socket::LocalAddresses() {
+    std::vector<in_addr_t> addresses;
+    ifaddrs* list = nullptr;
+    if (getifaddrs(&list) != 0) return addresses;
+    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
+        addresses.push_back(reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr);
+    }
+    freeifaddrs(list);
+    return addresses;
+}
+
+}  // namespace ferrow::net

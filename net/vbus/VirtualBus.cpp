@@ -1,0 +1,67 @@
+#include "net/vbus/VirtualBus.h"
+
+#include <algorithm>
+#include <map>
+
+namespace ferrow::net {
+
+bool VirtualBus::Member::Take(N2KMsg& msg) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return queue_.Pop(msg);
+}
+
+uint64_t VirtualBus::Member::Dropped() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return dropped_;
+}
+
+void VirtualBus::Member::Offer(const N2KMsg& msg) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!queue_.Push(msg)) ++dropped_;
+}
+
+void VirtualBus::Member::Clear() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    queue_.Clear();
+}
+
+std::shared_ptr<VirtualBus> VirtualBus::Named(const std::string& name) {
+    static std::mutex registryMutex;  // protects: registry
+    static std::map<std::string, std::weak_ptr<VirtualBus>> registry;
+
+    std::lock_guard<std::mutex> lock(registryMutex);
+    // Forget the buses nobody holds any more, so that names used once do not
+    // accumulate.
+    for (auto it = registry.begin(); it != registry.end();) {
+        it = it->second.expired() ? registry.erase(it) : std::next(it);
+    }
+    std::weak_ptr<VirtualBus>& slot = registry[name];
+    std::shared_ptr<VirtualBus> bus = slot.lock();
+    if (!bus) {
+        bus = std::make_shared<VirtualBus>();
+        slot = bus;
+    }
+    return bus;
+}
+
+void VirtualBus::Join(Member& member) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    members_.push_back(&member);
+}
+
+void VirtualBus::Leave(Member& member) {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        members_.erase(std::remove(members_.begin(), members_.end(), &member), members_.end());
+    }
+    member.Clear();
+}
+
+void VirtualBus::Send(const Member& from, const N2KMsg& msg) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (Member* member : members_) {
+        if (member != &from) member->Offer(msg);
+    }
+}
+
+}  // namespace ferrow::net

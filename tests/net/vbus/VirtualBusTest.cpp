@@ -1,0 +1,186 @@
+// The virtual bus seen through gateways: who receives what, in which order,
+// what a full queue does, and traffic from several threads at once.
+#include "net/vbus/VirtualBus.h"
+#include "tests/net/GatewayRig.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using ferrow::net::VirtualBus;
+using ferrow::test::GatewayRig;
+using ferrow::test::Numbered;
+using ferrow::test::SeqOf;
+using Got = std::vector<std::pair<int, uint32_t>>;
+
+// Everything waiting at `gateway`, as (source, seq) pairs.
+Got Drain(Brovik_c& gateway) {
+    Got got;
+    N2KMsg msg{};
+    while (gateway.GetMsg(&msg) == N2K_OK) got.emplace_back(msg.addressA, SeqOf(msg));
+    return got;
+}
+
+TEST(VirtualBus, EachGatewayReceivesTheOthersMessagesInOrderAndNeverItsOwn) {
+    GatewayRig rig;
+    auto gw = rig.ConnectedOn<3>("vbus:three");
+    auto [other] = rig.ConnectedOn<1>("vbus:elsewhere");
+    for (uint32_t round = 0; round < 3; ++round) {
+        for (uint8_t node = 0; node < 3; ++node) {
+            N2KMsg msg = Numbered(node, 10 * node + round);
+            ASSERT_EQ(gw[node]->PutMsg(&msg), N2K_OK);
+        }
+    }
+    EXPECT_EQ(Drain(*gw[0]), (Got{{1, 10}, {2, 20}, {1, 11}, {2, 21}, {1, 12}, {2, 22}}));
+    EXPECT_EQ(Drain(*gw[1]), (Got{{0, 0}, {2, 20}, {0, 1}, {2, 21}, {0, 2}, {2, 22}}));
+    EXPECT_EQ(Drain(*gw[2]), (Got{{0, 0}, {1, 10}, {0, 1}, {1, 11}, {0, 2}, {1, 12}}));
+    EXPECT_EQ(Drain(*other), Got{}) << "another bus name is another network";
+}
+
+TEST(VirtualBus, LeavingDropsTheQueueAndNothingMoreArrives) {
+    GatewayRig rig;
+    auto [sender, leaver] = rig.ConnectedOn<2>("vbus:leave");
+    auto put = [&sender = sender](uint32_t seq) {
+        N2KMsg msg = Numbered(1, seq);
+        return sender->PutMsg(&msg);
+    };
+    ASSERT_EQ(put(1), N2K_OK);
+    ASSERT_EQ(leaver->DisConnect(), 0);
+    ASSERT_EQ(put(2), N2K_OK);
+    ASSERT_EQ(leaver->Connect(), 0);
+    ASSERT_EQ(put(3), N2K_OK);
+    EXPECT_EQ(Drain(*leaver), (Got{{1, 3}})) << "neither the queued nor the missed message";
+    EXPECT_EQ(leaver->DroppedCount(), 0u) << "leaving is not a drop";
+}
+
+// The sender is not told: a node on a cable does not learn that another
+// missed a frame.
+TEST(VirtualBus, AFullQueueDropsNewMessagesAndCountsThem) {
+    GatewayRig rig;
+    auto [sender, slow] = rig.ConnectedOn<2>("vbus:full");
+    const uint32_t sent = VirtualBus::kQueueLimit + 10;
+    for (uint32_t seq = 0; seq < sent; ++seq) {
+        N2KMsg msg = Numbered(1, seq);
+        ASSERT_EQ(sender->PutMsg(&msg), N2K_OK);
+    }
+    EXPECT_EQ(slow->DroppedCount(), 10u);
+    EXPECT_EQ(sender->DroppedCount(), 0u);
+    const Got got = Drain(*slow);
+    ASSERT_EQ(got.size(), VirtualBus::kQueueLimit);
+    EXPECT_EQ(got.back().second, VirtualBus::kQueueLimit - 1) << "the oldest stay";
+
+    N2KMsg msg = Numbered(1, sent);
+    ASSERT_EQ(sender->PutMsg(&msg), N2K_OK);
+    EXPECT_EQ(Drain(*slow).size(), 1u) << "a drained queue takes messages again";
+    ASSERT_EQ(slow->DisConnect(), 0);
+    EXPECT_EQ(slow->DroppedCount(), 10u) << "the count outlives the connection";
+}
+
+TEST(VirtualBus, RecordsArriveByteIdenticalAtEveryLength) {
+    GatewayRig rig;
+    auto [sender, receiver] = rig.ConnectedOn<2>("vbus:bytes");
+    for (uint16_t length : {0, 8, 223, 1786}) {
+        SCOPED_TRACE(length);
+        N2KMsg sent = Numbered(0x23, 0, length);
+        sent.pgn = 0x1F10Du;
+        sent.priority = 7;
+        sent.addressB = 0x7E;
+        for (unsigned i = 0; i < length; ++i) sent.data[i] = uint8_t(i * 7 + length);
+        sent.timeStamp = 0xCAFE0000u + length;
+        N2KMsg msg = sent;
+        ASSERT_EQ(sender->PutMsg(&msg), N2K_OK);
+        EXPECT_EQ(std::memcmp(&msg, &sent, sizeof msg), 0) << "the sender's record is unchanged";
+
+        N2KMsg got;
+        std::memset(&got, 0xEE, sizeof got);
+        ASSERT_EQ(receiver->GetMsg(&got), N2K_OK);
+        EXPECT_EQ(std::memcmp(&got, &sent, offsetof(N2KMsg, data) + length), 0);
+        EXPECT_EQ(got.timeStamp, sent.timeStamp);
+        if (length < N2KMsg::kMaxData) {
+            EXPECT_EQ(got.data[length], 0xEE) << "only `length` bytes are written";
+        }
+    }
+}
+
+// Two senders and a receiver that keeps up, while a fourth gateway joins and
+// leaves over and over: the receiver loses nothing and sees each sender's
+// messages in order, and every receiver sees the senders in the same order.
+TEST(VirtualBus, ConcurrentTrafficWithChurnLosesNothingAndKeepsOrder) {
+    GatewayRig rig;
+    auto gw = rig.ConnectedOn<4>("vbus:churn");  // senders 0 and 1, receiver 2, witness 3
+    auto churner = rig.Make("vbus:churn");
+    constexpr uint32_t kEach = 20000;
+    // Far below the queue limit, so that a receiver that keeps up never fills.
+    constexpr uint32_t kInFlight = 500;
+    constexpr uint8_t kChurner = 4;
+    std::atomic<uint32_t> received[5] = {};
+    std::atomic<bool> done{false};
+    std::atomic<int> failures{0};
+
+    auto send = [&](uint8_t node) {
+        for (uint32_t seq = 0; seq < kEach; ++seq) {
+            while (seq - received[node] >= kInFlight && !done) std::this_thread::yield();
+            N2KMsg msg = Numbered(node, seq, seq % 2 ? 8 : 223);
+            failures += gw[node]->PutMsg(&msg) != N2K_OK;
+        }
+    };
+    std::thread a(send, 0);
+    std::thread b(send, 1);
+    std::thread churn([&] {
+        N2KMsg msg{};
+        for (uint32_t seq = 0; !done;) {
+            failures += churner->Connect() != 0;
+            if (seq - received[kChurner] < kInFlight) {
+                msg = Numbered(kChurner, seq++);
+                failures += churner->PutMsg(&msg) != N2K_OK;
+            }
+            churner->GetMsg(&msg);
+            failures += churner->DisConnect() != 0;
+        }
+    });
+
+    Got order;
+    uint32_t next[5] = {};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    N2KMsg msg{};
+    while ((received[0] < kEach || received[1] < kEach) &&
+           std::chrono::steady_clock::now() < deadline) {
+        if (gw[2]->GetMsg(&msg) != N2K_OK) {
+            std::this_thread::yield();
+            continue;
+        }
+        const uint8_t node = msg.addressA;
+        if (node != 0 && node != 1 && node != kChurner) {
+            ++failures;
+            continue;
+        }
+        failures += SeqOf(msg) != next[node]++;
+        ++received[node];
+        if (node != kChurner) order.emplace_back(node, SeqOf(msg));
+    }
+    done = true;
+    a.join();
+    b.join();
+    churn.join();
+
+    EXPECT_EQ(received[0], kEach);
+    EXPECT_EQ(received[1], kEach);
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(gw[2]->DroppedCount(), 0u);
+    // The witness never read: it holds the bus's first messages.
+    Got witnessed = Drain(*gw[3]);
+    witnessed.erase(std::remove_if(witnessed.begin(), witnessed.end(),
+                                   [](auto& m) { return m.first == kChurner; }),
+                    witnessed.end());
+    witnessed.resize(std::min(witnessed.size(), order.size()));
+    EXPECT_TRUE(std::equal(witnessed.begin(), witnessed.end(), order.begin()));
+}
+
+}  // namespace
