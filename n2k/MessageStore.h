@@ -1,13 +1,14 @@
-// A fixed-capacity first-in first-out store of message records. A full store
-// drops the new message and keeps the oldest; `offered` counts every message
-// offered since the last clear, dropped ones included. Not locked itself: its
-// owner serialises every call under its own lock.
+// The monitor's and the generator's message stores: a bounded queue that
+// keeps the oldest when full, with the API's answers (1, 0, -1) and a count
+// of every message offered since the last clear, dropped ones included.
+// Not locked itself beyond its queue: its owner serialises every call.
 #pragma once
+
+#include "net/transport/MessageQueue.h"
 
 #include <ferrow/N2KMsg.h>
 
 #include <cstdint>
-#include <vector>
 
 namespace ferrow::n2k {
 
@@ -24,17 +25,9 @@ public:
     void Clear();
 
     uint32_t Offered() const { return offered_; }
-    int32_t Count() const { return capacity_ - free_; }
-    int32_t Capacity() const { return capacity_; }
 
 private:
-    int32_t Next(int32_t index) const { return index + 1 == capacity_ ? 0 : index + 1; }
-
-    std::vector<N2KMsg> slots_;
-    int32_t capacity_;
-    int32_t write_ = 0;
-    int32_t read_ = 0;
-    int32_t free_;
+    net::MessageQueue queue_;
     uint32_t offered_ = 0;
 };
 

@@ -55,13 +55,7 @@ void FrameTransport::PumpReceived() {
     while (link_->Receive(frame)) {
         if (log_) log_->Record(frame, LineFormat::Direction::Received);
         outgoing_.clear();
-        if (codec_.Receive(frame, now, msg, outgoing_)) {
-            if (received_.size() < kReceiveLimit) {
-                received_.push_back(msg);
-            } else {
-                ++dropped_;
-            }
-        }
+        if (codec_.Receive(frame, now, msg, outgoing_)) received_.Push(msg);
         SendFrames(outgoing_);
     }
     // The firmware polls on every loop pass; stale sessions need looking
@@ -75,10 +69,7 @@ void FrameTransport::PumpReceived() {
 
 N2KStatus FrameTransport::Fetch(N2KMsg& msg) {
     PumpReceived();
-    if (received_.empty()) return N2K_NO_MESSAGE;
-    msg = received_.front();
-    received_.pop_front();
-    return N2K_OK;
+    return received_.Pop(msg) ? N2K_OK : N2K_NO_MESSAGE;
 }
 
 }  // namespace ferrow::net

@@ -8,8 +8,8 @@
 #include "net/links/FrameLink.h"
 #include "net/links/FrameLog.h"
 #include "net/GatewayTransport.h"
+#include "net/transport/MessageQueue.h"
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -35,7 +35,7 @@ public:
     void Close() override;
     N2KStatus Send(const N2KMsg& msg) override;
     N2KStatus Fetch(N2KMsg& msg) override;
-    uint64_t Dropped() const override { return dropped_; }
+    uint64_t Dropped() const override { return received_.Dropped(); }
     bool IsUp() const override { return link_->IsUp(); }
 
     const CanCounters& Counters() const { return codec_.Counters(); }
@@ -49,9 +49,8 @@ private:
     Clock clock_;
     std::unique_ptr<FrameLog> log_;
     N2KCanCodec codec_;
-    std::deque<N2KMsg> received_;
+    MessageQueue received_{kReceiveLimit};
     std::vector<CanFrame> outgoing_;
-    uint64_t dropped_ = 0;
     std::chrono::milliseconds lastExpire_{0};
 };
 

@@ -92,8 +92,8 @@ void SerialTransport::Close() {
     up_ = false;
     port_.Close();
     log_.Close();
-    std::lock_guard<std::mutex> lock(mutex_);
     inbox_.Clear();
+    std::lock_guard<std::mutex> lock(mutex_);
     outbox_.Clear();
 }
 
@@ -119,18 +119,19 @@ N2KStatus SerialTransport::Send(const N2KMsg& msg) {
 }
 
 N2KStatus SerialTransport::Fetch(N2KMsg& msg) {
-    std::lock_guard<std::mutex> lock(mutex_);
     return inbox_.Pop(msg) ? N2K_OK : N2K_NO_MESSAGE;
 }
 
-uint64_t SerialTransport::Dropped() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return counters_.dropped;
-}
+uint64_t SerialTransport::Dropped() const { return inbox_.Dropped(); }
 
 SerialTransport::Counters SerialTransport::GetCounters() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return counters_;
+    Counters counters;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        counters = counters_;
+    }
+    counters.dropped = inbox_.Dropped();
+    return counters;
 }
 
 void SerialTransport::Run() {
@@ -206,8 +207,7 @@ void SerialTransport::Deliver(const uint8_t* bytes, std::size_t size) {
         }
         msg.timeStamp = net::N2KRecord::TimeStampNow();
         log_.Record(msg, LineFormat::Direction::Received);
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (!inbox_.Push(msg)) ++counters_.dropped;
+        inbox_.Push(msg);
     }
     PublishDecoderCounters();
 }

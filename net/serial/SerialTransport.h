@@ -11,10 +11,10 @@
 #include "net/links/MessageFrameLog.h"
 #include "net/links/FrameTransport.h"
 #include "net/GatewayTransport.h"
-#include "net/RecordQueue.h"
 #include "net/serial/SerialDiscovery.h"
 #include "net/serial/SerialPort.h"
 #include "net/links/Socket.h"
+#include "net/transport/MessageQueue.h"
 
 #include <poll.h>
 
@@ -112,10 +112,10 @@ private:
     std::vector<uint8_t> payload_;
     std::vector<uint8_t> frame_;
 
-    mutable std::mutex mutex_;  // protects: inbox_, outbox_, counters_
-    RecordQueue inbox_{kReceiveLimit};
+    MessageQueue inbox_{kReceiveLimit};
+    mutable std::mutex mutex_;  // protects: outbox_, counters_
     Batch outbox_;
-    Counters counters_;
+    Counters counters_;  // its dropped stays 0: inbox_ counts those
 };
 
 }  // namespace ferrow::net
