@@ -1,12 +1,9 @@
 #include "net/links/SocketLink.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 namespace ferrow::net {
 
 SocketLink::SocketLink(std::unique_ptr<LineFormat> format, LineFormat::Direction sent)
-    : format_(std::move(format)), sent_(sent), wake_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+    : format_(std::move(format)), sent_(sent) {}
 
 // The derived link has stopped the thread already: it runs the derived Run.
 SocketLink::~SocketLink() = default;
@@ -19,7 +16,7 @@ bool SocketLink::Send(const CanFrame& frame) {
         if (outbox_.size() >= kOutboxLimit) return false;
         outbox_.push_back(std::move(line));
     }
-    Wake();
+    thread_.Wake();
     return true;
 }
 
@@ -38,7 +35,7 @@ SocketLink::Counters SocketLink::GetCounters() const {
 
 int SocketLink::BeginOpen(std::string& error) {
     Close();
-    if (!wake_) {
+    if (!thread_.CanRun()) {
         error = "The link cannot run: the process has no file descriptors left.";
         return -1;
     }
@@ -46,38 +43,16 @@ int SocketLink::BeginOpen(std::string& error) {
 }
 
 void SocketLink::StartThread() {
-    stopping_ = false;
     up_ = true;
-    thread_ = std::thread([this] { Run(); });
+    thread_.Start([this] { Run(); });
 }
 
 void SocketLink::StopThread() {
-    if (thread_.joinable()) {
-        stopping_ = true;
-        Wake();
-        thread_.join();
-    }
+    thread_.Stop();
     up_ = false;
     std::lock_guard<std::mutex> lock(mutex_);
     inbox_.clear();
     outbox_.clear();
-}
-
-bool SocketLink::Wait(std::vector<pollfd>& fds, std::chrono::milliseconds timeout) {
-    fds.push_back({wake_.Fd(), POLLIN, 0});
-    const int ms = timeout.count() < 0 ? -1 : static_cast<int>(timeout.count());
-    if (poll(fds.data(), fds.size(), ms) > 0 && (fds.back().revents & POLLIN)) {
-        uint64_t count = 0;
-        (void)!read(wake_.Fd(), &count, sizeof count);
-    }
-    fds.pop_back();
-    return !stopping_;
-}
-
-void SocketLink::Wake() {
-    // A full counter already wakes the thread: nothing to do on failure.
-    const uint64_t one = 1;
-    (void)!write(wake_.Fd(), &one, sizeof one);
 }
 
 std::deque<std::string> SocketLink::TakeOutbox() {

@@ -6,9 +6,7 @@
 
 #include "net/links/FrameLink.h"
 #include "net/formats/LineFormat.h"
-#include "net/links/Socket.h"
-
-#include <poll.h>
+#include "net/links/PollThread.h"
 
 #include <atomic>
 #include <chrono>
@@ -20,7 +18,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 namespace ferrow::net {
@@ -62,12 +59,11 @@ protected:
     // The I/O thread's body, until Wait returns false.
     virtual void Run() = 0;
 
-    // Waits for `fds` or `timeout` (negative: no limit); false when the link
-    // is being closed.
-    bool Wait(std::vector<pollfd>& fds, std::chrono::milliseconds timeout);
-    // A socket to wait for: readable always, writable when it has lines to send.
-    static pollfd Watch(int fd, bool write) {
-        return {fd, static_cast<short>(POLLIN | (write ? POLLOUT : 0)), 0};
+    using Watch = PollThread::Watch;
+    // Waits for `watches` or `timeout` (negative: no limit); false when the
+    // link is being closed.
+    bool Wait(std::vector<Watch>& watches, std::chrono::milliseconds timeout) {
+        return thread_.Wait(watches, timeout);
     }
     void SetUp(bool up) { up_ = up; }
 
@@ -80,13 +76,9 @@ protected:
     void CountBadLines(std::size_t lines);
 
 private:
-    void Wake();
-
     const std::unique_ptr<LineFormat> format_;
     const LineFormat::Direction sent_;
-    Socket wake_;  // eventfd: Send and Close interrupt the I/O thread's wait
-    std::thread thread_;
-    std::atomic<bool> stopping_{false};
+    PollThread thread_;  // Send and Close wake its wait
     std::atomic<bool> up_{false};
 
     mutable std::mutex mutex_;  // protects: inbox_, outbox_, counters_

@@ -34,7 +34,7 @@ std::optional<LineStream> TcpClientLink::Connect(std::string& error) {
     Socket socket = Socket::StartConnect(address_, error);
     if (!socket) return std::nullopt;
     const auto end = std::chrono::steady_clock::now() + kConnectTimeout;
-    std::vector<pollfd> fds;
+    std::vector<Watch> watches;
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             end - std::chrono::steady_clock::now());
@@ -43,12 +43,12 @@ std::optional<LineStream> TcpClientLink::Connect(std::string& error) {
                     " seconds";
             return std::nullopt;
         }
-        fds.assign(1, {socket.Fd(), POLLOUT, 0});
-        if (!Wait(fds, left)) {
+        watches.assign(1, Watch(socket.Fd(), true));
+        if (!Wait(watches, left)) {
             error = "the link was closed";
             return std::nullopt;
         }
-        if (fds[0].revents != 0) break;
+        if (watches[0].Any()) break;
     }
     error = socket.ConnectError();
     if (!error.empty()) return std::nullopt;
@@ -57,19 +57,19 @@ std::optional<LineStream> TcpClientLink::Connect(std::string& error) {
 
 void TcpClientLink::Run() {
     auto retry = kFirstRetry;
-    std::vector<pollfd> fds;
+    std::vector<Watch> watches;
     for (;;) {
         if (connected_) {
-            fds.assign(1, Watch(connected_->Fd(), connected_->WantsWrite()));
-            if (!Wait(fds, std::chrono::milliseconds(-1))) return;
-            if (Exchange(*connected_, fds[0].revents)) continue;
+            watches.assign(1, Watch(connected_->Fd(), connected_->WantsWrite()));
+            if (!Wait(watches, std::chrono::milliseconds(-1))) return;
+            if (Exchange(*connected_, watches[0])) continue;
             connected_.reset();
             SetUp(false);
         }
         // Frames sent around the loss have nowhere to go.
         CountUnsent(TakeOutbox().size());
-        fds.clear();
-        if (!Wait(fds, retry)) return;
+        watches.clear();
+        if (!Wait(watches, retry)) return;
         std::string reason;
         connected_ = Connect(reason);
         retry = connected_ ? kFirstRetry : std::min(retry * 2, kLastRetry);
@@ -77,14 +77,14 @@ void TcpClientLink::Run() {
     }
 }
 
-bool TcpClientLink::Exchange(LineStream& stream, short revents) {
+bool TcpClientLink::Exchange(LineStream& stream, const Watch& ready) {
     std::size_t unsent = 0;
     for (const std::string& line : TakeOutbox()) {
         if (!stream.Queue(line)) ++unsent;
     }
     CountUnsent(unsent);
     std::size_t overlong = 0;
-    const bool open = (revents & (POLLIN | POLLHUP | POLLERR)) == 0 ||
+    const bool open = !(ready.readable || ready.hungUp) ||
                       stream.Read([this](std::string_view line) { Deliver(line); }, overlong);
     CountBadLines(overlong);
     return open && stream.Flush();

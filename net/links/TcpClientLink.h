@@ -35,9 +35,9 @@ private:
     // The connection, or nullopt with the reason in `error`; gives up early
     // when the link is being closed.
     std::optional<LineStream> Connect(std::string& error);
-    // Moves lines both ways after a wait that ended with `revents`; false
-    // when the connection is lost.
-    bool Exchange(LineStream& stream, short revents);
+    // Moves lines both ways after a wait that found `ready`; false when the
+    // connection is lost.
+    bool Exchange(LineStream& stream, const Watch& ready);
 
     const std::string host_;
     const uint16_t port_;

@@ -36,20 +36,19 @@ void TcpListenLink::Close() {
 }
 
 void TcpListenLink::Run() {
-    std::vector<pollfd> fds;
+    std::vector<Watch> watches;
     std::vector<bool> alive;
     for (;;) {
         const auto now = std::chrono::steady_clock::now();
         const bool paused = now < acceptPausedUntil_;
-        // poll skips a negative descriptor.
-        fds.assign(1, Watch(paused ? -1 : listener_.Fd(), false));
+        watches.assign(1, Watch(paused ? -1 : listener_.Fd(), false));
         for (const LineStream& client : clients_) {
-            fds.push_back(Watch(client.Fd(), client.WantsWrite()));
+            watches.emplace_back(client.Fd(), client.WantsWrite());
         }
         const auto timeout =
             paused ? std::chrono::ceil<std::chrono::milliseconds>(acceptPausedUntil_ - now)
                    : std::chrono::milliseconds(-1);
-        if (!Wait(fds, timeout)) return;
+        if (!Wait(watches, timeout)) return;
 
         std::string lines;
         const std::deque<std::string> sent = TakeOutbox();
@@ -59,7 +58,7 @@ void TcpListenLink::Run() {
         alive.assign(clients_.size(), true);
         std::size_t overlong = 0;
         for (std::size_t i = 0; i < clients_.size(); ++i) {
-            if ((fds[i + 1].revents & (POLLIN | POLLHUP | POLLERR)) == 0) continue;
+            if (!watches[i + 1].readable && !watches[i + 1].hungUp) continue;
             const LineStream& from = clients_[i];
             alive[i] = clients_[i].Read(
                 [&](std::string_view line) {
@@ -78,7 +77,7 @@ void TcpListenLink::Run() {
             ++kept;
         }
         clients_.erase(clients_.begin() + static_cast<std::ptrdiff_t>(kept), clients_.end());
-        if (fds[0].revents & POLLIN) Accept();
+        if (watches[0].readable) Accept();
         clientCount_ = clients_.size();
     }
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "net/links/LineStream.h"
+#include "net/links/Socket.h"
 #include "net/links/SocketLink.h"
 
 #include <atomic>

@@ -53,10 +53,10 @@ void UdpLink::Close() {
 }
 
 void UdpLink::Run() {
-    std::vector<pollfd> fds;
+    std::vector<Watch> watches;
     for (;;) {
-        fds.assign(1, Watch(socket_.Fd(), !pending_.empty()));
-        if (!Wait(fds, std::chrono::milliseconds(-1))) return;
+        watches.assign(1, Watch(socket_.Fd(), !pending_.empty()));
+        if (!Wait(watches, std::chrono::milliseconds(-1))) return;
         std::size_t unsent = 0;
         for (std::string& line : TakeOutbox()) {
             if (pending_.size() < kOutboxLimit) {
@@ -66,7 +66,7 @@ void UdpLink::Run() {
             }
         }
         CountUnsent(unsent);
-        if (fds[0].revents & POLLIN) ReceiveDatagrams();
+        if (watches[0].readable) ReceiveDatagrams();
         SendDatagrams();
     }
 }

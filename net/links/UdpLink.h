@@ -3,6 +3,7 @@
 // There is no connection, so the link is up from Open to Close.
 #pragma once
 
+#include "net/links/Socket.h"
 #include "net/links/SocketLink.h"
 
 #include <netinet/in.h>

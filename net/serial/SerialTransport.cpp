@@ -6,7 +6,6 @@
 #include "net/serial/DleFrameEncoder.h"
 #include "net/serial/SerialMessageCodec.h"
 
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,8 +14,6 @@
 
 namespace ferrow::net {
 namespace {
-
-constexpr short kHangUp = POLLHUP | POLLERR | POLLNVAL;
 
 void Show(const std::string& text) { platform::MessageReport::Show(L"Gateway", platform::Text::Widen(text)); }
 
@@ -46,15 +43,14 @@ SerialTransport::SerialTransport(std::optional<SerialDiscovery> discovery, std::
     : discovery_(std::move(discovery)),
       baud_(baud),
       log_(std::move(log)),
-      path_(std::move(path)),
-      wake_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
+      path_(std::move(path)) {}
 
 SerialTransport::~SerialTransport() { Close(); }
 
 int SerialTransport::Open() {
     Close();
     std::string error;
-    if (!wake_) {
+    if (!thread_.CanRun()) {
         Show("The serial gateway cannot run: the process has no file descriptors left.");
         return -1;
     }
@@ -74,21 +70,13 @@ int SerialTransport::Open() {
     // A recording that cannot be made is reported, never in traffic's way.
     if (log_.Open(error) < 0) Show(error);
     decoder_.Reset();
-    stopping_ = false;
     up_ = true;
-    thread_ = std::thread([this] { Run(); });
+    thread_.Start([this] { Run(); });
     return 0;
 }
 
-void SerialTransport::StopThread() {
-    if (!thread_.joinable()) return;
-    stopping_ = true;
-    Wake();
-    thread_.join();
-}
-
 void SerialTransport::Close() {
-    StopThread();
+    thread_.Stop();
     up_ = false;
     port_.Close();
     log_.Close();
@@ -113,7 +101,7 @@ N2KStatus SerialTransport::Send(const N2KMsg& msg) {
         outbox_.bytes.insert(outbox_.bytes.end(), frame_.begin(), frame_.end());
         outbox_.ends.push_back(outbox_.bytes.size());
     }
-    Wake();
+    thread_.Wake();
     log_.Record(msg, LineFormat::Direction::Transmitted);
     return N2K_OK;
 }
@@ -137,14 +125,13 @@ SerialTransport::Counters SerialTransport::GetCounters() const {
 void SerialTransport::Run() {
     std::chrono::milliseconds retry = kFirstRetry;
     Batch writing;
-    std::vector<pollfd> fds;
+    std::vector<PollThread::Watch> watches;
     for (;;) {
         if (port_.IsOpen()) {
             if (writing.Done()) TakeOutbox(writing);
-            const short events = static_cast<short>(POLLIN | (writing.Done() ? 0 : POLLOUT));
-            fds.assign(1, {port_.Fd(), events, 0});
-            if (!Wait(fds, std::chrono::milliseconds(-1))) return;
-            const std::string lost = Exchange(fds[0].revents, writing);
+            watches.assign(1, PollThread::Watch(port_.Fd(), !writing.Done()));
+            if (!thread_.Wait(watches, std::chrono::milliseconds(-1))) return;
+            const std::string lost = Exchange(watches[0], writing);
             if (lost.empty()) continue;
             up_ = false;
             port_.Close();
@@ -159,8 +146,8 @@ void SerialTransport::Run() {
         TakeOutbox(writing);
         CountUnsent(writing.Unwritten());
         writing.Clear();
-        fds.clear();
-        if (!Wait(fds, retry)) return;
+        watches.clear();
+        if (!thread_.Wait(watches, retry)) return;
         std::string ignored;
         if (port_.Open(path_, baud_, ignored) == 0) {
             retry = kFirstRetry;
@@ -171,19 +158,19 @@ void SerialTransport::Run() {
     }
 }
 
-std::string SerialTransport::Exchange(short revents, Batch& writing) {
-    if (revents & (POLLIN | kHangUp)) {
+std::string SerialTransport::Exchange(const PollThread::Watch& ready, Batch& writing) {
+    if (ready.readable || ready.hungUp) {
         uint8_t buffer[4096];
         const ssize_t n = ::read(port_.Fd(), buffer, sizeof buffer);
         if (n > 0) {
             Deliver(buffer, static_cast<std::size_t>(n));
         } else if (n == 0 || !Transient(errno)) {
             return n == 0 ? "the device hung up" : std::strerror(errno);
-        } else if (revents & kHangUp) {
+        } else if (ready.hungUp) {
             return "the device hung up";
         }
     }
-    if ((revents & POLLOUT) && !writing.Done()) {
+    if (ready.writable && !writing.Done()) {
         const ssize_t n =
             ::write(port_.Fd(), writing.bytes.data() + writing.written, writing.bytes.size() - writing.written);
         if (n > 0) {
@@ -217,23 +204,6 @@ void SerialTransport::PublishDecoderCounters() {
     std::lock_guard<std::mutex> lock(mutex_);
     counters_.badFrames = decoded.discardedFrames + malformed_;
     counters_.discardedBytes = decoded.discardedBytes;
-}
-
-bool SerialTransport::Wait(std::vector<pollfd>& fds, std::chrono::milliseconds timeout) {
-    fds.push_back({wake_.Fd(), POLLIN, 0});
-    const int ms = timeout.count() < 0 ? -1 : static_cast<int>(timeout.count());
-    if (poll(fds.data(), fds.size(), ms) > 0 && (fds.back().revents & POLLIN)) {
-        uint64_t count = 0;
-        (void)!::read(wake_.Fd(), &count, sizeof count);
-    }
-    fds.pop_back();
-    return !stopping_;
-}
-
-void SerialTransport::Wake() {
-    // A full counter already wakes the thread: nothing to do on failure.
-    const uint64_t one = 1;
-    (void)!::write(wake_.Fd(), &one, sizeof one);
 }
 
 void SerialTransport::TakeOutbox(Batch& batch) {

@@ -10,13 +10,11 @@
 #include "net/links/FrameLog.h"
 #include "net/links/MessageFrameLog.h"
 #include "net/links/FrameTransport.h"
+#include "net/links/PollThread.h"
 #include "net/GatewayTransport.h"
 #include "net/serial/SerialDiscovery.h"
 #include "net/serial/SerialPort.h"
-#include "net/links/Socket.h"
 #include "net/transport/MessageQueue.h"
-
-#include <poll.h>
 
 #include <atomic>
 #include <chrono>
@@ -26,7 +24,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace ferrow::net {
@@ -84,15 +81,11 @@ private:
                     std::unique_ptr<FrameLog> log);
 
     void Run();
-    // Reads or writes what `revents` allows; the reason when the device is lost.
-    std::string Exchange(short revents, Batch& writing);
+    // Reads or writes what a wait found `ready`; the reason when the device
+    // is lost.
+    std::string Exchange(const PollThread::Watch& ready, Batch& writing);
     void Deliver(const uint8_t* bytes, std::size_t size);
     void PublishDecoderCounters();
-    // Waits for `fds` (may be empty) or `timeout` (negative: no limit); false
-    // when the transport is being closed.
-    bool Wait(std::vector<pollfd>& fds, std::chrono::milliseconds timeout);
-    void Wake();
-    void StopThread();
     // Moves the queued frames into `batch`, which must be done.
     void TakeOutbox(Batch& batch);
     void CountUnsent(std::size_t messages);
@@ -104,9 +97,7 @@ private:
     SerialPort port_;   // the I/O thread's while it runs
     DleFrameDecoder decoder_;  // the I/O thread's
     uint64_t malformed_ = 0;   // the I/O thread's: good frames holding no message
-    Socket wake_;  // eventfd: Send and Close interrupt the I/O thread's wait
-    std::thread thread_;
-    std::atomic<bool> stopping_{false};
+    PollThread thread_;  // Send and Close wake its wait
     std::atomic<bool> up_{false};
     // Send's scratch space: the gateway serialises its calls.
     std::vector<uint8_t> payload_;

@@ -1,0 +1,58 @@
+// The I/O thread of a link that waits on descriptors: it runs a body that
+// waits in Wait, any thread may wake it, and Stop ends it cleanly. Wait
+// returns early when woken, so a frame queued by the firmware goes out at
+// once, and returns false once Stop has been called, which is when the body
+// must return.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace ferrow::net {
+
+class PollThread {
+public:
+    // A descriptor to wait for: always until readable, and until writable
+    // when asked; a negative one is skipped. Wait fills in what it found.
+    struct Watch {
+        int fd = -1;
+        bool write = false;
+        bool readable = false;
+        bool writable = false;
+        bool hungUp = false;  // hang-up, error, or a descriptor not open
+
+        Watch() = default;
+        Watch(int fd, bool write) : fd(fd), write(write) {}
+        bool Any() const { return readable || writable || hungUp; }
+    };
+
+    PollThread();
+    // Stops the thread first.
+    ~PollThread();
+    PollThread(const PollThread&) = delete;
+    PollThread& operator=(const PollThread&) = delete;
+
+    // False when the process had no descriptor left for the wake-up.
+    bool CanRun() const { return wakeFd_ >= 0; }
+    // Runs `body` on a new thread; the thread must not be running.
+    void Start(std::function<void()> body);
+    // Makes Wait return false, then joins; nothing when not running.
+    void Stop();
+    // From any thread: the thread's current or next Wait returns at once.
+    void Wake();
+    // Waits for `watches` (may be empty) or `timeout` (negative: no limit);
+    // false when the thread is being stopped. Also usable on the owner's
+    // thread while the I/O thread is not running, for a connection under
+    // way.
+    bool Wait(std::vector<Watch>& watches, std::chrono::milliseconds timeout);
+
+private:
+    int wakeFd_;  // eventfd
+    std::thread thread_;
+    std::atomic<bool> stopping_{false};
+};
+
+}  // namespace ferrow::net
