@@ -5,6 +5,7 @@
 
 #include "n2k/MessageStore.h"
 #include "net/N2KRecord.h"
+#include "net/can/FastPacketPgns.h"
 #include "peripherals/Peripheral.h"
 #include "platform/CallFrame.h"
 #include "net/Brovik_c.h"
@@ -111,7 +112,7 @@ N2KMsg NewMessage(uint32_t pgn, uint8_t priority, std::size_t length, uint8_t tr
 
 N2KMsg NewMultiFrameMessage(uint32_t pgn, uint8_t priority, std::size_t length) {
     return NewMessage(pgn, priority, length,
-                      ferrow::net::N2KRecord::MultiFrameTransport(static_cast<unsigned>(length)));
+                      ferrow::net::FastPacketPgns::TransportFor(pgn, static_cast<unsigned>(length)));
 }
 
 bool Fits(std::size_t length) { return length <= N2KMsg::kMaxData; }

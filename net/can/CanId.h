@@ -24,7 +24,7 @@ struct CanId {
     // kGlobal for every PDU2 PGN, whatever is written here.
     uint8_t destination = kGlobal;
 
-    static bool IsPdu1(uint32_t pgn) { return ((pgn >> 8) & 0xFF) < 240; }
+    static constexpr bool IsPdu1(uint32_t pgn) { return ((pgn >> 8) & 0xFF) < 240; }
 
     // Any identifier decodes; bits above the 29th are ignored.
     static CanId Decode(uint32_t id);

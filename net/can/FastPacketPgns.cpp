@@ -1,10 +1,12 @@
 // The fast-packet PGNs. The standardised ones are those the public canboat
-// PGN database (its JSON description, version 6.0.1) marks as fast packet.
-// The proprietary ranges are the ones NMEA 2000 sets aside for makers' own
-// fast packets: 126720 (0x1EF00, addressed) and 130816-131071 (0x1FF00-
-// 0x1FFFF, global). Their single-frame twins, 61184 and 65280-65535, are not
-// fast packets.
+// PGN database (its JSON description, version 6.0.1) marks as fast packet;
+// the proprietary ones are the makers' fast-packet ranges.
 #include "net/can/FastPacketPgns.h"
+
+#include "net/can/CanFrame.h"
+#include "net/can/ProprietaryPgns.h"
+
+#include <ferrow/N2KMsg.h>
 
 #include <algorithm>
 #include <iterator>
@@ -13,9 +15,9 @@ namespace ferrow::net {
 
 namespace {
 
-constexpr uint32_t kProprietaryAddressed = 126720;
-constexpr uint32_t kProprietaryGlobalFirst = 130816;
-constexpr uint32_t kProprietaryGlobalLast = 131071;
+constexpr uint8_t kSingleFrame = 1;
+constexpr uint8_t kFastPacket = 2;
+constexpr uint8_t kIsoTransport = 3;
 
 // Sorted, for a binary search.
 constexpr uint32_t kStandard[] = {
@@ -35,9 +37,13 @@ constexpr uint32_t kStandard[] = {
 }  // namespace
 
 bool FastPacketPgns::Contains(uint32_t pgn) {
-    if (pgn == kProprietaryAddressed) return true;
-    if (pgn >= kProprietaryGlobalFirst && pgn <= kProprietaryGlobalLast) return true;
+    if (ProprietaryPgns::IsFastPacket(pgn)) return true;
     return std::binary_search(std::begin(kStandard), std::end(kStandard), pgn);
+}
+
+uint8_t FastPacketPgns::TransportFor(uint32_t pgn, unsigned length) {
+    if (Contains(pgn)) return length <= N2KMsg::kMaxFastPacket ? kFastPacket : kIsoTransport;
+    return length <= CanFrame::kMaxLength ? kSingleFrame : kIsoTransport;
 }
 
 }  // namespace ferrow::net

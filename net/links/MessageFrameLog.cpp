@@ -1,7 +1,7 @@
 #include "net/links/MessageFrameLog.h"
 
 #include "net/can/CanId.h"
-#include "net/serial/SerialMessageCodec.h"
+#include "net/can/FastPacketPgns.h"
 
 #include <chrono>
 
@@ -24,7 +24,7 @@ void MessageFrameLog::Close() {
 void MessageFrameLog::Record(const N2KMsg& msg, LineFormat::Direction direction) {
     if (!log_) return;
     N2KMsg framed = msg;
-    framed.transport = SerialMessageCodec::TransportFor(msg.pgn, msg.length);
+    framed.transport = FastPacketPgns::TransportFor(msg.pgn, msg.length);
     // A recording has no receiver to answer a request to send: an addressed
     // transport session is kept as a broadcast, which a replay reassembles.
     if (framed.transport == kIsoTransport) framed.addressB = CanId::kGlobal;

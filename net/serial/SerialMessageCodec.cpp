@@ -1,7 +1,5 @@
 #include "net/serial/SerialMessageCodec.h"
 
-#include "net/N2KRecord.h"
-#include "net/can/CanFrame.h"
 #include "net/can/CanId.h"
 #include "net/can/FastPacketPgns.h"
 #include "net/serial/DleFrameDecoder.h"
@@ -59,7 +57,7 @@ bool Decode(const uint8_t* payload, std::size_t size, std::size_t header, uint8_
     msg.addressA = source;
     msg.length = static_cast<uint16_t>(size - header);
     std::memcpy(msg.data, payload + header, msg.length);
-    msg.transport = SerialMessageCodec::TransportFor(msg.pgn, msg.length);
+    msg.transport = FastPacketPgns::TransportFor(msg.pgn, msg.length);
     return Carried(msg);
 }
 
@@ -95,11 +93,6 @@ bool SerialMessageCodec::DecodeReceived(const uint8_t* payload, std::size_t size
     if (size < kReceivedHeader) return false;
     gatewayMs = ReadLe(payload + 6, 4);
     return Decode(payload, size, kReceivedHeader, payload[5], msg);
-}
-
-uint8_t SerialMessageCodec::TransportFor(uint32_t pgn, unsigned length) {
-    if (FastPacketPgns::Contains(pgn)) return net::N2KRecord::MultiFrameTransport(length);
-    return length <= CanFrame::kMaxLength ? 1 : 3;
 }
 
 }  // namespace ferrow::net

@@ -40,10 +40,6 @@ public:
     static bool DecodeSend(const uint8_t* payload, std::size_t size, N2KMsg& msg);
     static bool DecodeReceived(const uint8_t* payload, std::size_t size, N2KMsg& msg,
                                uint32_t& gatewayMs);
-
-    // How a message of `pgn` and `length` bytes travels on the bus, as the
-    // CAN codec tells it: 1 one frame, 2 fast packet, 3 ISO transport.
-    static uint8_t TransportFor(uint32_t pgn, unsigned length);
 };
 
 }  // namespace ferrow::net

@@ -1,5 +1,7 @@
 #include "panels/model/PgnNames.h"
 
+#include "net/can/ProprietaryPgns.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -191,16 +193,11 @@ constexpr Entry kNames[] = {
 }  // namespace
 
 std::string_view PgnNames::Lookup(uint32_t pgn) {
-    if (IsProprietary(pgn)) return "Proprietary";
+    if (net::ProprietaryPgns::Contains(pgn)) return "Proprietary";
     const auto* end = std::end(kNames);
     const auto* it = std::lower_bound(std::begin(kNames), end, pgn,
                                       [](const Entry& e, uint32_t key) { return e.pgn < key; });
     return it != end && it->pgn == pgn ? it->name : "";
-}
-
-bool PgnNames::IsProprietary(uint32_t pgn) {
-    return pgn == 61184 || (pgn >= 65280 && pgn <= 65535) || pgn == 126720 ||
-           (pgn >= 130816 && pgn <= 131071);
 }
 
 }  // namespace ferrow::panels

@@ -14,8 +14,6 @@ public:
     // The group's short name, "Proprietary" for the proprietary ranges, or ""
     // for a number this table does not know.
     static std::string_view Lookup(uint32_t pgn);
-    // 61184 and 126720 (addressed), 65280-65535 and 130816-131071 (broadcast).
-    static bool IsProprietary(uint32_t pgn);
 };
 
 }  // namespace ferrow::panels

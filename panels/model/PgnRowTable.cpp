@@ -1,5 +1,7 @@
 #include "panels/model/PgnRowTable.h"
 
+#include "net/can/CanId.h"
+#include "net/can/ProprietaryPgns.h"
 #include "net/formats/HexText.h"
 #include "panels/model/PgnNames.h"
 
@@ -9,14 +11,12 @@
 namespace ferrow::panels {
 namespace {
 
-constexpr uint8_t kGlobal = 255;
 constexpr uint32_t kAllCells = (1u << PgnRowTable::kColumns) - 1;
 
 // A PDU2 group is broadcast by its format, so its destination byte means
 // nothing and must not split its sender's row.
 uint8_t DestinationOf(const N2KMsg& msg) {
-    const uint32_t pduFormat = (msg.pgn >> 8) & 0xFF;
-    return pduFormat < 240 ? msg.addressB : kGlobal;
+    return net::CanId::IsPdu1(msg.pgn) ? msg.addressB : net::CanId::kGlobal;
 }
 
 std::string DataText(const uint8_t* data, std::size_t length) {
@@ -33,7 +33,7 @@ std::string DataText(const uint8_t* data, std::size_t length) {
 
 // The 11-bit manufacturer code that opens every proprietary payload.
 std::string ManufacturerText(const N2KMsg& msg, std::size_t length) {
-    if (!PgnNames::IsProprietary(msg.pgn) || length < 2) return {};
+    if (!net::ProprietaryPgns::Contains(msg.pgn) || length < 2) return {};
     return std::to_string(msg.data[0] | ((msg.data[1] & 0x07) << 8));
 }
 

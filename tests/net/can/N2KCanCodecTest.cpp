@@ -1,5 +1,6 @@
 // The codec as the gateway uses it: which messages are refused, single frames
 // both ways, and each transport at its boundary lengths between two codecs.
+#include "net/can/FastPacketPgns.h"
 #include "net/can/N2KCanCodec.h"
 #include "tests/net/can/CanTestFrames.h"
 
@@ -11,6 +12,7 @@
 namespace {
 
 using ferrow::net::CanFrame;
+using ferrow::net::FastPacketPgns;
 using namespace ferrow::test;
 
 TEST(N2KCanCodec, SendsASingleFrameOfTheMessageLength) {
@@ -109,6 +111,34 @@ TEST(N2KCanCodec, EveryTransportRoundTripsAtItsBoundaries) {
         EXPECT_EQ(PayloadOf(got), PayloadOf(sent));
         const bool connection = c.transport == 3 && c.destination != 255;
         EXPECT_EQ(a.codec.Counters().connectionsCompleted, connection ? 1u : 0u);
+    }
+}
+
+// The transport a record is given for its PGN and length (by the serial
+// gateway, the generator and the recordings) is the one the codec frames it
+// with and reassembles it as. Makers' single-frame groups are no fast packets.
+TEST(FastPacketPgns, GivesTheTransportTheCodecReassemblesTheMessageWith) {
+    const struct {
+        uint32_t pgn;
+        uint16_t length;
+        uint8_t transport;
+    } cases[] = {
+        {127250, 0, 1},   {127250, 8, 1},   {127250, 9, 3},   {59904, 3, 1},
+        {129029, 0, 2},   {129029, 8, 2},   {129029, 223, 2}, {129029, 224, 3},
+        {126208, 255, 3}, {61184, 8, 1},    {65535, 9, 3},    {126720, 223, 2},
+        {130815, 8, 1},   {130816, 100, 2}, {131071, 9, 2},   {65280, 200, 3},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "pgn " << c.pgn << " length " << c.length);
+        EXPECT_EQ(FastPacketPgns::TransportFor(c.pgn, c.length), c.transport);
+        Listener a(0x23), b(0x42);
+        std::vector<CanFrame> frames;
+        ASSERT_EQ(a.codec.Send(Counting(c.pgn, 3, 0x23, 255, c.transport, c.length), 0ms, frames),
+                  N2K_OK);
+        Exchange(a, b, frames);
+        ASSERT_EQ(b.delivered.size(), 1u);
+        EXPECT_EQ(b.delivered.front().transport, c.transport);
+        EXPECT_EQ(b.delivered.front().length, c.length);
     }
 }
 

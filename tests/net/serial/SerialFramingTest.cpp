@@ -1,8 +1,7 @@
 // The serial gateway's framing and messages against literal bytes: DLE
 // doubling in every field, the checksum, resynchronising after every kind of
 // fault without losing the good frame that follows, whatever the chunking;
-// and the message payloads both ways, with the transports the CAN side uses.
-#include "net/can/N2KCanCodec.h"
+// and the message payloads both ways.
 #include "net/serial/DleFrameDecoder.h"
 #include "net/serial/DleFrameEncoder.h"
 #include "net/serial/SerialDiscovery.h"
@@ -10,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -19,10 +17,8 @@
 
 namespace {
 
-using ferrow::net::CanFrame;
 using ferrow::net::DleFrameDecoder;
 using ferrow::net::DleFrameEncoder;
-using ferrow::net::N2KCanCodec;
 using ferrow::net::SerialDiscovery;
 using ferrow::net::SerialMessageCodec;
 using Bytes = std::vector<uint8_t>;
@@ -271,40 +267,6 @@ TEST(SerialMessageCodec, ReadsReceivedMessagesAndRefusesMalformedOnes) {
     EXPECT_EQ(msg.pgn, 127250u);
     EXPECT_EQ(msg.length, 8);
     EXPECT_FALSE(SerialMessageCodec::DecodeSend(kHeadingPayload.data(), kHeadingPayload.size() - 1, msg));
-}
-
-TEST(SerialMessageCodec, GivesTheTransportTheCanCodecGivesTheSameMessage) {
-    const struct {
-        uint32_t pgn;
-        unsigned length;
-        uint8_t transport;
-    } cases[] = {
-        {127250, 0, 1},   {127250, 8, 1},   {127250, 9, 3},   {59904, 3, 1},
-        {129029, 0, 2},   {129029, 8, 2},   {129029, 223, 2}, {129029, 224, 3},
-        {126208, 255, 3}, {130816, 100, 2}, {65280, 200, 3},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.pgn);
-        SCOPED_TRACE(c.length);
-        EXPECT_EQ(SerialMessageCodec::TransportFor(c.pgn, c.length), c.transport);
-        // What the CAN codec frames with that transport, it reassembles with
-        // the same one.
-        N2KMsg msg = Message(c.pgn, 3, 0x23, 255, Bytes(c.length, 0x5A));
-        msg.transport = c.transport;
-        N2KCanCodec sender;
-        N2KCanCodec receiver;
-        std::vector<CanFrame> frames;
-        ASSERT_EQ(sender.Send(msg, std::chrono::milliseconds(0), frames), N2K_OK);
-        N2KMsg got{};
-        bool whole = false;
-        std::vector<CanFrame> replies;
-        for (const CanFrame& frame : frames) {
-            whole = receiver.Receive(frame, std::chrono::milliseconds(0), got, replies);
-        }
-        ASSERT_TRUE(whole);
-        EXPECT_EQ(got.transport, c.transport);
-        EXPECT_EQ(got.length, c.length);
-    }
 }
 
 }  // namespace

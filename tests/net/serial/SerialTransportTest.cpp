@@ -5,6 +5,7 @@
 // gateway object on a serial port name; and the port names themselves.
 #include "net/N2KRecord.h"
 #include "net/can/CanId.h"
+#include "net/can/FastPacketPgns.h"
 #include "net/can/N2KCanCodec.h"
 #include "net/formats/CandumpLineFormat.h"
 #include "net/serial/DleFrameEncoder.h"
@@ -69,7 +70,7 @@ void ExpectCarries(const N2KMsg& got, const N2KMsg& want, uint8_t source) {
     EXPECT_EQ(got.priority, want.priority);
     EXPECT_EQ(got.addressA, source);
     EXPECT_EQ(got.addressB, want.addressB);
-    EXPECT_EQ(got.transport, SerialMessageCodec::TransportFor(want.pgn, want.length));
+    EXPECT_EQ(got.transport, ferrow::net::FastPacketPgns::TransportFor(want.pgn, want.length));
     ASSERT_EQ(got.length, want.length);
     EXPECT_EQ(std::memcmp(got.data, want.data, want.length), 0);
 }
