@@ -5,6 +5,7 @@
 #include <ferrow/CFG_File.h>
 
 #include "platform/MessageReport.h"
+#include "platform/Text.h"
 
 #include <cerrno>
 #include <charconv>
@@ -493,7 +494,7 @@ bool CFG_File::LoadQuoted(Field& field, const char* valueText, const char* textE
     }
     auto* units = static_cast<unsigned char*>(field.storage);
     for (std::size_t i = 0; i <= length; ++i) {
-        const std::uint32_t unit = i < length ? static_cast<unsigned char>(first[i]) : 0;
+        const std::uint32_t unit = i < length ? ferrow::platform::Text::WidenUnit(first[i]) : 0;
         if (!WriteUnit(units + i * unitSize, unitSize, unit)) return false;
     }
     field.size = static_cast<unsigned short>(length + 1);
@@ -515,7 +516,7 @@ const char* CFG_File::FormatQuoted(const Field& field, std::size_t unitSize, cha
             return kBadString;
         }
         if (unit == 0) break;
-        const char byte = static_cast<char>(unit & 0xFF);
+        const char byte = ferrow::platform::Text::NarrowUnit(static_cast<wchar_t>(unit));
         if (byte == '"' || byte == '\0') return kBadString;
         out.Append(byte);
     }

@@ -2,6 +2,8 @@
 // key names and a wide-character string type on top.
 #include <ferrow/CfgFile_c.h>
 
+#include "platform/Text.h"
+
 #include <algorithm>
 #include <deque>
 #include <iterator>
@@ -27,10 +29,7 @@ int CfgFile_c::AddField(const wchar_t* name, int type, void* storage, unsigned c
                         unsigned long capacity) {
     const char* narrow = nullptr;
     if (name) {
-        std::string copy;
-        for (const wchar_t* unit = name; *unit; ++unit) {
-            copy.push_back(static_cast<char>(*unit & 0xFF));
-        }
+        std::string copy = ferrow::platform::Text::Narrow(name);
         // A name registered again reuses its copy, so re-registration does
         // not grow the list.
         std::lock_guard<std::mutex> guard(names_->lock);

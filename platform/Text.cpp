@@ -14,30 +14,27 @@ size_t CopyInto(Out* dst, size_t capacity, const In* src, Convert convert) {
     return n;
 }
 
-wchar_t WidenUnit(char c) { return static_cast<wchar_t>(static_cast<unsigned char>(c)); }
-char NarrowUnit(wchar_t c) { return static_cast<char>(static_cast<unsigned char>(c & 0xFF)); }
-
 }  // namespace
 
 size_t Text::WidenInto(wchar_t* dst, size_t capacity, const char* src) {
-    return CopyInto(dst, capacity, src, WidenUnit);
+    return CopyInto(dst, capacity, src, Text::WidenUnit);
 }
 
 size_t Text::NarrowInto(char* dst, size_t capacity, const wchar_t* src) {
-    return CopyInto(dst, capacity, src, NarrowUnit);
+    return CopyInto(dst, capacity, src, Text::NarrowUnit);
 }
 
 std::wstring Text::Widen(const std::string& text) {
     std::wstring out;
     out.reserve(text.size());
-    for (char c : text) out.push_back(WidenUnit(c));
+    for (char c : text) out.push_back(Text::WidenUnit(c));
     return out;
 }
 
 std::string Text::Narrow(const std::wstring& text) {
     std::string out;
     out.reserve(text.size());
-    for (wchar_t c : text) out.push_back(NarrowUnit(c));
+    for (wchar_t c : text) out.push_back(Text::NarrowUnit(c));
     return out;
 }
 

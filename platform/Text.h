@@ -20,6 +20,14 @@ public:
 
     static std::wstring Widen(const std::string& text);
     static std::string Narrow(const std::wstring& text);
+
+    // One unit each way, for text kept in units of other widths.
+    static constexpr wchar_t WidenUnit(char c) {
+        return static_cast<wchar_t>(static_cast<unsigned char>(c));
+    }
+    static constexpr char NarrowUnit(wchar_t unit) {
+        return static_cast<char>(static_cast<unsigned char>(unit & 0xFF));
+    }
 };
 
 }  // namespace ferrow::platform
