@@ -1,14 +1,13 @@
 #include "net/Brovik_c.h"
 
 #include "platform/Text.h"
-#include "net/GatewayTransport.h"
 
 #include <ferrow/CfgFile_c.h>
 
 #include <cstdio>
 
 using ferrow::net::GatewayTransport;
-using ferrow::platform::Text;
+using ferrow::net::TransportRequest;
 
 namespace {
 
@@ -26,8 +25,10 @@ int NextConnectionValue() {
 }  // namespace
 
 Brovik_c::Brovik_c(HWND /*parent*/, void* /*gatewayArg*/, int gatewayKeepsConfig,
-                   const char* configFileName, const char* defaultPortName, const char* portKey)
+                   const char* configFileName, const char* defaultPortName, const char* portKey,
+                   ferrow::net::TransportFactory transports)
     : config(nullptr),
+      transports_(transports ? std::move(transports) : ferrow::net::TransportForPort),
       wideConfig_(gatewayKeepsConfig != 0),
       portKey_(portKey ? portKey : ""),
       portKeyWide_(ferrow::platform::Text::Widen(portKey_)) {
@@ -66,7 +67,8 @@ int Brovik_c::Connect() {
     std::lock_guard<std::mutex> lock(mutex_);
     if (!transport_) {
         std::unique_ptr<GatewayTransport> transport =
-            GatewayTransport::ForPort(PortName(), LogFile(), maxPortSearch);
+            transports_(TransportRequest{PortName(), LogFile(), maxPortSearch});
+        if (!transport) return -1;
         const int opened = transport->Open();
         if (opened < 0) return opened;
         transport_ = std::move(transport);

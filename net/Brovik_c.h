@@ -1,8 +1,10 @@
 // The gateway connection object: it owns the configuration object the
 // emulator and the panels share, keeps its port name under its own key, and
 // carries the emulated device's messages to the network its port names,
-// through a transport chosen when it connects.
+// through a transport its factory makes when it connects.
 #pragma once
+
+#include "net/TransportFactory.h"
 
 #include <ferrow/CFG_File.h>
 #include <ferrow/CWnd.h>
@@ -15,10 +17,6 @@
 #include <mutex>
 #include <string>
 
-namespace ferrow::net {
-class GatewayTransport;
-}
-
 class Brovik_c {
 public:
     // Room for the gateway's own keys, the emulator's keys and one per panel.
@@ -28,9 +26,11 @@ public:
 
     // gatewayKeepsConfig: 1 makes the configuration object a CfgFile_c with
     // wide-character keys, 0 a CFG_File. The port key is registered here but
-    // read only when the file is loaded by the emulator.
+    // read only when the file is loaded by the emulator. Without a factory
+    // the port name chooses the transport.
     Brovik_c(HWND parent, void* gatewayArg, int gatewayKeepsConfig, const char* configFileName,
-             const char* defaultPortName, const char* portKey);
+             const char* defaultPortName, const char* portKey,
+             ferrow::net::TransportFactory transports = {});
     virtual ~Brovik_c();
     Brovik_c(const Brovik_c&) = delete;
     Brovik_c& operator=(const Brovik_c&) = delete;
@@ -82,6 +82,7 @@ public:
     int maxPortSearch = 20;
 
 private:
+    const ferrow::net::TransportFactory transports_;
     bool wideConfig_;
     // Registered with the configuration object: they outlive its loads.
     std::string portKey_;

@@ -1,5 +1,5 @@
-// How a gateway reaches one NMEA 2000 network. The gateway picks a transport
-// by its port name when it connects, opens it, moves whole messages through
+// How a gateway reaches one NMEA 2000 network. The gateway gets a transport
+// from its factory when it connects, opens it, moves whole messages through
 // it and closes it when it disconnects. The gateway serialises its calls and
 // makes them only between Open and Close.
 #pragma once
@@ -8,8 +8,6 @@
 #include <ferrow/N2KStatus.h>
 
 #include <cstdint>
-#include <memory>
-#include <string>
 
 namespace ferrow::net {
 
@@ -30,14 +28,6 @@ public:
     // Whether the network is reachable now: a link that dropped and is being
     // made again, or a replayed log that has ended, says false.
     virtual bool IsUp() const { return true; }
-
-    // The transport that `portName` selects, not yet open. A non-empty
-    // `logPath` records every CAN frame it sends and receives there. The
-    // search for a serial gateway ("auto") tries at most `portSearchLimit`
-    // devices.
-    static std::unique_ptr<GatewayTransport> ForPort(const std::string& portName,
-                                                     const std::string& logPath = "",
-                                                     int portSearchLimit = 20);
 };
 
 }  // namespace ferrow::net

@@ -1,17 +1,109 @@
-// The gateway object: its statuses, its connection value, and connecting and
-// disconnecting while another thread moves messages through it.
+// The gateway object: its statuses, its connection value, the transport its
+// factory gives it, and connecting and disconnecting while another thread
+// moves messages through it.
 #include "tests/net/GatewayRig.h"
 #include "tests/support/Eventually.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <deque>
 #include <thread>
+#include <vector>
 
 namespace {
 
+using ferrow::net::GatewayTransport;
+using ferrow::net::TransportRequest;
 using ferrow::test::GatewayRig;
 using ferrow::test::Numbered;
+using ferrow::test::SeqOf;
+
+// The far side of the transports a test's factory makes: what each
+// connection asked for, sent and closed, and what it will receive.
+struct FakeNetwork {
+    std::vector<TransportRequest> requests;
+    int openResult = 0;
+    bool up = true;
+    uint64_t droppedPerConnection = 0;
+    std::deque<N2KMsg> incoming;
+    std::vector<N2KMsg> sent;
+    int closed = 0;
+
+    ferrow::net::TransportFactory Factory() {
+        return [this](const TransportRequest& request) {
+            requests.push_back(request);
+            return std::make_unique<Transport>(*this);
+        };
+    }
+
+    class Transport : public GatewayTransport {
+    public:
+        explicit Transport(FakeNetwork& network) : network_(network) {}
+        int Open() override { return network_.openResult; }
+        void Close() override { ++network_.closed; }
+        N2KStatus Send(const N2KMsg& msg) override {
+            network_.sent.push_back(msg);
+            return N2K_OK;
+        }
+        N2KStatus Fetch(N2KMsg& msg) override {
+            if (network_.incoming.empty()) return N2K_NO_MESSAGE;
+            msg = network_.incoming.front();
+            network_.incoming.pop_front();
+            return N2K_OK;
+        }
+        uint64_t Dropped() const override { return network_.droppedPerConnection; }
+        bool IsUp() const override { return network_.up; }
+
+    private:
+        FakeNetwork& network_;
+    };
+};
+
+// The factory, not the port name, decides: a name no transport knows
+// reaches it untouched, with the log file and the search limit.
+TEST(BrovikGateway, UsesTheTransportItsFactoryMakes) {
+    GatewayRig rig;
+    FakeNetwork network;
+    auto gateway = rig.Make("tcp:nowhere", network.Factory());
+    gateway->maxPortSearch = 7;
+
+    network.openResult = -3;
+    EXPECT_EQ(gateway->Connect(), -3);
+    EXPECT_EQ(gateway->IsConnected(), 0);
+    N2KMsg msg = Numbered(1, 5);
+    EXPECT_EQ(gateway->PutMsg(&msg), N2K_NOT_CONNECTED) << "a refused transport is not kept";
+    ASSERT_EQ(network.requests.size(), 1u);
+    EXPECT_EQ(network.requests[0].portName, "tcp:nowhere");
+    EXPECT_EQ(network.requests[0].logPath, "");
+    EXPECT_EQ(network.requests[0].portSearchLimit, 7);
+
+    network.openResult = 0;
+    network.droppedPerConnection = 4;
+    ASSERT_EQ(gateway->Connect(), 0);
+    EXPECT_EQ(gateway->IsConnected(), 1);
+    ASSERT_EQ(gateway->PutMsg(&msg), N2K_OK);
+    ASSERT_EQ(network.sent.size(), 1u);
+    EXPECT_EQ(SeqOf(network.sent[0]), 5u);
+    network.incoming.push_back(Numbered(2, 9));
+    N2KMsg got{};
+    ASSERT_EQ(gateway->GetMsg(&got), N2K_OK);
+    EXPECT_EQ(SeqOf(got), 9u);
+    network.up = false;
+    EXPECT_EQ(gateway->IsConnected(), 0) << "a network out of reach is told";
+
+    // Drops add up over connections, each transport counted once.
+    ASSERT_EQ(gateway->DisConnect(), 0);
+    EXPECT_EQ(network.closed, 1);
+    EXPECT_EQ(gateway->DroppedCount(), 4u);
+    ASSERT_EQ(gateway->Connect(), 0);
+    EXPECT_EQ(gateway->DroppedCount(), 8u);
+    ASSERT_EQ(gateway->DisConnect(), 0);
+    EXPECT_EQ(gateway->DroppedCount(), 8u);
+
+    auto none = rig.Make("vbus", [](const TransportRequest&) { return nullptr; });
+    EXPECT_EQ(none->Connect(), -1) << "a factory that makes nothing fails the connection";
+}
 
 TEST(BrovikGateway, StatusesFollowTheRecordAndTheConnection) {
     GatewayRig rig;

@@ -16,10 +16,11 @@ namespace ferrow::test {
 
 class GatewayRig {
 public:
-    std::unique_ptr<Brovik_c> Make(const std::string& portName) {
+    std::unique_ptr<Brovik_c> Make(const std::string& portName,
+                                   net::TransportFactory transports = {}) {
         const std::string file = dir_.File("gw" + std::to_string(made_++) + ".cfg");
         return std::make_unique<Brovik_c>(nullptr, nullptr, 0, file.c_str(), portName.c_str(),
-                                          "GW_PORT_NAME");
+                                          "GW_PORT_NAME", std::move(transports));
     }
     // `N` gateways connected to one bus.
     template <std::size_t N>

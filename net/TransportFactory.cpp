@@ -1,19 +1,19 @@
-#include "net/GatewayTransport.h"
+#include "net/TransportFactory.h"
 
-#include "platform/MessageReport.h"
-#include "platform/Text.h"
+#include "net/PortSpec.h"
 #include "net/formats/CandumpLineFormat.h"
+#include "net/formats/RawLineFormat.h"
 #include "net/links/FrameTransport.h"
 #include "net/links/LogReplayLink.h"
-#include "net/PortSpec.h"
-#include "net/formats/RawLineFormat.h"
-#include "net/serial/SerialDiscovery.h"
-#include "net/serial/SerialTransport.h"
 #include "net/links/SocketCanLink.h"
 #include "net/links/TcpClientLink.h"
 #include "net/links/TcpListenLink.h"
 #include "net/links/UdpLink.h"
+#include "net/serial/SerialDiscovery.h"
+#include "net/serial/SerialTransport.h"
 #include "net/vbus/VirtualBusTransport.h"
+#include "platform/MessageReport.h"
+#include "platform/Text.h"
 
 namespace ferrow::net {
 namespace {
@@ -65,9 +65,8 @@ std::unique_ptr<FrameLink> LinkFor(const PortSpec& port) {
 
 }  // namespace
 
-std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& portName,
-                                                            const std::string& logPath,
-                                                            int portSearchLimit) {
+std::unique_ptr<GatewayTransport> TransportForPort(const TransportRequest& request) {
+    const std::string& portName = request.portName;
     const std::optional<PortSpec> wanted = PortSpec::Parse(portName);
     if (!wanted) return std::make_unique<RefusedTransport>(portName);
     if (wanted->fellBack) {
@@ -76,7 +75,7 @@ std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& p
                                             L"virtual bus \"" + platform::Text::Widen(wanted->name) + L"\"");
     }
     std::unique_ptr<FrameLog> log =
-        logPath.empty() ? nullptr : std::make_unique<FrameLog>(logPath);
+        request.logPath.empty() ? nullptr : std::make_unique<FrameLog>(request.logPath);
     if (wanted->kind == PortSpec::Kind::VirtualBus) {
         return std::make_unique<VirtualBusTransport>(wanted->name, std::move(log));
     }
@@ -84,7 +83,8 @@ std::unique_ptr<GatewayTransport> GatewayTransport::ForPort(const std::string& p
         return std::make_unique<SerialTransport>(wanted->name, wanted->baud, std::move(log));
     }
     if (wanted->kind == PortSpec::Kind::SerialAuto) {
-        SerialDiscovery discovery(SerialDiscovery::PresentDevices(), portSearchLimit, wanted->baud);
+        SerialDiscovery discovery(SerialDiscovery::PresentDevices(), request.portSearchLimit,
+                                  wanted->baud);
         return std::make_unique<SerialTransport>(std::move(discovery), wanted->baud, std::move(log));
     }
     return std::make_unique<FrameTransport>(LinkFor(*wanted), FrameTransport::Clock{},
