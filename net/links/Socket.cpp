@@ -17,13 +17,15 @@ std::string Failed(const std::string& what, int err) {
     return what + ": " + std::strerror(err) + ".";
 }
 
-sockaddr_in AnyAddress(uint16_t port) {
+sockaddr_in ToAddress(const Socket::Endpoint& endpoint) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_ANY);
-    address.sin_port = htons(port);
+    address.sin_addr.s_addr = endpoint.address;
+    address.sin_port = htons(endpoint.port);
     return address;
 }
+
+sockaddr_in AnyAddress(uint16_t port) { return ToAddress({htonl(INADDR_ANY), port}); }
 
 // SO_REUSEADDR lets a link come back on its port at once after a restart,
 // and lets other programs share a datagram port; Linux still refuses a second
@@ -60,7 +62,7 @@ void Socket::Reset() {
     fd_ = -1;
 }
 
-bool Socket::Resolve(const std::string& host, uint16_t port, sockaddr_in& address,
+bool Socket::Resolve(const std::string& host, uint16_t port, Endpoint& endpoint,
                      std::string& error) {
     addrinfo hints{};
     hints.ai_family = AF_INET;
@@ -71,13 +73,14 @@ bool Socket::Resolve(const std::string& host, uint16_t port, sockaddr_in& addres
         error = "No IPv4 address is known for host '" + host + "': " + gai_strerror(status) + ".";
         return false;
     }
-    address = *reinterpret_cast<const sockaddr_in*>(found->ai_addr);
-    address.sin_port = htons(port);
+    endpoint.address = reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr;
+    endpoint.port = port;
     freeaddrinfo(found);
     return true;
 }
 
-Socket Socket::StartConnect(const sockaddr_in& address, std::string& error) {
+Socket Socket::StartConnect(const Endpoint& to, std::string& error) {
+    const sockaddr_in address = ToAddress(to);
     Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (!socket) {
         error = std::strerror(errno);
@@ -133,8 +136,23 @@ uint16_t Socket::LocalPort() const {
     return ntohs(address.sin_port);
 }
 
-std::vector<in_addr_t> Socket::LocalAddresses() {
-    std::vector<in_addr_t> addresses;
+long Socket::ReceiveFrom(char* buffer, std::size_t size, Endpoint& from) const {
+    sockaddr_in address{};
+    socklen_t addressSize = sizeof address;
+    const ssize_t n = recvfrom(fd_, buffer, size, MSG_DONTWAIT,
+                               reinterpret_cast<sockaddr*>(&address), &addressSize);
+    from = {address.sin_addr.s_addr, ntohs(address.sin_port)};
+    return n;
+}
+
+long Socket::SendTo(const char* data, std::size_t size, const Endpoint& to) const {
+    const sockaddr_in address = ToAddress(to);
+    return sendto(fd_, data, size, MSG_DONTWAIT | MSG_NOSIGNAL,
+                  reinterpret_cast<const sockaddr*>(&address), sizeof address);
+}
+
+std::vector<uint32_t> Socket::LocalAddresses() {
+    std::vector<uint32_t> addresses;
     ifaddrs* list = nullptr;
     if (getifaddrs(&list) != 0) return addresses;
     for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {

@@ -3,8 +3,7 @@
 // a datagram socket. IPv4: gateways on a boat's LAN speak nothing else.
 #pragma once
 
-#include <netinet/in.h>
-
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -13,6 +12,12 @@ namespace ferrow::net {
 
 class Socket {
 public:
+    // An IPv4 address, in network byte order, and a port.
+    struct Endpoint {
+        uint32_t address = 0;
+        uint16_t port = 0;
+    };
+
     Socket() = default;
     explicit Socket(int fd) : fd_(fd) {}
     ~Socket() { Reset(); }
@@ -26,11 +31,11 @@ public:
     void Reset();
 
     // False with a sentence naming `host` when it has no IPv4 address.
-    static bool Resolve(const std::string& host, uint16_t port, sockaddr_in& address,
+    static bool Resolve(const std::string& host, uint16_t port, Endpoint& endpoint,
                         std::string& error);
     // Non-blocking; the connection may still be under way: wait until
     // writable, then ask ConnectError.
-    static Socket StartConnect(const sockaddr_in& address, std::string& error);
+    static Socket StartConnect(const Endpoint& to, std::string& error);
     // Non-blocking, on every interface; port 0 takes a free one.
     static Socket Listen(uint16_t port, std::string& error);
     static Socket BindDatagram(uint16_t port, std::string& error);
@@ -42,8 +47,12 @@ public:
     Socket Accept(int& error) const;
     uint16_t LocalPort() const;
 
+    // One datagram, without waiting: its size, or negative with errno set.
+    long ReceiveFrom(char* buffer, std::size_t size, Endpoint& from) const;
+    long SendTo(const char* data, std::size_t size, const Endpoint& to) const;
+
     // The IPv4 addresses of this machine's interfaces, in network order.
-    static std::vector<in_addr_t> LocalAddresses();
+    static std::vector<uint32_t> LocalAddresses();
 
 private:
     int fd_ = -1;

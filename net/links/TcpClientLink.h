@@ -6,8 +6,6 @@
 #include "net/links/LineStream.h"
 #include "net/links/SocketLink.h"
 
-#include <netinet/in.h>
-
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -41,7 +39,7 @@ private:
 
     const std::string host_;
     const uint16_t port_;
-    sockaddr_in address_{};                 // set by Open, before the I/O thread starts
+    Socket::Endpoint address_;             // set by Open, before the I/O thread starts
     std::optional<LineStream> connected_;  // handed by Open to the I/O thread
 };
 

@@ -2,11 +2,7 @@
 
 #include "net/formats/LineSplitter.h"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
 #include <algorithm>
-
 #include <cerrno>
 
 namespace ferrow::net {
@@ -74,10 +70,8 @@ void UdpLink::Run() {
 void UdpLink::ReceiveDatagrams() {
     // Bounded, so that a flood cannot hold the thread from sending.
     for (int i = 0; i < 64; ++i) {
-        sockaddr_in from{};
-        socklen_t fromSize = sizeof from;
-        const ssize_t n = recvfrom(socket_.Fd(), buffer_.data(), buffer_.size(), MSG_DONTWAIT,
-                                   reinterpret_cast<sockaddr*>(&from), &fromSize);
+        Socket::Endpoint from;
+        const long n = socket_.ReceiveFrom(buffer_.data(), buffer_.size(), from);
         if (n < 0) return;
         const std::string_view datagram(buffer_.data(), static_cast<std::size_t>(n));
         if (IsEcho(from, datagram)) {
@@ -95,9 +89,7 @@ void UdpLink::SendDatagrams() {
     std::size_t unsent = 0;
     while (!pending_.empty()) {
         const std::string& line = pending_.front();
-        const ssize_t n =
-            sendto(socket_.Fd(), line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                   reinterpret_cast<const sockaddr*>(&destination_), sizeof destination_);
+        const long n = socket_.SendTo(line.data(), line.size(), destination_);
         if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
         // Any other failure (no route, say) loses this datagram only.
         if (n < 0) {
@@ -113,10 +105,10 @@ void UdpLink::SendDatagrams() {
 
 // Ours when it comes from our port on one of this machine's addresses and
 // says what we sent: a program sharing the port sends different lines.
-bool UdpLink::IsEcho(const sockaddr_in& from, std::string_view datagram) const {
-    if (ntohs(from.sin_port) != boundPort_) return false;
-    const bool local = std::find(localAddresses_.begin(), localAddresses_.end(),
-                                 from.sin_addr.s_addr) != localAddresses_.end();
+bool UdpLink::IsEcho(const Socket::Endpoint& from, std::string_view datagram) const {
+    if (from.port != boundPort_) return false;
+    const bool local = std::find(localAddresses_.begin(), localAddresses_.end(), from.address) !=
+                       localAddresses_.end();
     if (!local) return false;
     return std::find(recentlySent_.begin(), recentlySent_.end(), datagram) != recentlySent_.end();
 }

@@ -6,8 +6,6 @@
 #include "net/links/Socket.h"
 #include "net/links/SocketLink.h"
 
-#include <netinet/in.h>
-
 #include <atomic>
 #include <cstdint>
 #include <deque>
@@ -38,20 +36,20 @@ private:
     void Run() override;
     void ReceiveDatagrams();
     void SendDatagrams();
-    bool IsEcho(const sockaddr_in& from, std::string_view datagram) const;
+    bool IsEcho(const Socket::Endpoint& from, std::string_view datagram) const;
 
     const std::string host_;
     const uint16_t port_;
     const uint16_t localPort_;
     uint16_t boundPort_ = 0;
-    sockaddr_in destination_{};  // set by Open, before the I/O thread starts
+    Socket::Endpoint destination_;  // set by Open, before the I/O thread starts
     Socket socket_;              // handed by Open to the I/O thread
     // The I/O thread's: datagrams the socket could not take yet.
     std::deque<std::string> pending_;
     std::vector<char> buffer_;
     // The I/O thread's: what it sent last, to know them when they come back.
     std::deque<std::string> recentlySent_;
-    std::vector<in_addr_t> localAddresses_;  // set by Open
+    std::vector<uint32_t> localAddresses_;  // set by Open
     std::atomic<uint64_t> echoes_{0};
 };
 
