@@ -1,17 +1,22 @@
 // The emulator's run-time state: the worker thread, the firmware's registered
 // functions, pacing, flags and the time base. Values shared between the
 // worker, the timer and the controlling thread are atomics read anew at each
-// use; nothing here is guarded by a lock.
+// use; nothing here is guarded by a lock. In a simulation the simulation's
+// thread stands in for the worker and the timer, and its clock for the
+// process clock.
 #pragma once
 
 #include "core/AttachedPeripheral.h"
 #include "core/QL_ThreadMgr_c.h"
+#include "core/Simulation.h"
+#include "platform/ProcessClock.h"
 
 #include <ferrow/CWnd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -36,6 +41,7 @@ public:
 
     explicit Ferrow_Ctx_c(Ferrow_c* owner) : owner(owner) {}
     ~Ferrow_Ctx_c() {
+        if (ferrow::core::Simulation* simulation = sim.load()) simulation->Remove(owner);
         for (PutMsgMonitor* node = putMonitors.load(); node != nullptr;) {
             PutMsgMonitor* next = node->next.load();
             delete node;
@@ -78,6 +84,19 @@ public:
 
     std::atomic<int32_t> cycleSleep{0};
     std::atomic<int32_t> cycleCalls{0};
+    // The loop period the firmware registered; 0 before any.
+    int32_t Pace() const {
+        const int32_t calls = cycleCalls;
+        return calls > 0 ? cycleSleep / calls : 0;
+    }
+    // One call of the firmware's loop, the object form first.
+    void CallLoop() {
+        if (auto loopObj = loopFnObj.load()) {
+            loopObj(owner);
+        } else if (auto loop = loopFn.load()) {
+            loop();
+        }
+    }
     std::atomic<int32_t> running{0};
     std::atomic<int32_t> busy{0};
     uint32_t instanceIndex = 0;
@@ -98,10 +117,28 @@ public:
     std::atomic<uint32_t> tickPeriod{10};
     std::atomic<int32_t> overwrite{0};
     std::atomic<PutMsgMonitor*> putMonitors{nullptr};
+    // The rate of the periodic ticks while they run, 0 while none do.
+    std::atomic<uint32_t> timerPeriod{0};
+
+    // The simulation this emulator belongs to, null in real time. Changed
+    // only while the emulator is not started.
+    std::atomic<ferrow::core::Simulation*> sim{nullptr};
+    // The simulation's clock, null in real time; read and written through
+    // std::atomic_load and std::atomic_store, since any thread may read the
+    // time while the emulator joins or leaves.
+    std::shared_ptr<ferrow::platform::VirtualClock> clock;
+    // Milliseconds of this emulator's clock: the process clock, or virtual.
+    uint64_t NowMs() const {
+        const std::shared_ptr<ferrow::platform::VirtualClock> simulated = std::atomic_load(&clock);
+        return simulated ? simulated->Ms64() : ferrow::platform::ProcessClock::WallMs64();
+    }
 
     // Kills the periodic timer, if one runs, and frees its id for other
     // emulators. When it returns no tick of it runs, unless called from one.
     void KillTimer();
+    // The same for the platform's timer alone: a simulation takes over the
+    // ticks at their rate.
+    void KillServiceTimer();
 
     // Every peripheral built for this emulator, registered in a slot or not,
     // so that the emulator's destruction can tell them it is gone.

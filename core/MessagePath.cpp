@@ -58,7 +58,7 @@ N2KStatus Ferrow_c::PutMsg(N2KMsg* msg) {
     ScopeLock lock(cs, false);
     if (ctx->putEnable == 0) return N2K_OK;
     if (msg == nullptr) return N2K_BAD_MESSAGE;
-    msg->timeStamp = ferrow::net::N2KRecord::TimeStampNow();
+    msg->timeStamp = ferrow::net::N2KRecord::TimeStampAt(ctx->NowMs());
     const N2KStatus status = gateway->PutMsg(msg);
     if (status != N2K_OK && DisplayAllPgn::Get(*this) == 0) return status;
 

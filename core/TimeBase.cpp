@@ -5,7 +5,6 @@
 #include "core/InstanceTable.h"
 #include "platform/CallFrame.h"
 #include "platform/MessageReport.h"
-#include "platform/ProcessClock.h"
 #include "platform/TimerService.h"
 
 #include <algorithm>
@@ -29,6 +28,11 @@ HWND TimerWindow(const Ferrow_Ctx_c& ctx) {
 }  // namespace
 
 void Ferrow_Ctx_c::KillTimer() {
+    timerPeriod = 0;
+    KillServiceTimer();
+}
+
+void Ferrow_Ctx_c::KillServiceTimer() {
     TimerService* service = timerService.exchange(nullptr);
     if (service == nullptr) return;
     service->Kill(TimerWindow(*this), timerId);
@@ -47,11 +51,17 @@ void Ferrow_c::t_init(int useClock, unsigned long periodMs) {
     if (c.timerStarted.exchange(1) != 0) return;
 
     c.tickMs = 0;
-    if (c.instanceIndex == InstanceTable::kNone) return;
-    HWND window = TimerWindow(c);
-    TimerService& service = TimerService::For(window);
     // A zero period still ticks, as fast as the service allows.
     const unsigned period = periodMs == 0 ? 1u : static_cast<unsigned>(std::min(periodMs, 0x7FFFFFFFul));
+    c.timerPeriod = period;
+    // A simulation ticks at this rate itself.
+    if (c.sim.load() != nullptr) return;
+    if (c.instanceIndex == InstanceTable::kNone) {
+        c.timerPeriod = 0;
+        return;
+    }
+    HWND window = TimerWindow(c);
+    TimerService& service = TimerService::For(window);
     uintptr_t id = kFirstTimerId;
     for (unsigned attempt = 0; attempt < kTimerTries; ++attempt, ++id) {
         id = InstanceTable::ReserveTimer(c.instanceIndex, id);
@@ -61,6 +71,7 @@ void Ferrow_c::t_init(int useClock, unsigned long periodMs) {
             return;
         }
     }
+    c.timerPeriod = 0;
     InstanceTable::ReleaseTimer(c.instanceIndex);
     ferrow::platform::MessageReport::Show(L"Ferrow_c::t_init", L"No periodic timer could be set");
 }
@@ -107,7 +118,7 @@ void Ferrow_c::TimerProc(HWND window, unsigned, uintptr_t id, uint32_t) {
 unsigned long Ferrow_c::ReadingI(unsigned divisor, unsigned multiplier) {
     CallFrame frame;
     const Ferrow_Ctx_c& c = *ctx;
-    const uint32_t ms = (c.useClock != 0 && c.overwrite == 0) ? ferrow::platform::ProcessClock::Ms()
+    const uint32_t ms = (c.useClock != 0 && c.overwrite == 0) ? static_cast<uint32_t>(c.NowMs())
                                                               : c.tickMs.load();
     return static_cast<uint32_t>(static_cast<uint64_t>(ms) * multiplier / divisor);
 }

@@ -24,7 +24,7 @@ uint8_t N2KRecord::MultiFrameTransport(unsigned length) {
 }
 
 uint32_t N2KRecord::TimeStampNow() {
-    return static_cast<uint32_t>(platform::ProcessClock::Ms64() / 10);
+    return TimeStampAt(platform::ProcessClock::Ms64());
 }
 
 }  // namespace ferrow::net

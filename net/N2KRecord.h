@@ -17,6 +17,8 @@ public:
     static uint8_t MultiFrameTransport(unsigned length);
     // The process clock in 10 ms units, as messages are stamped.
     static uint32_t TimeStampNow();
+    // The same for a clock reading of `ms` milliseconds.
+    static uint32_t TimeStampAt(uint64_t ms) { return static_cast<uint32_t>(ms / 10); }
 };
 
 }  // namespace ferrow::net

@@ -18,6 +18,7 @@
 #include <ferrow/Ferrow_PWM_c.h>
 #include <ferrow/Ferrow_SPI_c.h>
 #include <ferrow/Ferrow_Serial_c.h>
+#include <ferrow/Ferrow_Sim_c.h>
 #include <ferrow/Ferrow_c.h>
 #include <ferrow/N2KMsg.h>
 #include <ferrow/N2KStatus.h>

@@ -3,6 +3,8 @@
 // after, with no user-space buffer to flush.
 #include "net/links/FrameLog.h"
 
+#include "platform/ProcessClock.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -11,10 +13,23 @@
 
 namespace ferrow::net {
 
+namespace {
+
+FrameLog::WallClock DefaultClock() {
+    if (auto simulated = platform::ProcessClock::Bound()) {
+        return [simulated] {
+            return std::chrono::system_clock::time_point(std::chrono::milliseconds(simulated->Ms64()));
+        };
+    }
+    return [] { return std::chrono::system_clock::now(); };
+}
+
+}  // namespace
+
 FrameLog::FrameLog(std::string path, std::string interfaceName, WallClock clock)
     : path_(std::move(path)),
       format_(std::move(interfaceName)),
-      clock_(clock ? std::move(clock) : WallClock([] { return std::chrono::system_clock::now(); })) {}
+      clock_(clock ? std::move(clock) : DefaultClock()) {}
 
 FrameLog::~FrameLog() { Close(); }
 

@@ -18,7 +18,8 @@ class FrameLog {
 public:
     using WallClock = std::function<std::chrono::system_clock::time_point()>;
 
-    // `clock` is system_clock when empty.
+    // `clock` is system_clock when empty, or, built on a thread that runs a
+    // simulation, its virtual time since the epoch.
     explicit FrameLog(std::string path, std::string interfaceName = "can0",
                       WallClock clock = {});
     ~FrameLog();

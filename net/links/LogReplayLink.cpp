@@ -3,6 +3,8 @@
 // it is down at once.
 #include "net/links/LogReplayLink.h"
 
+#include "platform/ProcessClock.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -29,7 +31,14 @@ LogReplayLink::LogReplayLink(std::string path) : LogReplayLink(std::move(path), 
 
 LogReplayLink::LogReplayLink(std::string path, Options options)
     : path_(std::move(path)), options_(std::move(options)) {
-    if (!options_.clock) options_.clock = [] { return std::chrono::steady_clock::now(); };
+    if (options_.clock) return;
+    if (auto simulated = platform::ProcessClock::Bound()) {
+        options_.clock = [simulated] {
+            return std::chrono::steady_clock::time_point(std::chrono::milliseconds(simulated->Ms64()));
+        };
+    } else {
+        options_.clock = [] { return std::chrono::steady_clock::now(); };
+    }
 }
 
 int LogReplayLink::Open(std::string& error) {

@@ -28,7 +28,8 @@ public:
         // Detect goes by the first line that holds a frame in either format.
         Format format = Format::Detect;
         Pace pace = Pace::Recorded;
-        // steady_clock when empty.
+        // steady_clock when empty, or, built on a thread that runs a
+        // simulation, its virtual time.
         Clock clock;
     };
 

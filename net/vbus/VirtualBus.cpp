@@ -5,8 +5,12 @@
 
 namespace ferrow::net {
 
-bool VirtualBus::Member::Take(N2KMsg& msg) {
+bool VirtualBus::Member::Take(N2KMsg& msg, BusInstant now) {
     std::lock_guard<std::mutex> lock(mutex_);
+    if (sent_.empty()) return false;
+    const BusInstant& oldest = sent_.front();
+    if (oldest.clock != nullptr && oldest.clock == now.clock && oldest.ms > now.ms) return false;
+    sent_.pop_front();
     return queue_.Pop(msg);
 }
 
@@ -15,14 +19,19 @@ uint64_t VirtualBus::Member::Dropped() const {
     return dropped_;
 }
 
-void VirtualBus::Member::Offer(const N2KMsg& msg) {
+void VirtualBus::Member::Offer(const N2KMsg& msg, BusInstant sent) {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (!queue_.Push(msg)) ++dropped_;
+    if (queue_.Push(msg)) {
+        sent_.push_back(sent);
+    } else {
+        ++dropped_;
+    }
 }
 
 void VirtualBus::Member::Clear() {
     std::lock_guard<std::mutex> lock(mutex_);
     queue_.Clear();
+    sent_.clear();
 }
 
 std::shared_ptr<VirtualBus> VirtualBus::Named(const std::string& name) {
@@ -57,10 +66,10 @@ void VirtualBus::Leave(Member& member) {
     member.Clear();
 }
 
-void VirtualBus::Send(const Member& from, const N2KMsg& msg) {
+void VirtualBus::Send(const Member& from, const N2KMsg& msg, BusInstant sent) {
     std::lock_guard<std::mutex> lock(mutex_);
     for (Member* member : members_) {
-        if (member != &from) member->Offer(msg);
+        if (member != &from) member->Offer(msg, sent);
     }
 }
 

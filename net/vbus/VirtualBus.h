@@ -2,7 +2,9 @@
 // same name see each other's messages as nodes on one cable would. Every
 // member receives every other member's messages, never its own, all members
 // in the same order. A receiver that falls behind loses the newest messages
-// once its queue is full; the sender is not told, as on a real bus.
+// once its queue is full; the sender is not told, as on a real bus. Members
+// that keep one simulation's virtual time see a message from the instant it
+// was sent on, never earlier.
 #pragma once
 
 #include "net/RecordQueue.h"
@@ -11,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,11 +21,19 @@
 
 namespace ferrow::net {
 
+// An instant on the virtual clock `clock` (compared, never read), or, with
+// none, in wall time, which holds nothing back.
+struct BusInstant {
+    const void* clock = nullptr;
+    uint64_t ms = 0;
+};
+
 class VirtualBus {
 public:
     // Messages queued per member before new ones are dropped: 7 MB of records
     // at most, some seconds of a busy network.
     static constexpr std::size_t kQueueLimit = 4096;
+
 
     // One place on a bus: the receive queue of the gateway that holds it.
     class Member {
@@ -31,18 +42,21 @@ public:
         Member(const Member&) = delete;
         Member& operator=(const Member&) = delete;
 
-        // False, leaving `msg` untouched, when nothing is queued.
-        bool Take(N2KMsg& msg);
+        // False, leaving `msg` untouched, when nothing is queued, or when the
+        // oldest message was sent on the receiver's virtual clock `now` after
+        // its reading `now.ms`.
+        bool Take(N2KMsg& msg, BusInstant now = {});
         // Messages lost because the queue was full, over the member's life.
         uint64_t Dropped() const;
 
     private:
         friend class VirtualBus;
-        void Offer(const N2KMsg& msg);
+        void Offer(const N2KMsg& msg, BusInstant sent);
         void Clear();
 
-        mutable std::mutex mutex_;  // protects: queue_, dropped_
+        mutable std::mutex mutex_;  // protects: queue_, sent_, dropped_
         RecordQueue queue_{kQueueLimit};
+        std::deque<BusInstant> sent_;  // one per queued message, in step with queue_
         uint64_t dropped_ = 0;
     };
 
@@ -55,7 +69,7 @@ public:
     // Nothing more reaches the member, and what was queued for it is dropped.
     void Leave(Member& member);
     // Queues a copy of `msg` for every member but `from`.
-    void Send(const Member& from, const N2KMsg& msg);
+    void Send(const Member& from, const N2KMsg& msg, BusInstant sent = {});
 
 private:
     // Held through a whole delivery, so that all members see the senders'

@@ -8,7 +8,7 @@
 namespace ferrow::net {
 
 VirtualBusTransport::VirtualBusTransport(std::string busName, std::unique_ptr<FrameLog> log)
-    : busName_(std::move(busName)), log_(std::move(log)) {}
+    : busName_(std::move(busName)), clock_(platform::ProcessClock::Bound()), log_(std::move(log)) {}
 
 // The bus keeps a pointer to the member until it leaves.
 VirtualBusTransport::~VirtualBusTransport() { Close(); }
@@ -30,15 +30,20 @@ void VirtualBusTransport::Close() {
 }
 
 N2KStatus VirtualBusTransport::Send(const N2KMsg& msg) {
-    bus_->Send(member_, msg);
+    bus_->Send(member_, msg, Now());
     log_.Record(msg, LineFormat::Direction::Transmitted);
     return N2K_OK;
 }
 
 N2KStatus VirtualBusTransport::Fetch(N2KMsg& msg) {
-    if (!member_.Take(msg)) return N2K_NO_MESSAGE;
+    if (!member_.Take(msg, Now())) return N2K_NO_MESSAGE;
     log_.Record(msg, LineFormat::Direction::Received);
     return N2K_OK;
+}
+
+BusInstant VirtualBusTransport::Now() const {
+    if (!clock_) return {};
+    return {clock_.get(), clock_->Ms64()};
 }
 
 uint64_t VirtualBusTransport::Dropped() const { return member_.Dropped(); }

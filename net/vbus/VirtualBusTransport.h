@@ -1,12 +1,14 @@
 // The gateway's transport onto a virtual bus in the process, the bus named
 // by the gateway's port name. With a log, every message sent and received is
-// recorded as the CAN frames that would carry it.
+// recorded as the CAN frames that would carry it. Built on a thread that
+// runs a simulation, it keeps that simulation's virtual time.
 #pragma once
 
 #include "net/links/FrameLog.h"
 #include "net/GatewayTransport.h"
 #include "net/links/MessageFrameLog.h"
 #include "net/vbus/VirtualBus.h"
+#include "platform/ProcessClock.h"
 
 #include <memory>
 #include <string>
@@ -25,7 +27,10 @@ public:
     uint64_t Dropped() const override;
 
 private:
+    BusInstant Now() const;
+
     std::string busName_;
+    const std::shared_ptr<platform::VirtualClock> clock_;  // null: wall time
     std::shared_ptr<VirtualBus> bus_;  // null while closed
     VirtualBus::Member member_;
     MessageFrameLog log_;
