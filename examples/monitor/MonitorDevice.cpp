@@ -125,6 +125,7 @@ Ferrow_c* MonitorDevice::Create(const MonitorOptions& options) {
 
 MonitorDevice::MonitorDevice(const MonitorOptions& options)
     : pace_(options.pace > 0 ? options.pace : 0),
+      simulation_(options.simulation),
       emu_(Create(options)),
       settings_(*emu_->eeprom),
       console_(*emu_->serial),
@@ -161,6 +162,7 @@ MonitorDevice::~MonitorDevice() {
 
 int MonitorDevice::Start(int argc, char** argv) {
     TakeArguments(argc, argv);
+    if (simulation_ != nullptr) return simulation_->Add(emu_);
     // Without a loop pace the emulator has no firmware functions to call.
     if (pace_ == 0) Main();
     return emu_->Start(argc, argv);

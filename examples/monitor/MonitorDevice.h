@@ -3,7 +3,8 @@
 // temperature, the battery voltage and the engine speed, answers requests
 // and group functions, and keeps its settings in EEPROM. Every timing comes
 // from the emulator's time base and periodic interrupt, so time advanced by
-// hand drives it completely. Any number of devices may live in one process.
+// hand drives it completely. Any number of devices may live in one process,
+// on their own threads or in one simulation's virtual time.
 #pragma once
 
 #include "AddressClaim.h"
@@ -21,6 +22,7 @@
 #include <string>
 
 class Ferrow_c;
+class Ferrow_Sim_c;
 struct N2KMsg;
 
 struct MonitorOptions {
@@ -28,6 +30,9 @@ struct MonitorOptions {
     const char* eepromFile = nullptr;  // null: "Ferrow.hex" in the current directory
     const char* configFile = nullptr;  // null: "Ferrow.cfg"
     int pace = 5;                      // loop pace in ms; 0: no worker loop, the caller runs Loop()
+    // Given, Start joins the device to this simulation, whose Start then
+    // starts it; the pace must then be above 0.
+    Ferrow_Sim_c* simulation = nullptr;
 };
 
 class MonitorDevice {
@@ -43,6 +48,7 @@ public:
     // Runs the firmware's main, connects and claims an address. Of the
     // arguments it takes `--unique N` (or `--unique=N`): the NAME's unique
     // number, 1 to 2097151, stored as from the console; it ignores the rest.
+    // In a simulation: 0 when it joined, -1 when the simulation refused it.
     int Start(int argc, char** argv);
     int Stop();
     // One pass of the firmware's main loop.
@@ -91,6 +97,7 @@ private:
     uint8_t NextSid();
 
     const int pace_;
+    Ferrow_Sim_c* const simulation_;
     Ferrow_c* const emu_;
     // The firmware's main context: main, application init and loop take it;
     // the interrupt never does.
