@@ -5,7 +5,6 @@
 // documents them.
 #include "tests/examples/monitor/MonitorRig.h"
 #include "tests/support/CanboatPeer.h"
-#include "tests/support/FreeLoopbackPort.h"
 
 namespace monitor_test {
 namespace {
@@ -13,19 +12,16 @@ namespace {
 using ferrow::test::Decoded;
 using ferrow::test::DecodeLog;
 using ferrow::test::ExpectFields;
-using ferrow::test::FreeLoopbackPort;
 
 TEST(MonitorPeer, CanboatjsDecodesWhatItSends) {
     REQUIRE_PEER();
     TempDir peerDir;
     const std::string log = peerDir.File("frames.log");
-    MonitorRig rig("tcp-listen:" + std::to_string(FreeLoopbackPort()), log);
+    MonitorRig rig(1, log);
     const std::string unique = std::to_string(kUnique);
-    rig.Boot();
-    rig.Calm();
-    rig.Step(2600);
-    ASSERT_EQ(rig.Emu()->n2kGen->PutISORequest(kProductInfoPgn, kTool, kDefaultAddress, 0), 1);
-    rig.Step(50);
+    rig.Start(2600);
+    ASSERT_EQ(rig[0].Emu()->n2kGen->PutISORequest(kProductInfoPgn, kTool, kDefaultAddress, 0), 1);
+    rig.Run(50);
     rig.Shutdown();
 
     std::vector<Decoded> decoded;

@@ -1,7 +1,8 @@
-// One demo device on a network of its own, driven as its developer drives it:
-// its files in a fresh directory, manual time in 10 ms interrupts, the bench
-// around it, its serial console read line by line and, on a virtual bus, a
-// plain emulator as a second node that hears (with the time) what it sends.
+// Demo devices on a network of their own, in virtual time: each with its
+// files in a fresh directory, its bench and its serial console read line by
+// line, all in one simulation; on the virtual bus a plain emulator is the
+// tool that hears (at the instant they were sent) the messages and sends
+// its own.
 #pragma once
 
 #include "Bench.h"
@@ -31,6 +32,7 @@ using ferrow::test::TempDir;
 using ferrow::test::TestEmulator;
 using Match = std::function<bool(const N2KMsg&)>;
 
+constexpr int kPace = 5;  // the demo's loop pace, ms
 constexpr uint8_t kGlobal = 255;
 constexpr uint8_t kDefaultAddress = 35;
 constexpr uint8_t kCannotClaim = 254;
@@ -103,63 +105,38 @@ inline uint32_t UniqueIn(const std::vector<uint8_t>& record) {
 
 struct Heard {
     N2KMsg msg;
-    unsigned long ms;  // the device's time when it went out
+    unsigned long ms;  // the virtual instant it went out
 };
 
-class MonitorRig {
+// One demo device: its files, its command line, and while booted the device,
+// its bench and what its console printed.
+class Unit {
 public:
-    // `network`: empty for a virtual bus of its own; `bus` shares one.
-    explicit MonitorRig(const std::string& network = "", const std::string& logFile = "")
-        : network_(network.empty() ? UniqueBus() : network) {
+    Unit(const std::string& network, const std::string& logFile)
+        : eeprom_(dir.File("Ferrow.hex")), config_(dir.File("Ferrow.cfg")) {
         std::string text =
-            "GW_PORT_NAME=\"" + network_ + "\"\nEEPROM_NAME=\"" + Eeprom() + "\"\nAUTO_CONN=1\n";
+            "GW_PORT_NAME=\"" + network + "\"\nEEPROM_NAME=\"" + eeprom_ + "\"\nAUTO_CONN=1\n";
         if (!logFile.empty()) text += "GW_LOG_FILE=\"" + logFile + "\"\n";
-        TempDir::Write(dir.File("Ferrow.cfg"), text);
-        if (network_.rfind("vbus", 0) == 0) {
-            node_ = TestEmulator::OnBus(network_);
-            EXPECT_EQ((*node_)->Connect(), 0);
-        }
+        TempDir::Write(config_, text);
     }
-    ~MonitorRig() { Shutdown(); }
 
-    static std::string UniqueBus() {
-        static std::atomic<unsigned> counter{0};
-        return "vbus:monitor_" + std::to_string(::getpid()) + "_" + std::to_string(counter++);
-    }
-    const std::string& Network() const { return network_; }
-    std::string Eeprom() const { return dir.File("Ferrow.hex"); }
-
-    // Builds and starts a device on the rig's files; `prepare` runs before Start.
-    void Boot(int pace = 0, bool manualTime = true,
-              const std::function<void(Ferrow_c&)>& prepare = {}) {
+    // Builds the device and starts it: in `sim`, which then starts it, or
+    // without one on threads of its own.
+    void Build(Ferrow_Sim_c* sim, const std::function<void(Unit&)>& prepare) {
+        console.clear();
         MonitorOptions options;
-        eepromName_ = Eeprom();
-        configName_ = dir.File("Ferrow.cfg");
-        options.eepromFile = eepromName_.c_str();
-        options.configFile = configName_.c_str();
-        options.pace = pace;
+        options.eepromFile = eeprom_.c_str();
+        options.configFile = config_.c_str();
+        options.pace = kPace;
+        options.simulation = sim;
         device = std::make_unique<MonitorDevice>(options);
-        if (manualTime) Emu()->t_set_overwrite(1);
-        if (prepare) prepare(*Emu());
+        if (prepare) prepare(*this);
         std::vector<std::string> words = {"ferrow_monitor_tests"};
         words.insert(words.end(), args.begin(), args.end());
         std::vector<char*> argv;
         for (std::string& word : words) argv.push_back(word.data());
         argv.push_back(nullptr);
         EXPECT_EQ(device->Start(int(words.size()), argv.data()), 0);
-        bench = std::make_unique<Bench>(*device);
-        now_ = 0;
-        Collect();
-    }
-    // Boots in manual time on calm readings and runs `ms`.
-    void Start(unsigned long ms = 0, const std::function<void(Ferrow_c&)>& prepare = {}) {
-        Boot(0, true, prepare);
-        Calm();
-        Step(ms);
-    }
-    void Shutdown() {
-        bench.reset();
-        device.reset();
     }
     Ferrow_c* Emu() const { return device->Emulator(); }
 
@@ -180,53 +157,10 @@ public:
         EXPECT_EQ(Emu()->pwm->GetDuty(monitor::kPinBacklight, &duty), 0);
         return duty;
     }
-
-    void Step(unsigned long ms) {
-        for (unsigned long t = 0; t < ms; t += 10) {
-            Emu()->t_interrupt_exec(10);
-            now_ += 10;
-            device->Loop();
-            bench->Step();
-            Collect();
-        }
-    }
-    unsigned long Now() const { return now_; }
-
-    // Steps until a message of `pgn` arrives; none after `limit` ms.
-    std::optional<Heard> Next(uint32_t pgn, unsigned long limit = 2000) {
-        for (unsigned long t = 0; t < limit; t += 10) {
-            const std::size_t from = heard.size();
-            Step(10);
-            for (std::size_t i = from; i < heard.size(); ++i) {
-                if (heard[i].msg.pgn == pgn) return heard[i];
-            }
-        }
-        return std::nullopt;
-    }
-
-    // The messages of `pgn` sent in the `ms` after `act`.
-    std::vector<Heard> Answers(uint32_t pgn, const std::function<void()>& act,
-                               unsigned long ms = 30) {
-        const unsigned long from = now_ + 10;
-        act();
-        Step(ms);
-        return Of(pgn, from);
-    }
-
-    // What the node heard and the console printed since the last call.
-    void Collect() {
-        if (node_) {
-            N2KMsg msg{};
-            while ((*node_)->GetMsg(&msg) == N2K_OK) heard.push_back({msg, now_});
-        }
-        if (device) {
-            char line[512];
-            while (Emu()->serial->GetTXDataLine(line, sizeof line) > 0) {
-                std::string text(line);
-                text.erase(text.find_last_not_of("\r\n") + 1);  // npos + 1: all of it
-                if (!text.empty()) console.push_back(text);
-            }
-        }
+    int Led() const {
+        int led = -1;
+        EXPECT_EQ(Emu()->gpio->GetValPin(monitor::kPinLed, &led), 0);
+        return led;
     }
 
     void Type(const std::string& text) {
@@ -234,8 +168,137 @@ public:
                                        static_cast<int>(text.size())),
                   static_cast<int>(text.size()));
     }
+    void CollectConsole() {
+        char line[512];
+        while (device && Emu()->serial->GetTXDataLine(line, sizeof line) > 0) {
+            std::string text(line);
+            text.erase(text.find_last_not_of("\r\n") + 1);  // npos + 1: all of it
+            if (!text.empty()) console.push_back(text);
+        }
+    }
     bool Printed(const std::string& line) const {
         return std::find(console.begin(), console.end(), line) != console.end();
+    }
+
+    // The settings record (the EEPROM's first ten bytes), written first when `image` is given,
+    // seen through an EEPROM object of its own.
+    std::vector<uint8_t> Record(std::vector<uint8_t> image = {}) const {
+        const std::string config = dir.File("eeprom-tool.cfg");
+        TempDir::Write(config, "EEPROM_NAME=\"" + eeprom_ + "\"\nAUTO_CONN=0\n");
+        Ferrow_c emu(nullptr, nullptr, eeprom_.c_str(), config.c_str(), 0);
+        Ferrow_EEPROM_c eeprom(&emu, 0, 256, 1);
+        if (!image.empty()) eeprom.WN(0, image.data(), static_cast<unsigned short>(image.size()));
+        image.resize(10);
+        eeprom.RN(0, image.data(), 10);
+        return image;
+    }
+
+    TempDir dir;
+    // The command line after the program's name at the next boot.
+    std::vector<std::string> args = {"--unique", std::to_string(kUnique)};
+    std::unique_ptr<MonitorDevice> device;
+    std::unique_ptr<Bench> bench;
+    std::vector<std::string> console;
+
+private:
+    const std::string eeprom_;
+    const std::string config_;
+};
+
+class MonitorRig {
+public:
+    // `devices` units on a virtual bus of their own; with `logFile` the first
+    // records its traffic there.
+    explicit MonitorRig(std::size_t devices = 1, const std::string& logFile = "")
+        : network_("vbus:monitor_" + std::to_string(::getpid()) + "_" + std::to_string(buses_++)),
+          node_(TestEmulator::OnBus(network_)) {
+        EXPECT_EQ((*node_)->Connect(), 0);
+        for (std::size_t i = 0; i < devices; ++i) {
+            units_.push_back(std::make_unique<Unit>(network_, i == 0 ? logFile : ""));
+        }
+    }
+    ~MonitorRig() { Shutdown(); }
+
+    Unit& operator[](std::size_t i) { return *units_[i]; }
+    std::size_t Size() const { return units_.size(); }
+
+    // Every unit in a new simulation at virtual time 0, the benches stepped
+    // after every instant; `prepare` runs on each before Start.
+    void Boot(const std::function<void(Unit&)>& prepare = {}) {
+        Shutdown();
+        heard.clear();
+        sim_ = std::make_unique<Ferrow_Sim_c>();
+        for (auto& unit : units_) unit->Build(sim_.get(), prepare);
+        sim_->SetStepFunction(&StepEntry, this);
+        EXPECT_EQ(sim_->Start(0, nullptr), 0);
+        for (auto& unit : units_) unit->bench = std::make_unique<Bench>(*unit->device);
+        Collect();
+    }
+    // Boots on calm readings and runs `ms`.
+    void Start(unsigned long ms = 0, const std::function<void(Unit&)>& prepare = {}) {
+        Boot(prepare);
+        for (auto& unit : units_) unit->Calm();
+        Run(ms);
+    }
+    // Every unit in real time, on its emulator's worker and timer; the caller
+    // steps the benches.
+    void BootOnThreads() {
+        Shutdown();
+        for (auto& unit : units_) {
+            unit->Build(nullptr, {});
+            unit->bench = std::make_unique<Bench>(*unit->device);
+        }
+    }
+    void Shutdown() {
+        for (auto& unit : units_) unit->bench.reset();
+        sim_.reset();
+        for (auto& unit : units_) unit->device.reset();
+    }
+
+    void Run(unsigned long ms) {
+        EXPECT_EQ(sim_->Run(ms), 0);
+        Collect();
+    }
+    // Runs until `done`, checked after every instant; false when it still
+    // fails `limit` ms on.
+    bool RunUntil(std::function<bool()> done, unsigned long limit) {
+        const auto check = [](void* arg) {
+            return (*static_cast<std::function<bool()>*>(arg))() ? 1 : 0;
+        };
+        const bool held = sim_->RunUntil(check, &done, limit) == 0;
+        Collect();
+        return held;
+    }
+    unsigned long Now() const { return sim_ ? sim_->Now() : 0; }
+
+    // Runs until a message of `pgn` arrives; none after `limit` ms.
+    std::optional<Heard> Next(uint32_t pgn, unsigned long limit = 2000) {
+        std::size_t from = heard.size();
+        std::optional<Heard> found;
+        RunUntil(
+            [&] {
+                for (; !found && from < heard.size(); ++from) {
+                    if (heard[from].msg.pgn == pgn) found = heard[from];
+                }
+                return found.has_value();
+            },
+            limit);
+        return found;
+    }
+
+    // The messages of `pgn` sent in the `ms` after `act`.
+    std::vector<Heard> Answers(uint32_t pgn, const std::function<void()>& act,
+                               unsigned long ms = 30) {
+        const unsigned long from = Now() + 1;
+        act();
+        Run(ms);
+        return Of(pgn, from);
+    }
+
+    // What the tool heard and the consoles printed since the last call.
+    void Collect() {
+        Hear(Now());
+        for (auto& unit : units_) unit->CollectConsole();
     }
 
     void Send(N2KMsg msg) { EXPECT_EQ((*node_)->PutMsg(&msg), N2K_OK); }
@@ -255,33 +318,35 @@ public:
         return found.empty() ? N2KMsg{} : found.back().msg;
     }
 
-    // The settings record (the EEPROM's first ten bytes), written first when `image` is given,
-    // seen through an EEPROM object of its own.
-    std::vector<uint8_t> Record(std::vector<uint8_t> image = {}) const {
-        const std::string config = dir.File("eeprom-tool.cfg");
-        TempDir::Write(config, "EEPROM_NAME=\"" + Eeprom() + "\"\nAUTO_CONN=0\n");
-        Ferrow_c emu(nullptr, nullptr, Eeprom().c_str(), config.c_str(), 0);
-        Ferrow_EEPROM_c eeprom(&emu, 0, 256, 1);
-        if (!image.empty()) eeprom.WN(0, image.data(), static_cast<unsigned short>(image.size()));
-        image.resize(10);
-        eeprom.RN(0, image.data(), 10);
-        return image;
-    }
-
-    TempDir dir;
-    // The command line after the program's name at the next Boot.
-    std::vector<std::string> args = {"--unique", std::to_string(kUnique)};
-    std::unique_ptr<MonitorDevice> device;
-    std::unique_ptr<Bench> bench;
     std::vector<Heard> heard;
-    std::vector<std::string> console;
+    // Given, takes every message heard in place of `heard`.
+    std::function<void(const Heard&)> hear;
 
 private:
+    static void StepEntry(void* rig, unsigned long nowMs) {
+        static_cast<MonitorRig*>(rig)->Step(nowMs);
+    }
+    void Step(unsigned long nowMs) {
+        for (auto& unit : units_) unit->bench->Step();
+        Hear(nowMs);
+    }
+    void Hear(unsigned long nowMs) {
+        Heard h{};
+        while ((*node_)->GetMsg(&h.msg) == N2K_OK) {
+            h.ms = nowMs;
+            if (hear) {
+                hear(h);
+            } else {
+                heard.push_back(h);
+            }
+        }
+    }
+
+    static inline std::atomic<unsigned> buses_{0};
     std::string network_;
-    std::string eepromName_;
-    std::string configName_;
     std::unique_ptr<TestEmulator> node_;
-    unsigned long now_ = 0;
+    std::vector<std::unique_ptr<Unit>> units_;
+    std::unique_ptr<Ferrow_Sim_c> sim_;
 };
 
 // A 130316 from that temperature source.

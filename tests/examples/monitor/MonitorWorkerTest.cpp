@@ -19,19 +19,20 @@ constexpr auto kPatience = 30s;
 
 TEST(MonitorWorker, RunsOnItsThreadsWhileOperatorAndNetworkPushIn) {
     MonitorRig rig;
-    rig.Boot(5, false);
-    rig.Calm();
+    Unit& d = rig[0];
+    rig.BootOnThreads();
+    d.Calm();
     std::atomic<bool> done{false};
     std::thread bench([&] {
         while (!done) {
-            rig.bench->Step();
+            d.bench->Step();
             std::this_thread::sleep_for(10ms);
         }
     });
     // The console's one writer, as the serial panel is.
     std::thread typist([&] {
         for (int i = 0; i < 200 && !done; ++i) {
-            rig.Type(i == 100 ? "instance 7\r" : i % 2 ? "status\r" : "help\r");
+            d.Type(i == 100 ? "instance 7\r" : i % 2 ? "status\r" : "help\r");
             std::this_thread::sleep_for(2ms);
         }
     });
@@ -44,28 +45,28 @@ TEST(MonitorWorker, RunsOnItsThreadsWhileOperatorAndNetworkPushIn) {
     };
 
     EXPECT_TRUE(Eventually([&] { return sent(kClaimPgn) && sent(kTemperaturePgn); }, kPatience));
-    EXPECT_TRUE(Eventually([&] { return rig.device->Instance() == 7; }, kPatience));
+    EXPECT_TRUE(Eventually([&] { return d.device->Instance() == 7; }, kPatience));
 
     const uint8_t eleven = 11;
-    Ferrow_N2K_Gen_c* gen = rig.Emu()->n2kGen;
+    Ferrow_N2K_Gen_c* gen = d.Emu()->n2kGen;
     ASSERT_EQ(gen->PutN2KCmd(kTemperaturePgn, 2, &eleven, 1, kTool, kDefaultAddress, 0), 1);
     ASSERT_EQ(gen->PutISORequest(kProductInfoPgn, kTool, kDefaultAddress, 0), 1);
-    EXPECT_TRUE(Eventually([&] { return rig.device->Instance() == 11; }, kPatience));
+    EXPECT_TRUE(Eventually([&] { return d.device->Instance() == 11; }, kPatience));
     EXPECT_TRUE(Eventually(
         [&] {
             return sent(kTemperaturePgn, 11) && sent(kProductInfoPgn) && sent(kGroupFunctionPgn);
         },
         kPatience));
 
-    rig.Emu()->gpio->SetValPin(monitor::kPinButton, 1);
-    EXPECT_TRUE(Eventually([&] { return rig.Backlight() == 50000; }, kPatience));
-    rig.Emu()->gpio->SetValPin(monitor::kPinButton, 0);
+    d.Emu()->gpio->SetValPin(monitor::kPinButton, 1);
+    EXPECT_TRUE(Eventually([&] { return d.Backlight() == 50000; }, kPatience));
+    d.Emu()->gpio->SetValPin(monitor::kPinButton, 0);
 
     EXPECT_TRUE(Eventually(
         [&] {
             rig.Collect();
-            return rig.Printed("instance 7 saved") && rig.Printed("address 35") &&
-                   rig.Printed("backlight 50 %");
+            return d.Printed("instance 7 saved") && d.Printed("address 35") &&
+                   d.Printed("backlight 50 %");
         },
         kPatience));
     done = true;
