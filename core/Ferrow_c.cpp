@@ -101,9 +101,17 @@ void Ferrow_c::CreateI(CWnd* parent, void* gatewayArg, const char* eepromFileNam
 Ferrow_c::~Ferrow_c() {
     CallFrame frame;
     // The worker and the timer may be inside firmware code that calls this
-    // object: both end before anything is freed.
-    StopWorkerI();
+    // object: both end before anything is freed. The timer goes first, and no
+    // new one can be set: the interrupt may be what destroys this object, and
+    // then the loop must find no timer to wait for.
+    ctx->running = 0;
     ctx->timerStarted = 1;
+    ctx->KillTimer();
+    // Destroyed by its own loop, the worker cannot wait for itself: it keeps
+    // the context until that loop call returns, then frees it and ends.
+    const bool fromOwnLoop = ctx->threadMgr.IsWorker();
+    if (!fromOwnLoop) StopWorkerI();
+    // One that the loop's last call set while the timer went.
     ctx->KillTimer();
     InstanceTable::Clear(ctx->instanceIndex);
     {
@@ -115,7 +123,11 @@ Ferrow_c::~Ferrow_c() {
     delete gateway;
     gateway = nullptr;
     config = nullptr;
-    delete ctx;
+    if (fromOwnLoop) {
+        ctx->threadMgr.EndDetached([](void* c) { delete static_cast<Ferrow_Ctx_c*>(c); }, ctx);
+    } else {
+        delete ctx;
+    }
     ctx = nullptr;
 }
 

@@ -7,6 +7,7 @@
 #include "core/EmulatorConfig.h"
 #include "core/Ferrow_Ctx_c.h"
 #include "platform/CallFrame.h"
+#include "platform/MessageReport.h"
 #include "platform/ScopeLock.h"
 #include "net/Brovik_c.h"
 
@@ -135,6 +136,8 @@ void Ferrow_c::process(void* obj) {
             ~BusyFlag() { busy = 0; }
         } busy(c.busy);
         const int calls = c.cycleCalls;
+        // A loop call may destroy the emulator: from then on only the
+        // context, which outlives that call, is used.
         for (int i = 0; i < calls && c.running != 0; ++i) {
             if (auto loopObj = c.loopFnObj.load()) {
                 loopObj(self);
@@ -214,9 +217,18 @@ int Ferrow_c::Stop() {
     return ended ? 0 : -1;
 }
 
+// The caller frees what the loop may still be using, so the wait has no end;
+// past Stop's own limit it says why the caller hangs.
 void Ferrow_c::StopWorkerI() {
     ctx->running = 0;
-    ctx->threadMgr.Shutdown();
+    ferrow::core::QL_ThreadMgr_c& worker = ctx->threadMgr;
+    worker.RequestStop();
+    if (!worker.WaitEnded(kStopAttempts * kStopStepsPerAttempt * kStopStep)) {
+        ferrow::platform::MessageReport::Show(
+            L"Ferrow_c", L"The firmware's loop function has not returned 5 s after the stop; "
+                         L"the emulator waits for it before it is destroyed");
+    }
+    worker.Shutdown();
 }
 
 namespace {

@@ -13,6 +13,8 @@ namespace {
 constexpr auto kPoll = std::chrono::milliseconds(20);
 const char kCausePrefix[] = "QL_ThreadMgr_c::MainThread - Cause: ";
 
+std::atomic<int> g_liveWorkers{0};
+
 }  // namespace
 
 QL_ThreadMgr_c::QL_ThreadMgr_c() = default;
@@ -60,8 +62,13 @@ int QL_ThreadMgr_c::Start(int /*priority*/) {
         parked_ = false;
         exitCode_ = kStillActive;
         state_ = kRunning;
-        thread_ = std::thread([this] { Body(); });
+        ++g_liveWorkers;
+        thread_ = std::thread([this] {
+            Body();
+            Finish();
+        });
     } catch (const std::system_error& e) {
+        --g_liveWorkers;
         exitCode_ = 0;
         state_ = kIdle;
         return ErrorReport(L"QL_ThreadMgr_c::Start", static_cast<unsigned>(e.code().value()));
@@ -72,9 +79,41 @@ int QL_ThreadMgr_c::Start(int /*priority*/) {
 void QL_ThreadMgr_c::RequestStop() {
     {
         std::lock_guard<std::mutex> guard(mutex_);
+        if (state_.load() != kStopState) stopAskedAt_ = std::chrono::steady_clock::now();
         state_ = kStopState;
     }
     wake_.notify_all();
+}
+
+bool QL_ThreadMgr_c::WaitEnded(std::chrono::milliseconds grace) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return wake_.wait_until(lock, stopAskedAt_ + grace, [this] { return !IsActive(); });
+}
+
+bool QL_ThreadMgr_c::IsWorker() {
+    std::lock_guard<std::mutex> guard(mutex_);
+    return thread_.get_id() == std::this_thread::get_id();
+}
+
+bool QL_ThreadMgr_c::EndDetached(void (*release)(void*), void* arg) {
+    {
+        std::lock_guard<std::mutex> guard(mutex_);
+        if (thread_.get_id() != std::this_thread::get_id()) return false;
+        thread_.detach();
+    }
+    release_ = release;
+    releaseArg_ = arg;
+    RequestStop();
+    return true;
+}
+
+int QL_ThreadMgr_c::LiveWorkers() { return g_liveWorkers.load(); }
+
+// The worker's last steps, without the lock: a controller may hold it while
+// it joins. After release nothing of this manager is touched.
+void QL_ThreadMgr_c::Finish() {
+    if (release_ != nullptr) release_(releaseArg_);
+    --g_liveWorkers;
 }
 
 void QL_ThreadMgr_c::JoinEnded() {

@@ -6,6 +6,7 @@
 #include <ferrow/Exception.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -57,8 +58,23 @@ public:
     int ExitCode() const { return exitCode_.load(); }
     bool IsActive() const { return ExitCode() == kStillActive; }
 
+    // Asks the worker to end after its current call.
+    void RequestStop();
+    // Waits until the worker has ended, or until `grace` has passed since the
+    // stop was first asked for; true when no worker runs.
+    bool WaitEnded(std::chrono::milliseconds grace);
     // Requests the stop and waits, however long, for the worker to end.
     void Shutdown();
+
+    // True on the worker thread itself.
+    bool IsWorker();
+    // From the worker's own function: nobody joins the worker, which ends
+    // after that call returns and, as its very last act, when nothing of
+    // this manager is in use any more, runs release(arg) (which may free the
+    // manager). False, and nothing done, on any other thread.
+    bool EndDetached(void (*release)(void*), void* arg);
+    // Worker threads of every manager that have not finished.
+    static int LiveWorkers();
 
     // The worker's pause between calls: returns early when a stop is requested.
     void Sleep(unsigned ms);
@@ -73,7 +89,7 @@ private:
     void Body();
     void CallOnce();
     void EndWorker(int exitCode);
-    void RequestStop();
+    void Finish();
     void JoinEnded();
 
     std::atomic<int> registered_{0};
@@ -85,10 +101,14 @@ private:
     std::atomic<int> exitCode_{0};
     std::atomic<bool> parked_{false};
 
-    std::mutex mutex_;  // protects: thread_, exception_; pairs with wake_
+    std::mutex mutex_;  // protects: thread_, exception_, stopAskedAt_; pairs with wake_
     std::condition_variable wake_;
     std::thread thread_;
     std::optional<utility::Exception> exception_;
+    std::chrono::steady_clock::time_point stopAskedAt_;
+    // Worker thread only: set by EndDetached, run by Finish.
+    void (*release_)(void*) = nullptr;
+    void* releaseArg_ = nullptr;
 };
 
 }  // namespace ferrow::core

@@ -1,4 +1,5 @@
 #include "core/Ferrow_Ctx_c.h"
+#include "tests/support/CapturedMessages.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TestEmulator.h"
 
@@ -11,6 +12,8 @@
 #include <chrono>
 #include <thread>
 
+using ferrow::core::QL_ThreadMgr_c;
+using ferrow::test::CapturedMessages;
 using ferrow::test::Eventually;
 using ferrow::test::TestEmulator;
 using namespace std::chrono_literals;
@@ -23,7 +26,7 @@ struct Seen {
     std::atomic<int> mainPlain{0}, mainObj{0}, loopPlain{0}, loopObj{0};
     std::atomic<int> appInit{0}, appInitResult{0};
     std::atomic<void*> loopObjArg{nullptr};
-    std::atomic<bool> blockLoop{false}, loopBlocked{false};
+    std::atomic<bool> blockLoop{false}, loopBlocked{false}, loopLeft{false};
     std::atomic<bool> clearRunningAfterTwo{false};
     std::atomic<bool> throwFromLoop{false};
     std::atomic<int> argcSeen{-1};
@@ -52,6 +55,7 @@ void LoopObj(void* obj) {
         g_seen->loopBlocked = true;
         std::this_thread::sleep_for(1ms);
     }
+    g_seen->loopLeft = g_seen->loopBlocked.load();
 }
 int AppInit() {
     ++g_seen->appInit;
@@ -187,7 +191,7 @@ TEST_F(FirmwareHosting, SecondStartIsRefusedAndStartAfterStopRunsMainAgain) {
 
 TEST_F(FirmwareHosting, StopOfANeverStartedEmulatorSucceeds) { EXPECT_EQ(emu->Stop(), 0); }
 
-TEST_F(FirmwareHosting, StopGivesUpAfterAboutFiveSecondsOnABlockedLoopAndTheWorkerEndsLater) {
+TEST_F(FirmwareHosting, StopGivesUpOnABlockedLoopAfterAboutFiveSecondsAndDestroyingSaysWhyItWaits) {
     emu->SetAutoConnect(0);
     emu->SetDeviceFunction(MainObj, LoopObj, 20);
     seen.blockLoop = true;
@@ -200,9 +204,20 @@ TEST_F(FirmwareHosting, StopGivesUpAfterAboutFiveSecondsOnABlockedLoopAndTheWork
     EXPECT_EQ(emu->ctx->running, 0);
     EXPECT_EQ(emu->Start(), -1) << "the old worker is still inside the loop";
 
+    // Destroying it waits for that loop call too, however long, since the
+    // loop may be using the object; the stop was asked for 5 s ago, so it
+    // says at once why it waits.
+    CapturedMessages messages;
+    bool loopLeftFirst = false;
+    std::thread destroyer([&] {
+        emu.emu.reset();
+        loopLeftFirst = seen.loopLeft;
+    });
+    ASSERT_TRUE(Eventually([&] { return messages.Shown().size() == 1; }));
+    EXPECT_NE(messages.Shown()[0].find(L"loop function has not returned"), std::wstring::npos);
     seen.blockLoop = false;
-    ASSERT_TRUE(Eventually([&] { return !emu->ctx->threadMgr.IsActive(); }));
-    EXPECT_EQ(emu->ctx->threadMgr.ExitCode(), 9);
+    destroyer.join();
+    EXPECT_TRUE(loopLeftFirst);
 }
 
 TEST_F(FirmwareHosting, ALoopThatThrowsEndsTheWorkerWithoutEndingTheProcess) {
@@ -230,6 +245,47 @@ TEST_F(FirmwareHosting, DestroyingARunningEmulatorStopsItsWorkerFirst) {
         const int after = seen.loopObj;
         std::this_thread::sleep_for(30ms);
         EXPECT_EQ(seen.loopObj, after);
+    }
+}
+
+namespace {
+
+// Firmware that destroys its own emulator once the test arms it.
+std::atomic<bool> g_armed{false}, g_destroying{false}, g_destroyed{false};
+std::atomic<int> g_callsAfterDestroyed{0};
+void DestroyOwnEmulator(void* obj) {
+    if (!g_armed) return;
+    if (g_destroying.exchange(true)) {
+        ++g_callsAfterDestroyed;
+        return;
+    }
+    delete static_cast<Ferrow_c*>(obj);
+    g_destroyed = true;
+}
+
+}  // namespace
+
+TEST_F(FirmwareHosting, DestroyingTheEmulatorFromItsOwnLoopOrInterruptEndsItAndNotTheProcess) {
+    for (bool fromLoop : {true, false}) {
+        SCOPED_TRACE(fromLoop ? "loop" : "interrupt");
+        g_armed = false;
+        g_destroying = false;
+        g_destroyed = false;
+        g_callsAfterDestroyed = 0;
+        TestEmulator owner;
+        Ferrow_c* doomed = owner.emu.release();
+        doomed->SetAutoConnect(0);
+        doomed->SetDeviceFunction(MainObjOnly, fromLoop ? DestroyOwnEmulator : LoopObj, 1);
+        doomed->t_init(0, 2);
+        if (!fromLoop) doomed->t_interrupt_set(DestroyOwnEmulator);
+        const int workers = QL_ThreadMgr_c::LiveWorkers();
+        ASSERT_EQ(doomed->Start(), 0);
+        g_armed = true;
+        ASSERT_TRUE(Eventually([] { return g_destroyed.load(); }));
+        // The worker ends once the call that destroyed the emulator returns,
+        // and frees what it kept.
+        ASSERT_TRUE(Eventually([&] { return QL_ThreadMgr_c::LiveWorkers() <= workers; }));
+        EXPECT_EQ(g_callsAfterDestroyed, 0);
     }
 }
 

@@ -90,6 +90,8 @@ TEST(FerrowHost, RunEndsOnQuitFromAnyThreadAndWhenTheWindowCloses) {
 
 std::atomic<int> g_ticks{0};
 std::atomic<int> g_otherTicks{0};
+std::atomic<bool> g_destroyOther{false};
+std::atomic<bool> g_otherGone{false};
 std::atomic<bool> g_ticksOnGui{true};
 
 TEST(FerrowHost, PeriodicInterruptRunsFromTheWindowsTimer) {
@@ -123,15 +125,26 @@ TEST(FerrowHost, PeriodicInterruptRunsFromTheWindowsTimer) {
     std::thread([&] { emu->t_disable_int(); }).join();
     const int afterKill = g_ticks;
     EXPECT_EQ(emu->Stop(), 0);
-    Ferrow_c other(host.Window(), nullptr, dir.File("other.hex").c_str(),
-                   dir.File("other.cfg").c_str(), 0);
-    other.t_init(0, 10);
-    other.t_interrupt_set([](void*) { ++g_otherTicks; });
+    auto other = std::make_unique<Ferrow_c>(host.Window(), nullptr, dir.File("other.hex").c_str(),
+                                            dir.File("other.cfg").c_str(), 0);
+    other->t_init(0, 10);
+    other->t_interrupt_set([](void* obj) {
+        ++g_otherTicks;
+        if (g_destroyOther.exchange(false)) {
+            delete static_cast<Ferrow_c*>(obj);
+            g_otherGone = true;
+        }
+    });
     EXPECT_TRUE(PumpUntil([] { return g_otherTicks >= 3; }));
     EXPECT_EQ(g_ticks, afterKill);
     emu.reset();
     const int beforeReset = g_otherTicks;
     EXPECT_TRUE(PumpUntil([&] { return g_otherTicks >= beforeReset + 3; }));
+
+    // An emulator may destroy itself from its interrupt, on the GUI thread.
+    other.release();
+    g_destroyOther = true;
+    EXPECT_TRUE(PumpUntil([] { return g_otherGone.load(); }));
 }
 
 }  // namespace
