@@ -130,32 +130,99 @@ TEST(MessagePath, GetTakesTheGeneratorFirstAndRecordsWhatItReceives) {
 
 namespace {
 
-std::atomic<int> g_connectCalls{0};
-int ConnectWithValue(int value) {
-    ++g_connectCalls;
-    return value * 100;
+// Each form of each firmware connection function answers 10 × step + form,
+// so a result names the function that gave it.
+enum Form : unsigned { kObj = 1, kInt = 2, kPlain = 4 };
+std::atomic<void*> g_objSeen{nullptr};
+std::atomic<int> g_valueSeen{0};
+template <int Step>
+int ByObj(void* obj, int value) {
+    g_objSeen = obj;
+    g_valueSeen = value;
+    return Step * 10 + 1;
+}
+template <int Step>
+int ByInt(int value) {
+    g_valueSeen = value;
+    return Step * 10 + 2;
+}
+template <int Step>
+int ByPlain() {
+    return Step * 10 + 4;
+}
+
+// Registered in the reverse of the order of preference.
+void RegisterConnectionForms(Ferrow_c& emu, unsigned forms) {
+    if (forms & kPlain) {
+        emu.SetConnectFunction(ByPlain<1>);
+        emu.SetDisConnectFunction(ByPlain<2>);
+        emu.SetIsConnectedFunction(ByPlain<3>);
+    }
+    if (forms & kInt) {
+        emu.SetConnectFunction(ByInt<1>);
+        emu.SetDisConnectFunction(ByInt<2>);
+        emu.SetIsConnectedFunction(ByInt<3>);
+    }
+    if (forms & kObj) {
+        emu.SetConnectFunction(ByObj<1>);
+        emu.SetDisConnectFunction(ByObj<2>);
+        emu.SetIsConnectedFunction(ByObj<3>);
+    }
+}
+
+std::atomic<int> g_appInits{0};
+int CountAppInit() {
+    ++g_appInits;
+    return 0;
 }
 
 }  // namespace
 
-TEST(MessagePath, FirmwareManagedConnectionCallsTheFirmwareWithTheConnectionValue) {
+TEST(MessagePath, FirmwareManagedConnectionCallsTheObjectFormThenTheIntFormThenThePlainOne) {
+    struct Row {
+        unsigned registered;
+        unsigned called;  // 0: none, and the step gives -1
+    };
+    const Row rows[] = {{kObj | kInt | kPlain, kObj}, {kInt | kPlain, kInt}, {kObj | kPlain, kObj},
+                        {kObj | kInt, kObj},          {kPlain, kPlain},      {0, 0}};
     int token = 0;
-    TestEmulator managed(&token);
-    EXPECT_EQ(managed->Connect(), -1) << "nothing registered";
-    EXPECT_EQ(managed->IsConnected(), -1);
-    ASSERT_EQ(managed->SetConnectFunction(ConnectWithValue), 0);
-    const int value = managed->gateway->connectionValue;
-    EXPECT_GT(value, 0);
-    EXPECT_EQ(managed->Connect(), value * 100);
-    EXPECT_EQ(g_connectCalls, 1);
-    EXPECT_EQ(managed->gateway->connected, 0) << "the gateway is not used";
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.registered);
+        TestEmulator managed(&token);
+        RegisterConnectionForms(*managed, row.registered);
+        g_objSeen = nullptr;
+        g_valueSeen = 0;
+        const auto expect = [&](int step) { return row.called ? step * 10 + int(row.called) : -1; };
+        EXPECT_EQ(managed->Connect(), expect(1));
+        EXPECT_EQ(managed->DisConnect(), expect(2));
+        EXPECT_EQ(managed->IsConnected(), expect(3));
+        if (row.called & (kObj | kInt)) {
+            EXPECT_NE(managed->gateway->connectionValue.load(), 0);
+            EXPECT_EQ(g_valueSeen.load(), managed->gateway->connectionValue.load());
+        }
+        void* const emulator = managed.emu.get();
+        EXPECT_EQ(g_objSeen.load(), row.called == kObj ? emulator : nullptr);
+        EXPECT_EQ(managed->gateway->connected, 0) << "the gateway is not used";
+    }
 }
 
 TEST(MessagePath, StartConnectsStopDisconnectsAndAFailedConnectionIsFlagged) {
-    TestEmulator emu;
-    ASSERT_EQ(emu->Start(), 0);
+    // A replayed log that does not exist yet: the network cannot be reached.
+    ferrow::test::TempDir logs;
+    const std::string log = logs.File("trip.log");
+    TestEmulator emu(nullptr, 0, nullptr, "GW_PORT_NAME=\"file:" + log + "\"\n");
+    emu->SetAppInitFunction(CountAppInit);
+    g_appInits = 0;
+    EXPECT_EQ(emu->Start(), -1);
+    EXPECT_EQ(emu->gateway->connectFailed, 1);
+    EXPECT_EQ(g_appInits, 0) << "no initialisation without a connection";
+    EXPECT_EQ(emu->Stop(), 0);
+
+    ferrow::test::TempDir::Write(log, "(1600000000.000000) can0 09F80100#0102030405060708\n");
+    EXPECT_EQ(emu->Start(), 0);
+    EXPECT_EQ(emu->gateway->connectFailed, 0) << "each start clears it";
+    EXPECT_EQ(g_appInits, 1);
     EXPECT_NE(emu->IsConnected(), 0);
-    EXPECT_EQ(emu->gateway->connectFailed, 0);
     EXPECT_EQ(emu->Stop(), 0);
     EXPECT_EQ(emu->IsConnected(), 0);
 }
