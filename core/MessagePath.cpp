@@ -5,7 +5,7 @@
 
 #include "core/DisplayAllPgn.h"
 #include "core/Ferrow_Ctx_c.h"
-#include "net/N2KRecord.h"
+#include "net/transport/N2KRecord.h"
 #include "platform/CallFrame.h"
 #include "platform/ScopeLock.h"
 #include "net/Brovik_c.h"

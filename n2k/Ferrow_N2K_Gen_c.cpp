@@ -4,7 +4,7 @@
 #include <ferrow/Ferrow_N2K_Gen_c.h>
 
 #include "n2k/MessageStore.h"
-#include "net/N2KRecord.h"
+#include "net/transport/N2KRecord.h"
 #include "net/can/FastPacketPgns.h"
 #include "peripherals/Peripheral.h"
 #include "platform/CallFrame.h"

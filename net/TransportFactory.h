@@ -3,7 +3,7 @@
 // its own instead and so needs no port name at all.
 #pragma once
 
-#include "net/GatewayTransport.h"
+#include "net/transport/GatewayTransport.h"
 
 #include <functional>
 #include <memory>

@@ -7,7 +7,7 @@
 #include "net/can/N2KCanCodec.h"
 #include "net/links/FrameLink.h"
 #include "net/links/FrameLog.h"
-#include "net/GatewayTransport.h"
+#include "net/transport/GatewayTransport.h"
 #include "net/transport/MessageQueue.h"
 
 #include <functional>

@@ -1,6 +1,6 @@
 #include "net/serial/SerialTransport.h"
 
-#include "net/N2KRecord.h"
+#include "net/transport/N2KRecord.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
 #include "net/serial/DleFrameEncoder.h"

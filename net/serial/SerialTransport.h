@@ -11,7 +11,7 @@
 #include "net/links/MessageFrameLog.h"
 #include "net/links/FrameTransport.h"
 #include "net/links/PollThread.h"
-#include "net/GatewayTransport.h"
+#include "net/transport/GatewayTransport.h"
 #include "net/serial/SerialDiscovery.h"
 #include "net/serial/SerialPort.h"
 #include "net/transport/MessageQueue.h"

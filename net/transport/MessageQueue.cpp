@@ -1,6 +1,6 @@
 #include "net/transport/MessageQueue.h"
 
-#include "net/N2KRecord.h"
+#include "net/transport/N2KRecord.h"
 
 namespace ferrow::net {
 

@@ -14,18 +14,11 @@ bool VirtualBus::Member::Take(N2KMsg& msg, BusInstant now) {
     return queue_.Pop(msg);
 }
 
-uint64_t VirtualBus::Member::Dropped() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return dropped_;
-}
+uint64_t VirtualBus::Member::Dropped() const { return queue_.Dropped(); }
 
 void VirtualBus::Member::Offer(const N2KMsg& msg, BusInstant sent) {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (queue_.Push(msg)) {
-        sent_.push_back(sent);
-    } else {
-        ++dropped_;
-    }
+    if (queue_.Push(msg)) sent_.push_back(sent);
 }
 
 void VirtualBus::Member::Clear() {

@@ -7,7 +7,7 @@
 // was sent on, never earlier.
 #pragma once
 
-#include "net/RecordQueue.h"
+#include "net/transport/MessageQueue.h"
 
 #include <ferrow/N2KMsg.h>
 
@@ -54,10 +54,10 @@ public:
         void Offer(const N2KMsg& msg, BusInstant sent);
         void Clear();
 
-        mutable std::mutex mutex_;  // protects: queue_, sent_, dropped_
-        RecordQueue queue_{kQueueLimit};
-        std::deque<BusInstant> sent_;  // one per queued message, in step with queue_
-        uint64_t dropped_ = 0;
+        // Keeps sent_ in step with queue_, which counts its own drops.
+        mutable std::mutex mutex_;  // protects: queue_, sent_
+        MessageQueue queue_{kQueueLimit};
+        std::deque<BusInstant> sent_;  // one per queued message
     };
 
     // The bus of that name, created on first use. It lives while someone

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "net/links/FrameLog.h"
-#include "net/GatewayTransport.h"
+#include "net/transport/GatewayTransport.h"
 #include "net/links/MessageFrameLog.h"
 #include "net/vbus/VirtualBus.h"
 #include "platform/ProcessClock.h"

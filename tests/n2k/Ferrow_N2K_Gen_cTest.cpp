@@ -1,6 +1,6 @@
 // The generator's encoders against literal payloads, its limits, and its
 // queue as the emulator's receive path sees it.
-#include "net/N2KRecord.h"
+#include "net/transport/N2KRecord.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/TestEmulator.h"
 

@@ -3,7 +3,7 @@
 // what it refuses; a full device and a full receive queue; garbage from the
 // device; a device that is unplugged and comes back; its recording; the
 // gateway object on a serial port name; and the port names themselves.
-#include "net/N2KRecord.h"
+#include "net/transport/N2KRecord.h"
 #include "net/can/CanId.h"
 #include "net/can/FastPacketPgns.h"
 #include "net/can/N2KCanCodec.h"

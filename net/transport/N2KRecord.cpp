@@ -1,4 +1,4 @@
-#include "net/N2KRecord.h"
+#include "net/transport/N2KRecord.h"
 
 #include "platform/ProcessClock.h"
 
@@ -17,10 +17,6 @@ void N2KRecord::Copy(N2KMsg* dst, const N2KMsg* src) {
     dst->transport = src->transport;
     dst->timeStamp = src->timeStamp;
     std::memcpy(dst->data, src->data, std::min<unsigned>(src->length, N2KMsg::kMaxData));
-}
-
-uint8_t N2KRecord::MultiFrameTransport(unsigned length) {
-    return length <= N2KMsg::kMaxFastPacket ? 2 : 3;
 }
 
 uint32_t N2KRecord::TimeStampNow() {

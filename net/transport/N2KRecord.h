@@ -12,9 +12,6 @@ public:
     // data field holds); the destination's bytes past `length` keep what they
     // held. Does nothing when either record is null.
     static void Copy(N2KMsg* dst, const N2KMsg* src);
-    // The transport a message of `length` bytes needs: fast packet up to 223
-    // bytes, ISO transport beyond.
-    static uint8_t MultiFrameTransport(unsigned length);
     // The process clock in 10 ms units, as messages are stamped.
     static uint32_t TimeStampNow();
     // The same for a clock reading of `ms` milliseconds.
