@@ -8,7 +8,6 @@
 
 #include "core/AttachedPeripheral.h"
 #include "core/QL_ThreadMgr_c.h"
-#include "core/Simulation.h"
 #include "platform/ProcessClock.h"
 
 #include <ferrow/CWnd.h>
@@ -24,6 +23,9 @@ class Ferrow_c;
 struct N2KMsg;
 namespace ferrow::platform {
 class TimerService;
+}
+namespace ferrow::core {
+class Simulation;
 }
 
 // One host function that sees every message put. Nodes are only ever
@@ -41,7 +43,6 @@ public:
 
     explicit Ferrow_Ctx_c(Ferrow_c* owner) : owner(owner) {}
     ~Ferrow_Ctx_c() {
-        if (ferrow::core::Simulation* simulation = sim.load()) simulation->Remove(owner);
         for (PutMsgMonitor* node = putMonitors.load(); node != nullptr;) {
             PutMsgMonitor* next = node->next.load();
             delete node;

@@ -5,6 +5,7 @@
 #include "core/DisplayAllPgn.h"
 #include "core/Ferrow_Ctx_c.h"
 #include "core/InstanceTable.h"
+#include "core/Simulation.h"
 #include "platform/CallFrame.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
@@ -100,6 +101,9 @@ void Ferrow_c::CreateI(CWnd* parent, void* gatewayArg, const char* eepromFileNam
 
 Ferrow_c::~Ferrow_c() {
     CallFrame frame;
+    // A simulation calls this object no more once it has left; one running on
+    // another thread finishes its Run first.
+    if (ferrow::core::Simulation* simulation = ctx->sim.load()) simulation->Remove(this);
     // The worker and the timer may be inside firmware code that calls this
     // object: both end before anything is freed. The timer goes first, and no
     // new one can be set: the interrupt may be what destroys this object, and

@@ -125,8 +125,7 @@ int Ferrow_c::GetAutoConnect() {
 }
 
 void Ferrow_c::process(void* obj) {
-    auto* self = static_cast<Ferrow_c*>(obj);
-    Ferrow_Ctx_c& c = *self->ctx;
+    Ferrow_Ctx_c& c = *static_cast<Ferrow_c*>(obj)->ctx;
     if (c.running == 1) {
         // Cleared on every way out, so that Stop never waits for a burst
         // that a throwing loop function has already left.
@@ -138,13 +137,7 @@ void Ferrow_c::process(void* obj) {
         const int calls = c.cycleCalls;
         // A loop call may destroy the emulator: from then on only the
         // context, which outlives that call, is used.
-        for (int i = 0; i < calls && c.running != 0; ++i) {
-            if (auto loopObj = c.loopFnObj.load()) {
-                loopObj(self);
-            } else if (auto loop = c.loopFn.load()) {
-                loop();
-            }
-        }
+        for (int i = 0; i < calls && c.running != 0; ++i) c.CallLoop();
     }
     // Before any pacing is registered the worker idles at the minimum sleep
     // rather than spinning a core.
@@ -158,8 +151,10 @@ int Ferrow_c::Start(int argc, char** argv) {
     CallFrame frame;
     ScopeLock lock(cs, false);
     // A worker still running (or still finishing a burst after a Stop that
-    // gave up) is never joined by a second one.
-    if (ctx->threadMgr.IsActive()) return -1;
+    // gave up) is never joined by a second one. In a simulation its thread
+    // calls the loop instead of a worker.
+    const bool simulated = ctx->sim.load() != nullptr;
+    if (ctx->threadMgr.IsActive() || (simulated && ctx->running != 0)) return -1;
 
     ferrow::core::EmulatorConfig::RestoreEepromName(*ctx);
 
@@ -181,7 +176,7 @@ int Ferrow_c::Start(int argc, char** argv) {
     // Before the worker exists, or its first cycle could find it clear and
     // sleep instead of calling the loop.
     ctx->running = 1;
-    ctx->threadMgr.Start(0);
+    if (!simulated) ctx->threadMgr.Start(0);
 
     if (autoConnect != 0 && useGateway == 1) {
         gateway->connectFailed = 0;

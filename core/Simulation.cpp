@@ -2,57 +2,13 @@
 
 #include <ferrow/Ferrow_c.h>
 
-#include "core/EmulatorConfig.h"
 #include "core/Ferrow_Ctx_c.h"
-#include "net/Brovik_c.h"
-
-#include <ferrow/Ferrow_ADC_c.h>
-#include <ferrow/Ferrow_GPIO_c.h>
-#include <ferrow/Ferrow_PWM_c.h>
 
 #include <algorithm>
 
 using ferrow::platform::ProcessClock;
 
 namespace ferrow::core {
-
-namespace {
-
-int StartMember(Ferrow_c& emu, int argc, char** argv) {
-    Ferrow_Ctx_c& c = *emu.ctx;
-    if (c.running == 1) return -1;
-    EmulatorConfig::RestoreEepromName(c);
-    if (emu.adc != nullptr) emu.adc->Start();
-    if (emu.gpio != nullptr) emu.gpio->Start();
-    if (emu.pwm != nullptr) emu.pwm->Start();
-    if (auto mainObj = c.mainFnObj.load()) {
-        mainObj(&emu, argc, argv);
-    } else if (auto mainObjOnly = c.mainFnObjOnly.load()) {
-        mainObjOnly(&emu);
-    } else if (auto mainArgs = c.mainFn.load()) {
-        mainArgs(argc, argv);
-    } else if (auto mainVoid = c.mainFnVoid.load()) {
-        mainVoid();
-    }
-    c.running = 1;
-    if (emu.autoConnect != 0 && emu.useGateway == 1) {
-        emu.gateway->connectFailed = 0;
-        if (emu.Connect() < 0) {
-            emu.gateway->connectFailed = 1;
-            return -1;
-        }
-        int initResult = 0;
-        if (auto initObj = c.appInitFnObj.load()) {
-            initResult = initObj(&emu);
-        } else if (auto init = c.appInitFn.load()) {
-            initResult = init();
-        }
-        if (initResult < 0) return -1;
-    }
-    return 0;
-}
-
-}  // namespace
 
 Simulation::Simulation() : clock_(std::make_shared<platform::VirtualClock>()) {}
 
@@ -88,7 +44,7 @@ int Simulation::Start(int argc, char** argv) {
     // By index: a firmware may delete its emulator, which only marks it gone.
     for (std::size_t i = 0; i < members_.size(); ++i) {
         if (members_[i].emu == nullptr) continue;
-        const int started = StartMember(*members_[i].emu, argc, argv);
+        const int started = members_[i].emu->Start(argc, argv);
         if (result == 0) result = started;
     }
     Reschedule(Now());
