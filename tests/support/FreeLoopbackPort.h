@@ -1,4 +1,4 @@
-// A TCP port on loopback for a test's gateway to listen on.
+// A loopback port for a test's gateway to listen on or receive at.
 #pragma once
 
 #include <arpa/inet.h>
@@ -10,9 +10,10 @@
 
 namespace ferrow::test {
 
-// A loopback port that was free a moment ago.
-inline uint16_t FreeLoopbackPort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+// A loopback port of `type` (SOCK_STREAM or SOCK_DGRAM) that was free a
+// moment ago.
+inline uint16_t FreeLoopbackPort(int type = SOCK_STREAM) {
+    const int fd = ::socket(AF_INET, type, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

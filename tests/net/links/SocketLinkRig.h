@@ -57,12 +57,12 @@ inline bool RawSend(const net::Socket& socket, const std::string& bytes) {
            static_cast<ssize_t>(bytes.size());
 }
 
-// A port nothing uses now: bound, read back and released.
-inline uint16_t FreePort(int type) {
-    std::string error;
-    const net::Socket socket = type == SOCK_STREAM ? net::Socket::Listen(0, error)
-                                                        : net::Socket::BindDatagram(0, error);
-    return socket.LocalPort();
+// One datagram to a loopback port.
+inline bool RawSendTo(uint16_t port, const std::string& bytes) {
+    const net::Socket socket(::socket(AF_INET, SOCK_DGRAM, 0));
+    const sockaddr_in to = LoopbackAddress(port);
+    return sendto(socket.Fd(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                  sizeof to) == static_cast<ssize_t>(bytes.size());
 }
 
 }  // namespace ferrow::test

@@ -1,5 +1,6 @@
 // Our device as the gateway: clients on loopback exchange frames with it and
 // with each other, come and go, and cannot upset it with what they send.
+// What every link owes is checked by the link contract.
 #include "net/links/TcpClientLink.h"
 #include "net/links/TcpListenLink.h"
 #include "tests/net/links/SocketLinkRig.h"
@@ -40,34 +41,19 @@ struct ListenLinkTest : ::testing::Test {
     TcpListenLink server{0, Hex()};
 };
 
-TEST_F(ListenLinkTest, CarriesFramesBothWaysWithAClientLink) {
-    auto client = Join();
-    ASSERT_TRUE(client->Send(FrameOf(0x09F11223, 1)));
-    EXPECT_EQ(NextFrame(server), FrameOf(0x09F11223, 1));
-    ASSERT_TRUE(server.Send(FrameOf(0x09F11224, 2)));
-    EXPECT_EQ(NextFrame(*client), FrameOf(0x09F11224, 2));
-}
-
-TEST_F(ListenLinkTest, ClientsHearEachOtherAndOurDeviceButNotThemselves) {
+TEST_F(ListenLinkTest, ClientsHearEachOtherAndOurDeviceButNotThemselvesAsTheyComeAndGo) {
     auto a = Join();
     auto b = Join();
     ASSERT_TRUE(a->Send(FrameOf(0x100, 1)));
     EXPECT_EQ(NextFrame(server), FrameOf(0x100, 1));
     EXPECT_EQ(NextFrame(*b), FrameOf(0x100, 1));
-    ASSERT_TRUE(server.Send(FrameOf(0x200, 2)));
-    EXPECT_EQ(NextFrame(*a), FrameOf(0x200, 2));
-    EXPECT_EQ(NextFrame(*b), FrameOf(0x200, 2));
-}
 
-TEST_F(ListenLinkTest, ClientsComeAndGoWhileOthersStay) {
-    auto stays = Join();
-    auto leaves = Join();
-    leaves->Close();
+    b->Close();
     ASSERT_TRUE(Eventually([&] { return server.ClientCount() == 1; }));
     auto arrives = Join();
-    ASSERT_TRUE(server.Send(FrameOf(0x300, 3)));
-    EXPECT_EQ(NextFrame(*stays), FrameOf(0x300, 3));
-    EXPECT_EQ(NextFrame(*arrives), FrameOf(0x300, 3));
+    ASSERT_TRUE(server.Send(FrameOf(0x200, 2)));
+    EXPECT_EQ(NextFrame(*a), FrameOf(0x200, 2));
+    EXPECT_EQ(NextFrame(*arrives), FrameOf(0x200, 2));
 }
 
 TEST_F(ListenLinkTest, ClientsBeyondTheLimitAreTurnedAway) {
@@ -78,16 +64,6 @@ TEST_F(ListenLinkTest, ClientsBeyondTheLimitAreTurnedAway) {
     EXPECT_TRUE(Eventually([&] { return server.ClientCount() == TcpListenLink::kMaxClients; }));
     char byte = 0;
     EXPECT_EQ(recv(raw.back().Fd(), &byte, 1, 0), 0);
-}
-
-TEST_F(ListenLinkTest, OpenFailsWithASentenceWhenThePortIsTaken) {
-    TcpListenLink second(server.Port(), Hex());
-    std::string error;
-    EXPECT_LT(second.Open(error), 0);
-    EXPECT_NE(error.find("Cannot listen on TCP port " + std::to_string(server.Port())),
-              std::string::npos)
-        << error;
-    EXPECT_FALSE(second.IsUp());
 }
 
 TEST_F(ListenLinkTest, SkipsGarbageAndOverlongLinesFromARawClient) {

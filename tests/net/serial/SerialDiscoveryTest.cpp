@@ -35,18 +35,30 @@ std::vector<uint8_t> Drain(int fd) {
     return bytes;
 }
 
-TEST(SerialDiscovery, TakesTheFirstDeviceThatAnswersLikeAGateway) {
+TEST(SerialDiscovery, TakesTheFirstDeviceThatAnswersLikeAGatewayAndTheTransportUsesIt) {
     Pty silent;
     Pty answering;
     SimulatedGateway gateway(answering);
     const SerialDiscovery discovery({silent.Path(), answering.Path()}, 20, kBaud, kProbe);
-    std::string error;
-    const auto found = discovery.Find(error);
-    ASSERT_TRUE(found) << error;
-    EXPECT_EQ(found->path, answering.Path());
-    EXPECT_TRUE(found->port.IsOpen());
-    EXPECT_EQ(gateway.StartupRequests(), 1u);
-    EXPECT_EQ(Drain(silent.Master()), SerialDiscovery::StartupFrame()) << "asked, and it kept quiet";
+    {
+        std::string error;
+        const auto found = discovery.Find(error);
+        ASSERT_TRUE(found) << error;
+        EXPECT_EQ(found->path, answering.Path());
+        EXPECT_TRUE(found->port.IsOpen());
+        EXPECT_EQ(gateway.StartupRequests(), 1u);
+        EXPECT_EQ(Drain(silent.Master()), SerialDiscovery::StartupFrame())
+            << "asked, and it kept quiet";
+    }
+    SerialTransport transport(discovery, kBaud);
+    ASSERT_EQ(transport.Open(), 0);
+    EXPECT_EQ(transport.Path(), answering.Path());
+    N2KMsg msg{};
+    msg.pgn = 127250;
+    msg.addressB = 255;
+    msg.length = 8;
+    ASSERT_EQ(transport.Send(msg), N2K_OK);
+    EXPECT_TRUE(Eventually([&] { return transport.Fetch(msg) == N2K_OK; }));
 }
 
 TEST(SerialDiscovery, AGatewayThatOnlyForwardsTrafficCounts) {
@@ -93,22 +105,6 @@ TEST(SerialDiscovery, NamesWhatItTriedWhenNothingAnswers) {
     EXPECT_EQ(error, "No serial gateway searched for: MAX_PORT_SEARCH is -3.");
     EXPECT_FALSE(SerialDiscovery({}, 20, kBaud, kProbe).Find(error));
     EXPECT_EQ(error, "No serial gateway found: no /dev/ttyUSB* or /dev/ttyACM* device is present.");
-}
-
-TEST(SerialDiscovery, TheTransportUsesTheDeviceItFinds) {
-    Pty silent;
-    Pty answering;
-    SimulatedGateway gateway(answering);
-    SerialTransport transport(SerialDiscovery({silent.Path(), answering.Path()}, 20, kBaud, kProbe),
-                              kBaud);
-    ASSERT_EQ(transport.Open(), 0);
-    EXPECT_EQ(transport.Path(), answering.Path());
-    N2KMsg msg{};
-    msg.pgn = 127250;
-    msg.addressB = 255;
-    msg.length = 8;
-    ASSERT_EQ(transport.Send(msg), N2K_OK);
-    EXPECT_TRUE(Eventually([&] { return transport.Fetch(msg) == N2K_OK; }));
 }
 
 TEST(SerialDiscovery, TheEmulatorsSearchLimitReachesTheSearch) {

@@ -123,11 +123,6 @@ public:
         return heard_.size();
     }
     std::size_t StartupRequests() const { return startups_; }
-    // Whether everything given to it has been written to the terminal.
-    bool Flushed() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return pending_.empty();
-    }
 
 private:
     static uint32_t Ms() {
