@@ -129,7 +129,9 @@ public:
     // time while the emulator joins or leaves.
     std::shared_ptr<ferrow::platform::VirtualClock> clock;
     // Milliseconds of this emulator's clock: the process clock, or virtual.
+    // Out of a simulation the clock is not even looked at.
     uint64_t NowMs() const {
+        if (sim.load() == nullptr) return ferrow::platform::ProcessClock::WallMs64();
         const std::shared_ptr<ferrow::platform::VirtualClock> simulated = std::atomic_load(&clock);
         return simulated ? simulated->Ms64() : ferrow::platform::ProcessClock::WallMs64();
     }
