@@ -61,6 +61,9 @@ int Simulation::Run(uint64_t ms, int (*cond)(void*), void* arg) {
     } inRun(inRun_);
     ProcessClock::Binding binding(clock_);
     const uint64_t from = Now();
+    // What changed since (a t_init or a pace set from outside, a member that
+    // an exception left unscheduled) counts from now.
+    Reschedule(from);
     const uint64_t until = ms >= kNever - from ? kNever - 1 : from + ms;
     if (cond != nullptr && cond(arg) != 0) return 0;
     // A step function or condition may stop the simulation.

@@ -36,7 +36,9 @@ public:
     // loop runs once per pace ms from Start on and its periodic interrupt at
     // its t_init period (a tick in manual time is skipped); at one instant
     // the emulators run in the order of Add, each its interrupt before its
-    // loop. 0, or -1 before Start, after Stop, or from inside a Run.
+    // loop. 0, or -1 before Start, after Stop, or from inside a Run. An
+    // exception thrown by a firmware function leaves Run to its caller; the
+    // next Run goes on from that instant.
     int Run(unsigned long ms);
     // Runs until `cond(arg)` is non-zero, checked first and then after every
     // instant at which something ran, for at most `maxMs`: 0 when it held,

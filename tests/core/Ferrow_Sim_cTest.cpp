@@ -3,6 +3,7 @@
 #include "tests/support/Eventually.h"
 #include "tests/support/TestEmulator.h"
 
+#include <ferrow/Exception.h>
 #include <ferrow/Ferrow_Sim_c.h>
 #include <ferrow/Ferrow_c.h>
 
@@ -180,18 +181,34 @@ TEST(Ferrow_Sim_c, RefusesWhatItCannotRunAndSurvivesDeletedEmulators) {
     EXPECT_FALSE(suicidal);
     EXPECT_EQ(a.loops, 20);
     EXPECT_EQ(b.loops, 20);
+
+    // A firmware's exception reaches the caller; the next Run goes on.
+    b.onLoop = [](Device& d) {
+        if (d.loops == 25) throw utility::Exception("stuck sensor", 1);
+    };
+    EXPECT_THROW(sim.Run(100), utility::Exception);
+    EXPECT_EQ(sim.Now(), 125ul);
+    ASSERT_EQ(sim.Run(75), 0);
+    EXPECT_EQ(a.loops, 40);
+    EXPECT_EQ(b.loops, 40);
     EXPECT_EQ(sim.Stop(), 0);
     EXPECT_EQ(sim.Run(10), -1);
-    EXPECT_EQ(sim.Now(), 100ul);
+    EXPECT_EQ(sim.Now(), 200ul);
 }
 
 TEST(Ferrow_Sim_c, KeepsTheTimerRulesOfRealTime) {
-    Device d(5, 10);
+    Device d(5, 10), early(5, 10);
+    // A timer set in real time before joining ticks on in virtual time only.
+    early.emu()->t_init(1, 10);
+    early.emu()->t_interrupt_set(&Device::Tick);
     Ferrow_Sim_c sim;
     ASSERT_EQ(sim.Add(d.emu()), 0);
+    ASSERT_EQ(sim.Add(early.emu()), 0);
+    const long realTicks = early.ticks;
     ASSERT_EQ(sim.Start(0, nullptr), 0);
     Ferrow_c& emu = *d.emu();
     ASSERT_EQ(sim.Run(100), 0);
+    EXPECT_EQ(early.ticks - realTicks, 10);
     // Manual time swallows the ticks; a tick by hand still counts.
     emu.t_set_overwrite(1);
     ASSERT_EQ(sim.Run(100), 0);
