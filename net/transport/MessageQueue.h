@@ -1,9 +1,9 @@
 // The bounded first-in first-out queue of message records behind every
 // receive side: a full queue keeps the oldest and counts the new message as
-// dropped. Records are held one by one as they come, so memory follows the
-// backlog, never the capacity: an idle queue of 4,096 records costs a couple
-// of kilobytes, not 7 MB. Locked itself, so that one thread may fill it while
-// another empties it.
+// dropped. Records live in blocks taken as the queue fills and given back as
+// it empties, so memory follows the backlog, never the capacity: an idle
+// queue of 4,096 records keeps one block of 16 at most, not 7 MB. Locked
+// itself, so that one thread may fill it while another empties it.
 #pragma once
 
 #include <ferrow/N2KMsg.h>
@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <mutex>
 
 namespace ferrow::net {
@@ -36,15 +37,21 @@ public:
     uint64_t Dropped() const;
 
 private:
+    static constexpr std::size_t kBlock = 16;
     // Left uninitialised: only the header and the valid payload are written.
-    struct Slot {
-        Slot() {}
-        N2KMsg msg;
+    struct Block {
+        Block() {}
+        N2KMsg slots[kBlock];
     };
 
     const std::size_t capacity_;
-    mutable std::mutex mutex_;  // protects: slots_, dropped_
-    std::deque<Slot> slots_;
+    mutable std::mutex mutex_;  // protects: blocks_, spare_, head_, size_, dropped_
+    std::deque<std::unique_ptr<Block>> blocks_;
+    // The block emptied last, kept so that a queue going to and fro across a
+    // block's end does not allocate each time.
+    std::unique_ptr<Block> spare_;
+    std::size_t head_ = 0;  // the oldest record's place in the first block
+    std::size_t size_ = 0;
     uint64_t dropped_ = 0;
 };
 
