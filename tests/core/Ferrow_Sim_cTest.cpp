@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <mutex>
 #include <memory>
@@ -119,6 +120,12 @@ std::string UniqueBus() {
     return "vbus:sim_" + std::to_string(::getpid()) + "_" + std::to_string(counter++);
 }
 
+// Adds the devices in this order and starts them.
+void StartAll(Ferrow_Sim_c& sim, std::initializer_list<Device*> devices) {
+    for (Device* d : devices) ASSERT_EQ(sim.Add(d->emu()), 0);
+    ASSERT_EQ(sim.Start(0, nullptr), 0);
+}
+
 uint32_t ValueOf(const N2KMsg& msg) {
     return msg.data[0] | msg.data[1] << 8 | msg.data[2] << 16 | uint32_t(msg.data[3]) << 24;
 }
@@ -133,8 +140,7 @@ TEST(Ferrow_Sim_c, CallsLoopAndInterruptAtTheirPaceInVirtualTime) {
         SCOPED_TRACE(c.pace);
         Device d(c.pace, c.period);
         Ferrow_Sim_c sim;
-        ASSERT_EQ(sim.Add(d.emu()), 0);
-        ASSERT_EQ(sim.Start(0, nullptr), 0);
+        StartAll(sim, {&d});
         EXPECT_EQ(sim.Now(), 0ul);
         EXPECT_EQ(d.loops, 0);
         ASSERT_EQ(sim.Run(999), 0);
@@ -202,10 +208,8 @@ TEST(Ferrow_Sim_c, KeepsTheTimerRulesOfRealTime) {
     early.emu()->t_init(1, 10);
     early.emu()->t_interrupt_set(&Device::Tick);
     Ferrow_Sim_c sim;
-    ASSERT_EQ(sim.Add(d.emu()), 0);
-    ASSERT_EQ(sim.Add(early.emu()), 0);
+    StartAll(sim, {&d, &early});
     const long realTicks = early.ticks;
-    ASSERT_EQ(sim.Start(0, nullptr), 0);
     Ferrow_c& emu = *d.emu();
     ASSERT_EQ(sim.Run(100), 0);
     EXPECT_EQ(early.ticks - realTicks, 10);
@@ -250,10 +254,8 @@ TEST(Ferrow_Sim_c, RunsAnInstantInAddOrderInterruptBeforeLoopThenTheStepFunction
         d->onLoop = [&trace, name](Device&) { trace.push_back(name + " loop"); };
     }
     Ferrow_Sim_c sim;
-    ASSERT_EQ(sim.Add(b.emu()), 0);
-    ASSERT_EQ(sim.Add(a.emu()), 0);
     ASSERT_EQ(sim.SetStepFunction(&Trace, &trace), 0);
-    ASSERT_EQ(sim.Start(0, nullptr), 0);
+    StartAll(sim, {&b, &a});
     ASSERT_EQ(sim.Run(10), 0);
     EXPECT_EQ(trace, (std::vector<std::string>{"b tick", "b loop", "a tick", "a loop", "step 10"}));
 
@@ -277,8 +279,7 @@ TEST(Ferrow_Sim_c, DeliversBusMessagesFromTheirSendInstantInSendOrder) {
     };
     early->onLoop = late->onLoop = [](Device& d) { d.Receive(); };
     Ferrow_Sim_c sim;
-    for (Device* d : {early.get(), sender.get(), late.get()}) ASSERT_EQ(sim.Add(d->emu()), 0);
-    ASSERT_EQ(sim.Start(0, nullptr), 0);
+    StartAll(sim, {early.get(), sender.get(), late.get()});
     ASSERT_EQ(sim.Run(1000), 0);
     ASSERT_EQ(sent, 2u * 142);
     // The receiver that runs after the sender at an instant hears it then;
@@ -330,9 +331,7 @@ TEST(Ferrow_Sim_c, RecordsTheSameBytesOnEveryRunWithVirtualTimeStamps) {
             if (d.emu()->t_get_1ms() % 60 == 0) d.Send(127508, d.emu()->t_get_1ms());
         };
         Ferrow_Sim_c sim;
-        EXPECT_EQ(sim.Add(a->emu()), 0);
-        EXPECT_EQ(sim.Add(b->emu()), 0);
-        EXPECT_EQ(sim.Start(0, nullptr), 0);
+        StartAll(sim, {a.get(), b.get()});
         EXPECT_EQ(sim.Run(5000), 0);
         return TempDir::Read(log);
     };
@@ -354,8 +353,7 @@ TEST(Ferrow_Sim_c, ReplaysALogAtItsRecordedPaceInVirtualTime) {
     Device d(1, 10, "GW_PORT_NAME=\"file:" + log + "\"\n");
     d.onLoop = [](Device& device) { device.Receive(); };
     Ferrow_Sim_c sim;
-    ASSERT_EQ(sim.Add(d.emu()), 0);
-    ASSERT_EQ(sim.Start(0, nullptr), 0);
+    StartAll(sim, {&d});
     ASSERT_EQ(sim.Run(4000), 0);
     ASSERT_EQ(d.heard.size(), 3u);
     const unsigned long at[] = {1, 1500, 3000};
@@ -383,9 +381,7 @@ TEST(Ferrow_Sim_c, TwoDevicesHeartbeatForAVirtualDayWithExactWraps) {
         };
     }
     Ferrow_Sim_c sim;
-    ASSERT_EQ(sim.Add(a->emu()), 0);
-    ASSERT_EQ(sim.Add(b->emu()), 0);
-    ASSERT_EQ(sim.Start(0, nullptr), 0);
+    StartAll(sim, {a.get(), b.get()});
     ASSERT_EQ(sim.Run(kDay), 0);
 
     // 864,000,000,000 in 100 ns units is 201 turns of 2^32 and 711,573,504.
@@ -423,17 +419,15 @@ TEST(Ferrow_Sim_c, RunsOnItsThreadBesideARealTimeEmulator) {
     a->onLoop = [](Device& d) { d.Send(130316, d.emu()->t_get_1ms()); };
     b->onLoop = [](Device& d) { d.Receive(); };
     Ferrow_Sim_c sim;
-    ASSERT_EQ(sim.Add(a->emu()), 0);
-    ASSERT_EQ(sim.Add(b->emu()), 0);
-    ASSERT_EQ(sim.Start(0, nullptr), 0);
+    StartAll(sim, {a.get(), b.get()});
     std::thread runner([&sim] { EXPECT_EQ(sim.Run(60000), 0); });
-    // Both clocks read from here while they move.
+    // The simulation's time, read from here while it moves.
     unsigned long virtualMs = 0;
     while (virtualMs < 60000) {
         const unsigned long now = sim.Now();
         EXPECT_GE(now, virtualMs);
         virtualMs = now;
-        EXPECT_LE(a->emu()->t_get_1ms() , 60000ul);
+        EXPECT_LE(a->emu()->t_get_1ms(), 60000ul);
     }
     runner.join();
     EXPECT_TRUE(ferrow::test::Eventually([&real] { return real.ticks > 2 && real.loops > 2; }));
