@@ -2,6 +2,7 @@
 
 #include "panels/GuiThread.h"
 #include "panels/GuiTimerService.h"
+#include "panels/PanelPlaces.h"
 #include "panels/WindowHandle.h"
 #include "panels/WxMessageSink.h"
 #include "panels/WxPanelProvider.h"
@@ -12,6 +13,7 @@
 
 using ferrow::panels::GuiThread;
 using ferrow::panels::GuiTimerService;
+using ferrow::panels::PanelPlaces;
 using ferrow::panels::WindowHandle;
 using ferrow::panels::WxMessageSink;
 using ferrow::panels::WxPanelProvider;
@@ -53,6 +55,7 @@ void FerrowPanels_Uninstall() {
     GuiTimerService::Instance().Close();
     g_host->Unbind(wxEVT_DESTROY, &OnHostDestroyed);
     g_host = nullptr;
+    PanelPlaces::Forget();
 }
 
 HWND FerrowPanels_Handle(wxWindow* window) { return WindowHandle::FromWindow(window); }

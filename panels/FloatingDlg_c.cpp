@@ -1,7 +1,9 @@
 #include <ferrow/panels/FloatingDlg_c.h>
 
+#include "panels/PanelPlaces.h"
 #include "panels/PeripheralLink.h"
 #include "panels/WindowHandle.h"
+#include "panels/model/PanelPlacement.h"
 
 #include <wx/artprov.h>
 #include <wx/button.h>
@@ -10,7 +12,11 @@
 
 #include <chrono>
 #include <system_error>
+#include <vector>
 
+using ferrow::panels::PanelPlacement;
+using ferrow::panels::PanelPlaces;
+using ferrow::panels::PanelRect;
 using ferrow::panels::PeripheralLink;
 using ferrow::panels::WindowHandle;
 
@@ -20,6 +26,18 @@ namespace {
 wxIcon IconForTemplate(unsigned int templateId) {
     return wxArtProvider::GetIcon(wxString::Format("ferrow-panel-%u", templateId),
                                   wxART_FRAME_ICON);
+}
+
+PanelRect ToPanelRect(const wxRect& rect) {
+    return {rect.x, rect.y, rect.width, rect.height};
+}
+
+wxRect ToWxRect(const PanelRect& rect) { return {rect.x, rect.y, rect.width, rect.height}; }
+
+// The work area of display `index`, or of the first display for none.
+PanelRect WorkArea(int index) {
+    return ToPanelRect(wxDisplay(static_cast<unsigned>(index != wxNOT_FOUND ? index : 0))
+                           .GetClientArea());
 }
 
 }  // namespace
@@ -64,6 +82,9 @@ int FloatingDlg_c::Create(RefreshFn refreshFn, unsigned long periodMs) {
         }
     });
     OnInitDialog();
+    if (GetWindowStyle() & wxRESIZE_BORDER) {
+        SetMinClientSize(templateClient_ != wxSize() ? templateClient_ : GetClientSize());
+    }
     return 0;
 }
 
@@ -78,9 +99,7 @@ int FloatingDlg_c::Create(CWnd* parentWnd, unsigned int templateId, RefreshFn re
 int FloatingDlg_c::Show(int) {
     if (firstShow_) {
         firstShow_ = false;
-        const wxWindow* parent = ParentWindow();
-        const wxPoint corner = parent != nullptr ? parent->GetScreenPosition() : wxPoint(0, 0);
-        Move(corner.x, corner.y + 40);
+        PlaceFirstTime();
     }
     wxDialog::Show(true);
     Raise();
@@ -88,10 +107,52 @@ int FloatingDlg_c::Show(int) {
     return StartRefresh() ? 0 : -1;
 }
 
+void FloatingDlg_c::PlaceFirstTime() {
+    const bool resizable = (GetWindowStyle() & wxRESIZE_BORDER) != 0;
+    if (const std::optional<wxRect> known = PanelPlaces::Recall(templateId_, GetTitle())) {
+        wxRect last = *known;
+        if (!resizable) last.SetSize(GetSize());
+        const wxRect kept = ToWxRect(PanelPlacement::KeepInside(
+            ToPanelRect(last), WorkArea(wxDisplay::GetFromPoint(last.GetPosition()))));
+        if (resizable) {
+            SetSize(kept);
+        } else {
+            Move(kept.x, kept.y);
+        }
+        return;
+    }
+
+    const wxWindow* parent = ParentWindow();
+    const wxWindow* host = parent != nullptr ? wxGetTopLevelParent(const_cast<wxWindow*>(parent))
+                                             : nullptr;
+    std::vector<PanelRect> taken;
+    for (const wxWindow* window : wxTopLevelWindows) {
+        if (window != this && window != host && window->IsShown() && !window->IsBeingDeleted()) {
+            taken.push_back(ToPanelRect(window->GetScreenRect()));
+        }
+    }
+    const PanelRect hostRect = host != nullptr ? ToPanelRect(host->GetScreenRect()) : PanelRect{};
+    const PanelRect area = WorkArea(host != nullptr ? wxDisplay::GetFromWindow(host) : 0);
+    const wxSize size = GetSize();
+    const PanelRect placed = PanelPlacement::Place(hostRect, area, taken, size.x, size.y);
+    Move(placed.x, placed.y);
+}
+
+void FloatingDlg_c::RememberPlace() {
+    if (firstShow_ || GetHandle() == nullptr) return;
+    PanelPlaces::Remember(templateId_, GetTitle(), GetScreenRect());
+}
+
 int FloatingDlg_c::Hide(unsigned long timeoutMs) {
     StopRefresh(timeoutMs);
+    if (IsShown()) RememberPlace();
     wxDialog::Show(false);
     return 0;
+}
+
+bool FloatingDlg_c::Destroy() {
+    RememberPlace();
+    return wxDialog::Destroy();
 }
 
 int FloatingDlg_c::Center(int flags) {
@@ -135,7 +196,8 @@ void FloatingDlg_c::PlaceCtrl(wxWindow* control, int x, int y, int width, int he
 }
 
 void FloatingDlg_c::SetTemplateSize(int width, int height) {
-    SetClientSize(ConvertDialogToPixels(wxSize(width, height)));
+    templateClient_ = ConvertDialogToPixels(wxSize(width, height));
+    SetClientSize(templateClient_);
 }
 
 void FloatingDlg_c::OnClose(wxCloseEvent& event) {

@@ -41,13 +41,13 @@ struct PanelHandle::State : std::enable_shared_from_this<PanelHandle::State> {
             if (auto state = self.lock()) state->visible = event.IsShown();
             event.Skip();
         });
-        created->Bind(wxEVT_DESTROY, [self, created](wxWindowDestroyEvent& event) {
+        // The dialog may go after the handle and its state (Destroy deletes
+        // it later), so the handler keeps `changed` of its own.
+        created->Bind(wxEVT_DESTROY, [self, created, changed = changed](wxWindowDestroyEvent& event) {
             event.Skip();
             if (event.GetEventObject() != created) return;
-            if (auto state = self.lock()) {
-                state->visible = false;
-                if (state->changed) state->changed();
-            }
+            if (auto state = self.lock()) state->visible = false;
+            if (changed) changed();
         });
         if (changed) changed();
     }
@@ -67,7 +67,11 @@ PanelHandle::~PanelHandle() {
         link = state_->link;
     }
     if (link) link->Cut();
-    GuiThread::RunOrPost([state = state_] { delete state->dialog.get(); });
+    // Destroy, not delete: the peripheral may go from within the dialog's own
+    // handler (a receive callback run by its Send), which returns into it.
+    GuiThread::RunOrPost([state = state_] {
+        if (FloatingDlg_c* dialog = state->dialog) dialog->Destroy();
+    });
 }
 
 void PanelHandle::OnDialog(std::function<void(FloatingDlg_c&)> op) {

@@ -8,6 +8,7 @@
 #include <ferrow/panels/I2CDlg_c.h>
 #include <ferrow/panels/SPIDlg_c.h>
 
+#include <wx/display.h>
 #include <wx/stattext.h>
 
 #include <atomic>
@@ -51,26 +52,46 @@ protected:
     std::unique_ptr<Ferrow_c> emu_;
 };
 
-TEST_F(FloatingPanel, FirstShowIsBesideTheHostThenThePanelStaysWhereMoved) {
-    FloatingDlg_c* panel = PanelOf(host_, I2CDlg_c::kTemplateId);
-    ASSERT_NE(panel, nullptr);
-    EXPECT_EQ(panel->GetTitle(), "I2C");
+// Panels open beside the host window, apart and on screen; a panel stays
+// where it was moved, and one of a peripheral made again comes back there.
+TEST_F(FloatingPanel, OpenBesideTheHostApartAndOnScreenAndComeBackWhereTheyWere) {
+    FloatingDlg_c* i2c = PanelOf(host_, I2CDlg_c::kTemplateId);
+    FloatingDlg_c* spi = PanelOf(host_, SPIDlg_c::kTemplateId);
+    ASSERT_TRUE(i2c && spi);
+    EXPECT_EQ(i2c->GetTitle(), "I2C");
     EXPECT_EQ(emu_->i2c->IsVisible(), 0);
-    const wxPoint beside = PositionOf(host_) + wxPoint(0, 40);
-
     emu_->i2c->Show();
+    emu_->spi->Show();
     EXPECT_EQ(emu_->i2c->IsVisible(), 1);
-    EXPECT_TRUE(PumpUntil([&] { return PositionOf(panel) == beside; }))
-        << "at " << PositionOf(panel).x << "," << PositionOf(panel).y;
+    ASSERT_TRUE(PumpUntil([&] { return i2c->IsShownOnScreen() && spi->IsShownOnScreen(); }));
 
-    const wxPoint moved(beside.x + 150, beside.y + 70);
+    const wxRect host = host_->GetScreenRect();
+    EXPECT_EQ(PositionOf(i2c), wxPoint(host.GetRight() + 9, host.y)) << "beside the host, at its top";
+    const wxRect display = wxDisplay(static_cast<unsigned>(wxDisplay::GetFromWindow(host_))).GetClientArea();
+    for (const wxRect& panel : {i2c->GetScreenRect(), spi->GetScreenRect()}) {
+        EXPECT_TRUE(display.Contains(panel));
+        EXPECT_FALSE(panel.Intersects(host));
+    }
+    EXPECT_FALSE(i2c->GetScreenRect().Intersects(spi->GetScreenRect()));
+
+    const wxPoint moved = PositionOf(i2c) + wxPoint(150, 70);
     emu_->i2c->Move(moved.x, moved.y);
-    EXPECT_TRUE(PumpUntil([&] { return PositionOf(panel) == moved; }));
+    EXPECT_TRUE(PumpUntil([&] { return PositionOf(i2c) == moved; }));
     emu_->i2c->Hide();
     EXPECT_EQ(emu_->i2c->IsVisible(), 0);
     emu_->i2c->Show();
-    EXPECT_TRUE(PumpUntil([&] { return PositionOf(panel) == moved; }))
-        << "at " << PositionOf(panel).x << "," << PositionOf(panel).y;
+    EXPECT_TRUE(PumpUntil([&] { return PositionOf(i2c) == moved; }))
+        << "at " << PositionOf(i2c).x << "," << PositionOf(i2c).y;
+
+    delete emu_->i2c;
+    ASSERT_TRUE(PumpUntil([&] { return PanelOf(host_, I2CDlg_c::kTemplateId) == nullptr; }));
+    new Ferrow_I2C_c(emu_.get(), 0, 0);
+    ASSERT_NE(emu_->i2c, nullptr);
+    emu_->i2c->Show();
+    EXPECT_TRUE(PumpUntil([&] {
+        const FloatingDlg_c* again = PanelOf(host_, I2CDlg_c::kTemplateId);
+        return again != nullptr && again->IsShown() && PositionOf(again) == moved;
+    }));
 }
 
 TEST_F(FloatingPanel, CloseBoxAndButtonsHideThePanelWhichShowBringsBack) {
@@ -129,6 +150,7 @@ void CountRefresh(FloatingDlg_c*) {
 }
 
 TEST_F(FloatingPanel, RefreshFunctionRunsOffTheGuiThreadOnlyWhileShown) {
+    g_refreshCalls = 0;
     FloatingDlg_c panel(1, CWnd::FromHandle(Handle()));
     ASSERT_EQ(panel.Create(&CountRefresh, 1), 0);
     EXPECT_EQ(g_refreshCalls, 0);

@@ -34,7 +34,9 @@ FERROW_PANELS_API bool FerrowPanels_Install(wxWindow* host);
 
 // GUI thread. Undoes FerrowPanels_Install: the periodic timers stop, and
 // peripherals built afterwards get no panel. Panels already made stay until
-// their peripherals go. Destroy the emulators before calling it.
+// their peripherals go. The places the panels had are forgotten: panels of a
+// later installation open beside its host. Destroy the emulators before
+// calling it.
 FERROW_PANELS_API void FerrowPanels_Uninstall();
 
 // The handle of a window, for the emulator's constructor or the factories.

@@ -2,6 +2,12 @@
 // the host window, created hidden, placed beside its parent the first time it
 // is shown, and hidden (never destroyed) when the operator closes it.
 //
+// A panel opens where it was last in this session (a panel of the same
+// template and caption, such as one of a peripheral made again), else in the
+// first free place beside the host window, clear of the host and of the
+// panels on screen, and always inside the display's work area. A resizable
+// panel cannot be made smaller than its template.
+//
 // A derived panel passes its template number to the constructor, builds its
 // controls in OnInitDialog (in dialog units, with PlaceCtrl and
 // SetTemplateSize) and reaches its peripheral only inside WithPeripheral, so
@@ -41,8 +47,8 @@ public:
     virtual int Create(RefreshFn refreshFn, unsigned long periodMs);
     virtual int Create(CWnd* parentWnd, unsigned int templateId, RefreshFn refreshFn,
                        unsigned long periodMs);
-    // Shows and raises the panel, the first time at the parent's left edge,
-    // 40 pixels below its top. 0, or -1 if the refresh thread cannot start.
+    // Shows and raises the panel, the first time where it was last or beside
+    // the parent (see above). 0, or -1 if the refresh thread cannot start.
     virtual int Show(int priority);
     // Stops the refresh thread (waiting up to timeoutMs), then hides. 0.
     virtual int Hide(unsigned long timeoutMs);
@@ -57,6 +63,11 @@ public:
     virtual void UpdateItemText(int itemId, const wchar_t* text);
 
     using wxDialog::Show;
+
+    // Remembers the panel's place, then has the toolkit delete it once the
+    // events under way are handled, so that a handler of the panel may
+    // destroy it (through its peripheral) and still return into it.
+    bool Destroy() override;
 
     unsigned int TemplateId() const { return templateId_; }
     CWnd* ParentWnd() const { return parentWnd_; }
@@ -77,7 +88,8 @@ protected:
 
     // Places a child control at a rectangle given in dialog units.
     void PlaceCtrl(wxWindow* control, int x, int y, int width, int height);
-    // Sizes the client area to the template's size in dialog units.
+    // Sizes the client area to the template's size in dialog units, which
+    // is also the least size of a resizable panel.
     void SetTemplateSize(int width, int height);
 
 private:
@@ -92,11 +104,16 @@ private:
     void RefreshLoop();
 
     wxWindow* ParentWindow() const;
+    void PlaceFirstTime();
+    // Keeps the panel's place for its template and caption, once it has
+    // been shown.
+    void RememberPlace();
 
     CWnd* parentWnd_;
     unsigned int templateId_;
     wxIcon icon_;
     bool firstShow_ = true;
+    wxSize templateClient_;
     std::shared_ptr<ferrow::panels::PeripheralLink> link_;
 
     RefreshFn refreshFn_ = nullptr;
