@@ -33,10 +33,11 @@ public:
     // started all the same); -1 when started before.
     int Start(int argc, char** argv);
     // Advances virtual time by `ms` on the calling thread. Each emulator's
-    // loop runs once per pace ms from Start on and its periodic interrupt at
-    // its t_init period (a tick in manual time is skipped); at one instant
-    // the emulators run in the order of Add, each its interrupt before its
-    // loop. 0, or -1 before Start, after Stop, or from inside a Run. An
+    // loop runs once every pace ms, the first pace ms after Start, and its
+    // periodic interrupt every first-t_init period, each tick adding the
+    // latest period as the platform's timer does (a tick in manual time is
+    // skipped); at one instant the emulators run in the order of Add, each
+    // its interrupt before its loop. 0, or -1 before Start, after Stop, or from inside a Run. An
     // exception thrown by a firmware function leaves Run to its caller; the
     // next Run goes on from that instant.
     int Run(unsigned long ms);
