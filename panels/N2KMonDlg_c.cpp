@@ -9,6 +9,7 @@
 
 #include <ferrow/Ferrow_N2K_Mon_c.h>
 #include <ferrow/Ferrow_c.h>
+#include <ferrow/panels/CtrlAnchor.h>
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
@@ -25,6 +26,16 @@ using ferrow::peripherals::Peripheral;
 namespace {
 
 constexpr std::size_t kBatchMessages = 64;
+
+// The template, in dialog units: each list wide enough for a row's key, its
+// eight data bytes and its rate.
+constexpr int kWidth = 490;
+constexpr int kHeight = 191;
+constexpr int kListWidth = 230;
+constexpr int kListHeight = 130;
+constexpr int kButtonTop = 160;
+constexpr int kRxLeft = 10;
+constexpr int kTxLeft = kRxLeft + kListWidth + 10;
 
 int Take(Ferrow_N2K_Mon_c& monitor, bool receive, N2KMsg* msg) {
     return receive ? monitor.GetRxMsg(msg) : monitor.GetTxMsg(msg);
@@ -43,7 +54,9 @@ N2KMonDlg_c::N2KMonDlg_c(CWnd* parentWnd, Ferrow_N2K_Mon_c* monitor)
 
 N2KMonDlg_c::~N2KMonDlg_c() { timer_.Stop(); }
 
-long N2KMonDlg_c::TemplateStyle() const { return FloatingDlg_c::TemplateStyle() | wxMINIMIZE_BOX; }
+long N2KMonDlg_c::TemplateStyle() const {
+    return FloatingDlg_c::TemplateStyle() | wxRESIZE_BORDER | wxMINIMIZE_BOX;
+}
 
 int N2KMonDlg_c::TimerInterval() const { return timer_.IsRunning() ? timer_.GetInterval() : 0; }
 
@@ -59,6 +72,7 @@ void N2KMonDlg_c::OnInitDialog() {
 
     Bind(wxEVT_TIMER, &N2KMonDlg_c::OnTimer, this, kTimerId);
     Bind(wxEVT_SHOW, &N2KMonDlg_c::OnShown, this);
+    Bind(wxEVT_SIZE, &N2KMonDlg_c::OnSize, this);
     Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { ClearSide(rx_); }, kClearRxId);
     Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { ClearSide(tx_); }, kClearTxId);
     Bind(wxEVT_BUTTON, &N2KMonDlg_c::OnPause, this, kPauseId);
@@ -69,39 +83,87 @@ void N2KMonDlg_c::OnInitDialog() {
 }
 
 void N2KMonDlg_c::CreateControls() {
-    SetTemplateSize(417, 156);
-    CreateSide(rx_, 10, "RX PGN :", kRxCountId, kClearRxId, kRxListId);
-    CreateSide(tx_, 215, "TX PGN :", kTxCountId, kClearTxId, kTxListId);
+    SetTemplateSize(kWidth, kHeight);
+    CreateSide(rx_, kRxLeft, "RX PGN :", kRxCountId, kClearRxId, kRxListId);
+    CreateSide(tx_, kTxLeft, "TX PGN :", kTxCountId, kClearTxId, kTxListId);
     displayAllBox_ = new wxCheckBox(this, kDisplayAllId, "Monitor All PGN");
-    PlaceCtrl(displayAllBox_, 176, 2, 66, 10);
+    PlaceCtrl(displayAllBox_, 150, 1, 80, 11);
     auto* time = new wxStaticText(this, kTimeId, "Time", wxDefaultPosition, wxDefaultSize,
                                   wxALIGN_RIGHT | wxST_NO_AUTORESIZE);
-    PlaceCtrl(time, 330, 0, 80, 10);
+    PlaceCtrl(time, kWidth - 90, 0, 80, 10);
+    Anchor(time, Area::Whole, ANCHOR_PIN_TOP);
     pauseButton_ = new wxButton(this, kPauseId, "Pause");
-    PlaceCtrl(pauseButton_, 10, 125, 120, 25);
+    PlaceCtrl(pauseButton_, 10, kButtonTop, 120, 25);
     disconnectButton_ = new wxButton(this, kDisconnectId, "Disconnect");
-    PlaceCtrl(disconnectButton_, 140, 125, 70, 25);
+    PlaceCtrl(disconnectButton_, 140, kButtonTop, 70, 25);
     connectButton_ = new wxButton(this, kConnectId, "Connect");
-    PlaceCtrl(connectButton_, 210, 125, 70, 25);
+    PlaceCtrl(connectButton_, 210, kButtonTop, 70, 25);
+    for (wxWindow* button : {pauseButton_, disconnectButton_, connectButton_}) {
+        Anchor(button, Area::Whole, ANCHOR_PIN_LEFT);
+    }
     auto* close = new wxButton(this, wxID_OK, "Close");
-    PlaceCtrl(close, 355, 125, 55, 25);
+    PlaceCtrl(close, kWidth - 65, kButtonTop, 55, 25);
+    Anchor(close, Area::Whole, 0);
     close->SetDefault();
     auto* cancel = new wxButton(this, wxID_CANCEL, "Cancel");
-    PlaceCtrl(cancel, 295, 130, 50, 14);
+    PlaceCtrl(cancel, kWidth - 125, kButtonTop + 5, 50, 14);
     cancel->Hide();
     cancel->Disable();
 }
 
-// Each half lays out the same from its left edge `x`.
+// Each half lays out the same from its left edge `x` and keeps to its half
+// of the width when the panel is resized.
 void N2KMonDlg_c::CreateSide(Side& side, int x, const char* label, int countId, int clearId,
                              int listId) {
-    PlaceCtrl(new wxStaticText(this, wxID_ANY, label), x, 15, 32, 8);
+    const Area area = side.receive ? Area::Left : Area::Right;
+    const unsigned topLeft = ANCHOR_PIN_LEFT | ANCHOR_PIN_TOP;
+    auto* heading = new wxStaticText(this, wxID_ANY, label);
+    PlaceCtrl(heading, x, 15, 32, 8);
+    Anchor(heading, area, topLeft);
     side.count = new wxTextCtrl(this, countId, wxString(), wxDefaultPosition, wxDefaultSize,
                                 wxTE_READONLY | wxTE_RIGHT);
     PlaceCtrl(side.count, x + 35, 12, 50, 12);
-    PlaceCtrl(new wxButton(this, clearId, "Clear"), x + 85, 13, 45, 10);
+    Anchor(side.count, area, topLeft);
+    auto* clear = new wxButton(this, clearId, "Clear");
+    PlaceCtrl(clear, x + 85, 13, 45, 10);
+    Anchor(clear, area, topLeft);
     side.list = new WxPgnList(this, listId);
-    PlaceCtrl(side.list, x, 25, 195, 95);
+    PlaceCtrl(side.list, x, 25, kListWidth, kListHeight);
+    Anchor(side.list, area, ANCHOR_STRETCH_X | ANCHOR_STRETCH_Y);
+}
+
+wxRect N2KMonDlg_c::AreaRect(Area area) const {
+    const wxSize client = GetClientSize();
+    const int half = client.x / 2;
+    switch (area) {
+        case Area::Left:
+            return {0, 0, half, client.y};
+        case Area::Right:
+            return {half, 0, client.x - half, client.y};
+        case Area::Whole:
+            break;
+    }
+    return {wxPoint(), client};
+}
+
+// The margins a control keeps on resizing, as CtrlAnchor's, but taken from
+// its area rather than the whole client area.
+void N2KMonDlg_c::Anchor(wxWindow* control, Area area, unsigned flags) {
+    const wxRect within = AreaRect(area);
+    const wxRect rect = control->GetRect();
+    anchored_.push_back({control, area, flags,
+                         {rect.x - within.x, rect.y - within.y, within.GetRight() - rect.GetRight(),
+                          within.GetBottom() - rect.GetBottom()}});
+}
+
+void N2KMonDlg_c::OnSize(wxSizeEvent& event) {
+    event.Skip();
+    for (const Anchored& a : anchored_) {
+        const wxRect within = AreaRect(a.area);
+        wxRect placed = AnchorRect(within.GetSize(), a.control->GetSize(), a.margins, a.flags, nullptr);
+        placed.Offset(within.GetPosition());
+        a.control->SetSize(placed);
+    }
 }
 
 void N2KMonDlg_c::LoadDisplayPeriod() {
@@ -116,9 +178,13 @@ void N2KMonDlg_c::LoadDisplayPeriod() {
 
 void N2KMonDlg_c::RefreshLists() {
     if (paused_) return;
-    const double seconds = static_cast<double>(ferrow::platform::ProcessClock::Ms64()) / 1000.0;
-    UpdateItemText(kTimeId, wxString::Format("%0.1f", seconds).wc_str());
-    if (ListStore(rx_)) ListStore(tx_);
+    const uint64_t ms = ferrow::platform::ProcessClock::Ms64();
+    UpdateItemText(kTimeId, wxString::Format("%0.1f", static_cast<double>(ms) / 1000.0).wc_str());
+    if (!ListStore(rx_) || !ListStore(tx_)) return;
+    // In the 10 ms ticks of the message time stamps.
+    const auto ticks = static_cast<uint32_t>(ms / 10);
+    pgn_->Age(rx_.list, ticks);
+    pgn_->Age(tx_.list, ticks);
 }
 
 // A batch at a time, so that neither the buffer nor the time the link holds
@@ -149,15 +215,29 @@ void N2KMonDlg_c::ClearSide(Side& side) {
 }
 
 void N2KMonDlg_c::UpdateButtons() {
-    bool gateway = false;
-    bool connected = false;
-    WithPeripheral([&] {
-        Ferrow_c* emulator = Peripheral::EmulatorOf(monitor_);
-        gateway = emulator != nullptr && emulator->useGateway == 1;
-        connected = gateway && emulator->IsConnected() != 0;
-    });
+    Ferrow_c* emulator = nullptr;
+    WithPeripheral([&] { emulator = Peripheral::EmulatorOf(monitor_); });
+    const bool gateway = emulator != nullptr && emulator->useGateway == 1;
+    const bool connected = gateway && emulator->IsConnected() != 0;
     connectButton_->Enable(gateway && !connected);
     disconnectButton_->Enable(gateway && connected);
+}
+
+void N2KMonDlg_c::Connection(bool connect) {
+    Ferrow_c* emulator = nullptr;
+    WithPeripheral([&] {
+        if (connect) {
+            monitor_->ClearRxMsg();
+            monitor_->ClearTxMsg();
+        }
+        emulator = Peripheral::EmulatorOf(monitor_);
+    });
+    if (emulator != nullptr && connect) {
+        emulator->Connect();
+    } else if (emulator != nullptr) {
+        emulator->DisConnect();
+    }
+    UpdateButtons();
 }
 
 void N2KMonDlg_c::OnTimer(wxTimerEvent&) { RefreshLists(); }
@@ -167,21 +247,9 @@ void N2KMonDlg_c::OnPause(wxCommandEvent&) {
     pauseButton_->SetLabel(paused_ ? "Continue" : "Pause");
 }
 
-void N2KMonDlg_c::OnConnect(wxCommandEvent&) {
-    WithPeripheral([this] {
-        monitor_->ClearRxMsg();
-        monitor_->ClearTxMsg();
-        if (Ferrow_c* emulator = Peripheral::EmulatorOf(monitor_)) emulator->Connect();
-    });
-    UpdateButtons();
-}
+void N2KMonDlg_c::OnConnect(wxCommandEvent&) { Connection(true); }
 
-void N2KMonDlg_c::OnDisconnect(wxCommandEvent&) {
-    WithPeripheral([this] {
-        if (Ferrow_c* emulator = Peripheral::EmulatorOf(monitor_)) emulator->DisConnect();
-    });
-    UpdateButtons();
-}
+void N2KMonDlg_c::OnDisconnect(wxCommandEvent&) { Connection(false); }
 
 void N2KMonDlg_c::OnDisplayAll(wxCommandEvent&) {
     const int on = displayAllBox_->GetValue() ? 1 : 0;

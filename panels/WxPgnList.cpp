@@ -26,12 +26,14 @@ WxPgnList::WxPgnList(wxWindow* parent, wxWindowID id)
 void WxPgnList::SetColumns(const std::vector<Column>& columns) {
     DeleteAllColumns();
     // Digits are wider than the font's average character, and the list draws
-    // its cell margins inside the column: without the extra character a full
-    // column of digits ends in an ellipsis.
+    // its cell margins inside the column: a column as wide as its text alone
+    // ends that text in an ellipsis.
     const int charWidth = std::max(GetCharWidth(), GetTextExtent("0").x);
+    const int margins = 2 * charWidth + 4;
     for (const Column& column : columns) {
-        AppendColumn(wxString::FromUTF8(column.heading), FormatOf(column.align),
-                     (column.widthChars + 1) * charWidth);
+        const wxString heading = wxString::FromUTF8(column.heading);
+        const int text = std::max(column.widthChars * charWidth, GetTextExtent(heading).x);
+        AppendColumn(heading, FormatOf(column.align), text + margins);
     }
     columns_ = columns.size();
 }

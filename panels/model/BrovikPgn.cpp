@@ -7,21 +7,22 @@ namespace {
 
 using Align = PgnListView::Align;
 
-// Number columns are right-aligned so digits line up; the data column is
-// last because it is the widest and the one least often read in full.
+// Number columns are right-aligned so digits line up. The data column holds
+// the eight bytes of a single frame; longer payloads go on past its edge, to
+// be read by widening it.
 const std::vector<PgnListView::Column>& Columns() {
     static const std::vector<PgnListView::Column> columns = [] {
         std::vector<PgnListView::Column> c(PgnRowTable::kColumns);
-        c[PgnRowTable::kPgn] = {"PGN", Align::Right, 7};
+        c[PgnRowTable::kPgn] = {"PGN", Align::Right, 6};
+        c[PgnRowTable::kSource] = {"Src", Align::Right, 3};
+        c[PgnRowTable::kDestination] = {"Dst", Align::Right, 3};
+        c[PgnRowTable::kData] = {"Data", Align::Left, 23};
+        c[PgnRowTable::kRate] = {"Rate/s", Align::Right, 6};
         c[PgnRowTable::kName] = {"Name", Align::Left, 26};
-        c[PgnRowTable::kSource] = {"Src", Align::Right, 4};
-        c[PgnRowTable::kDestination] = {"Dst", Align::Right, 4};
-        c[PgnRowTable::kPriority] = {"Pri", Align::Right, 3};
         c[PgnRowTable::kCount] = {"Count", Align::Right, 8};
-        c[PgnRowTable::kRate] = {"Rate/s", Align::Right, 7};
-        c[PgnRowTable::kLength] = {"Len", Align::Right, 5};
-        c[PgnRowTable::kManufacturer] = {"Mfr", Align::Right, 5};
-        c[PgnRowTable::kData] = {"Data", Align::Left, 48};
+        c[PgnRowTable::kPriority] = {"Pri", Align::Right, 3};
+        c[PgnRowTable::kLength] = {"Len", Align::Right, 4};
+        c[PgnRowTable::kManufacturer] = {"Mfr", Align::Right, 4};
         return c;
     }();
     return columns;
@@ -57,6 +58,12 @@ void BrovikPgn::AddToList(PgnListView& list, const N2KMsg& msg) {
     for (int row : change.rateRows) {
         list.SetCell(row, PgnRowTable::kRate, table.Cell(row, PgnRowTable::kRate));
     }
+}
+
+void BrovikPgn::AgeList(PgnListView& list, uint32_t local) {
+    PgnRowTable& table = TableFor(list);
+    if (static_cast<std::size_t>(list.RowCount()) != table.Rows()) return;
+    for (int row : table.AgeAt(local)) list.SetCell(row, PgnRowTable::kRate, table.Cell(row, PgnRowTable::kRate));
 }
 
 // From the last row, which a list removes without moving the others.

@@ -31,6 +31,14 @@ public:
         if (list != nullptr && msg != nullptr) AddToList(View(list), *msg);
     }
 
+    // Moves the list's time on to `local`, the window's own clock in 10 ms
+    // ticks, so that the rate of a group that stopped falls to 0. Called at
+    // the window's period.
+    template <class List>
+    void Age(List* list, uint32_t local) {
+        if (list != nullptr) AgeList(View(list), local);
+    }
+
     // Empties the list and forgets its rows, for the window's Clear buttons.
     template <class List>
     void Clear(List* list) {
@@ -50,6 +58,7 @@ private:
 
     void InitList(ferrow::panels::PgnListView& list);
     void AddToList(ferrow::panels::PgnListView& list, const N2KMsg& msg);
+    void AgeList(ferrow::panels::PgnListView& list, uint32_t local);
     void ClearList(ferrow::panels::PgnListView& list);
     ferrow::panels::PgnRowTable& TableFor(const ferrow::panels::PgnListView& list);
 

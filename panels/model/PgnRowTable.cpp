@@ -59,7 +59,24 @@ std::vector<int> PgnRowTable::Age(uint32_t now) {
     return changed;
 }
 
+std::vector<int> PgnRowTable::AgeAt(uint32_t local) {
+    if (!started_) return {};
+    if (!anchored_ || clock_ != anchorClock_) {
+        anchored_ = true;
+        anchorClock_ = clock_;
+        anchorLocal_ = local;
+        return {};
+    }
+    const uint32_t elapsed = local - anchorLocal_;
+    if (static_cast<int32_t>(elapsed) <= 0) return {};
+    std::vector<int> changed = Age(clock_ + elapsed);
+    anchorClock_ = clock_;
+    anchorLocal_ = local;
+    return changed;
+}
+
 void PgnRowTable::Clear() {
+    anchored_ = false;
     rows_.clear();
     evictions_ = 0;
     updates_ = 0;

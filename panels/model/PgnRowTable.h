@@ -23,18 +23,19 @@ namespace ferrow::panels {
 
 class PgnRowTable {
 public:
-    // In the order shown: what a narrow list must not hide comes first.
+    // In the order shown: what a narrow list must not hide comes first, and
+    // the data bytes are read beside the key they belong to.
     enum Column : int {
         kPgn,
         kSource,
         kDestination,
-        kCount,
+        kData,
         kRate,
         kName,
+        kCount,
         kPriority,
         kLength,
         kManufacturer,
-        kData,
         kColumns
     };
 
@@ -71,6 +72,12 @@ public:
     Change Add(const N2KMsg& msg, uint32_t now);
     // Moves time on without a message; returns the rows whose rate changed.
     std::vector<int> Age(uint32_t now);
+    // Ages by what `local`, any clock of the caller in 10 ms ticks, has moved
+    // on since the last call, counted from the latest time seen: so rates
+    // fall when messages stop, whatever clock stamped them. The first call
+    // after time moved by a message only notes the two clocks. Returns the
+    // rows whose rate changed.
+    std::vector<int> AgeAt(uint32_t local);
     // Forgets every row, the evictions and the time.
     void Clear();
 
@@ -122,6 +129,10 @@ private:
     uint32_t clock_ = 0;
     uint32_t secondStart_ = 0;
     uint64_t second_ = 0;
+    // The latest time seen and the caller's clock when AgeAt last saw it.
+    bool anchored_ = false;
+    uint32_t anchorClock_ = 0;
+    uint32_t anchorLocal_ = 0;
 };
 
 }  // namespace ferrow::panels

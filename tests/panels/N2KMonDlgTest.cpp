@@ -4,6 +4,7 @@
 #include "PanelsHost.h"
 
 #include "panels/model/PgnRowTable.h"
+#include "platform/ProcessClock.h"
 #include "tests/support/TempDir.h"
 
 #include <ferrow/ferrow.h>
@@ -21,6 +22,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace ferrow::panels::test {
 namespace {
@@ -191,26 +194,30 @@ protected:
     N2KMonDlg_c* panel_ = nullptr;
 };
 
-TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnits) {
+TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnitsAndEachListTakesHalfOfAResize) {
     EXPECT_EQ(panel_->GetTitle(), "N2K Monitor");
-    EXPECT_EQ(panel_->GetClientSize(), panel_->ConvertDialogToPixels(wxSize(417, 156)));
-    EXPECT_EQ(panel_->GetWindowStyle() & wxRESIZE_BORDER, 0);
+    const wxSize client = panel_->ConvertDialogToPixels(wxSize(490, 191));
+    EXPECT_EQ(panel_->GetClientSize(), client);
+    EXPECT_NE(panel_->GetWindowStyle() & wxRESIZE_BORDER, 0);
     const struct {
         int id;
         wxRect units;
+        // How far it moves and grows when the panel grows by 2 x 1.
+        wxPoint moves;
+        wxSize grows;
     } placed[] = {
-        {N2KMonDlg_c::kRxCountId, {45, 12, 50, 12}},
-        {N2KMonDlg_c::kClearRxId, {95, 13, 45, 10}},
-        {N2KMonDlg_c::kRxListId, {10, 25, 195, 95}},
-        {N2KMonDlg_c::kDisplayAllId, {176, 2, 66, 10}},
-        {N2KMonDlg_c::kTxCountId, {250, 12, 50, 12}},
-        {N2KMonDlg_c::kClearTxId, {300, 13, 45, 10}},
-        {N2KMonDlg_c::kTxListId, {215, 25, 195, 95}},
-        {N2KMonDlg_c::kTimeId, {330, 0, 80, 10}},
-        {N2KMonDlg_c::kPauseId, {10, 125, 120, 25}},
-        {N2KMonDlg_c::kDisconnectId, {140, 125, 70, 25}},
-        {N2KMonDlg_c::kConnectId, {210, 125, 70, 25}},
-        {wxID_OK, {355, 125, 55, 25}},
+        {N2KMonDlg_c::kRxCountId, {45, 12, 50, 12}, {0, 0}, {0, 0}},
+        {N2KMonDlg_c::kClearRxId, {95, 13, 45, 10}, {0, 0}, {0, 0}},
+        {N2KMonDlg_c::kRxListId, {10, 25, 230, 130}, {0, 0}, {1, 1}},
+        {N2KMonDlg_c::kDisplayAllId, {150, 1, 80, 11}, {0, 0}, {0, 0}},
+        {N2KMonDlg_c::kTxCountId, {285, 12, 50, 12}, {1, 0}, {0, 0}},
+        {N2KMonDlg_c::kClearTxId, {335, 13, 45, 10}, {1, 0}, {0, 0}},
+        {N2KMonDlg_c::kTxListId, {250, 25, 230, 130}, {1, 0}, {1, 1}},
+        {N2KMonDlg_c::kTimeId, {400, 0, 80, 10}, {2, 0}, {0, 0}},
+        {N2KMonDlg_c::kPauseId, {10, 160, 120, 25}, {0, 1}, {0, 0}},
+        {N2KMonDlg_c::kDisconnectId, {140, 160, 70, 25}, {0, 1}, {0, 0}},
+        {N2KMonDlg_c::kConnectId, {210, 160, 70, 25}, {0, 1}, {0, 0}},
+        {wxID_OK, {425, 160, 55, 25}, {2, 1}, {0, 0}},
     };
     for (const auto& control : placed) {
         wxWindow* window = panel_->FindWindow(control.id);
@@ -228,6 +235,33 @@ TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnits) {
     EXPECT_EQ(RxList()->GetColumnCount(), PgnRowTable::kColumns);
     EXPECT_EQ(TxList()->GetColumnCount(), PgnRowTable::kColumns);
     EXPECT_EQ(panel_->TimerInterval(), 100) << "without a configured period";
+
+    // Grown by 200 x 100, each half takes 100 of the width.
+    std::vector<wxRect> before;
+    for (const auto& control : placed) before.push_back(panel_->FindWindow(control.id)->GetRect());
+    panel_->SetClientSize(client + wxSize(200, 100));
+    ASSERT_TRUE(PumpUntil([&] { return TxList()->GetSize() == before[6].GetSize() + wxSize(100, 100); }));
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const auto& control = placed[i];
+        const wxRect expected(before[i].GetPosition() + wxPoint(100 * control.moves.x, 100 * control.moves.y),
+                              before[i].GetSize() + wxSize(100 * control.grows.x, 100 * control.grows.y));
+        EXPECT_EQ(panel_->FindWindow(control.id)->GetRect(), expected) << control.id;
+    }
+    // It shrinks no smaller than its template.
+    panel_->SetClientSize(wxSize(100, 50));
+    ASSERT_TRUE(PumpUntil([&] { return panel_->GetClientSize() == client; }))
+        << panel_->GetClientSize().x << "x" << panel_->GetClientSize().y;
+    EXPECT_EQ(RxList()->GetRect(), before[2]);
+}
+
+// The text of a cell fits its column, and the column lies within what the
+// list shows without scrolling.
+void ExpectShownWhole(wxListCtrl* list, int row, int column) {
+    const wxString text = list->GetItemText(row, column);
+    EXPECT_LT(list->GetTextExtent(text).x, list->GetColumnWidth(column)) << "'" << text << "'";
+    int right = 0;
+    for (int c = 0; c <= column; ++c) right += list->GetColumnWidth(c);
+    EXPECT_LE(right, list->GetClientSize().x) << "column " << column;
 }
 
 TEST_F(N2KMonPanel, EachSideListsItsTrafficOneRowPerSenderAndGroupAndClearsAlone) {
@@ -242,6 +276,11 @@ TEST_F(N2KMonPanel, EachSideListsItsTrafficOneRowPerSenderAndGroupAndClearsAlone
     EXPECT_EQ(CountCell(TxList(), kPositionRapid, kFirmwareAddress), "1");
     EXPECT_EQ(RxList()->GetItemCount(), 1);
     EXPECT_EQ(CountCell(RxList(), kWind, kPeerAddress), "2");
+    EXPECT_EQ(RxList()->GetItemText(0, PgnRowTable::kData), "00 01 02 03 04 05 06 07");
+    for (int column = 0; column <= PgnRowTable::kRate; ++column) {
+        SCOPED_TRACE(column);
+        ExpectShownWhole(RxList(), 0, column);
+    }
 
     FirmwareSends(kHeading, 1);
     ASSERT_TRUE(PumpUntil([&] { return TxCount() == "5 "; }));
@@ -283,6 +322,29 @@ TEST_F(N2KMonPanel, ASelectedRowStaysWithItsSenderAsRowsComeAboveAndGoesOnClear)
     PeerSends(kWind, 1);
     ASSERT_TRUE(PumpUntil([&] { return RxList()->GetItemCount() == 1; }));
     EXPECT_EQ(selectedRow(), -1) << "the selection went with its row";
+}
+
+// The panel's clock is the process clock, here a simulated one that the
+// test moves: the rate falls to 0.0 within the rate window once the group
+// stops.
+TEST_F(N2KMonPanel, ARateFallsToZeroWhenItsGroupStops) {
+    const auto clock = std::make_shared<ferrow::platform::VirtualClock>();
+    clock->Set(1000000);
+    const ferrow::platform::ProcessClock::Binding simulated(clock);
+    N2KMsg msg = Message(kWind, kPeerAddress);
+    for (uint32_t tick = 0; tick < 300; tick += 10) {
+        msg.timeStamp = 5000 + tick;
+        ASSERT_EQ(emu_->n2kGen->PutMsg(&msg, 0), 1);
+    }
+    ASSERT_TRUE(PumpUntil([&] { return RxCount() == "30 "; }));
+    const auto rate = [&] { return RxList()->GetItemText(0, PgnRowTable::kRate); };
+    EXPECT_EQ(rate(), "10.0");
+    ASSERT_TRUE(PumpTicks(panel_, 2));
+    EXPECT_EQ(rate(), "10.0") << "the clock stood still";
+
+    clock->Set(1000000 + 6000);
+    EXPECT_TRUE(PumpUntil([&] { return rate() == "0.0"; })) << rate();
+    EXPECT_EQ(ControlOf<wxStaticText>(panel_, N2KMonDlg_c::kTimeId)->GetLabel(), "1006.0");
 }
 
 TEST_F(N2KMonPanel, ConnectDiscardsStoredCopiesAndTheButtonsFollowTheConnection) {
@@ -385,11 +447,26 @@ protected:
     int firmwareArg_ = 0;
 };
 
-TEST_F(FirmwareConnection, LeavesConnectAndDisconnectDisabled) {
+// The firmware's connect function deletes the monitor on another thread and
+// waits for it: the panel holds nothing of the monitor while connecting.
+Ferrow_c* g_connecting = nullptr;
+
+int ConnectDeletingTheMonitor() {
+    std::thread([] { delete g_connecting->n2kMon; }).join();
+    return 0;
+}
+
+TEST_F(FirmwareConnection, LeavesConnectAndDisconnectDisabledAndConnectsWithoutAHold) {
     ASSERT_EQ(emu_->useGateway, 0);
     emu_->n2kMon->Show();
     ASSERT_TRUE(PumpUntil([&] { return panel_->IsShown(); }));
     EXPECT_EQ(ConnectButtons(), std::make_pair(false, false));
+
+    g_connecting = emu_.get();
+    ASSERT_EQ(emu_->SetConnectFunction(&ConnectDeletingTheMonitor), 0);
+    Press(panel_, N2KMonDlg_c::kConnectId);
+    EXPECT_EQ(emu_->n2kMon, nullptr);
+    EXPECT_TRUE(PumpUntil([&] { return PanelOf(host_, N2KMonDlg_c::kTemplateId) == nullptr; }));
 }
 
 TEST_F(N2KMonPanel, CloseEscapeAndTheCloseBoxHideBothPanelsAndTheTimerRunsOn) {

@@ -3,7 +3,11 @@
 // a parameter group, each side with its count and a Clear button; a clock,
 // Pause, the gateway's Connect and Disconnect, and "Monitor All PGN", which
 // switches the emulator's dispAllPgn. Its timer empties the monitor's stores
-// into the lists every display period, whether the panel is shown or not.
+// into the lists every display period, whether the panel is shown or not,
+// and moves the rates on, so a group that stopped falls to 0.0/s.
+//
+// Each list shows a row's key, its data bytes and its rate at the default
+// size; the panel is resizable, each list taking half the width.
 #pragma once
 
 #include <ferrow/N2KMsg.h>
@@ -20,6 +24,7 @@ class wxButton;
 class wxCheckBox;
 class wxCommandEvent;
 class wxShowEvent;
+class wxSizeEvent;
 class wxTextCtrl;
 
 namespace ferrow::panels {
@@ -60,10 +65,19 @@ public:
 
 protected:
     void OnInitDialog() override;
-    // Fixed size, with a minimise box.
+    // Resizable, with a minimise box.
     long TemplateStyle() const override;
 
 private:
+    // The part of the client area a control keeps its margins in.
+    enum class Area { Whole, Left, Right };
+    struct Anchored {
+        wxWindow* control;
+        Area area;
+        unsigned flags;
+        int margins[4];
+    };
+
     // What differs between the receive and the transmit half.
     struct Side {
         // The receive store, else the transmit store.
@@ -75,6 +89,11 @@ private:
     void CreateControls();
     void CreateSide(Side& side, int x, const char* label, int countId, int clearId, int listId);
     void LoadDisplayPeriod();
+    void Anchor(wxWindow* control, Area area, unsigned flags);
+    wxRect AreaRect(Area area) const;
+    // The emulator's Connect or DisConnect, outside the monitor's link, since
+    // a gateway may take its time.
+    void Connection(bool connect);
     void UpdateButtons();
     // Empties the side's store into its list and shows the count; false
     // when the monitor has gone.
@@ -87,6 +106,7 @@ private:
     void OnDisconnect(wxCommandEvent& event);
     void OnDisplayAll(wxCommandEvent& event);
     void OnShown(wxShowEvent& event);
+    void OnSize(wxSizeEvent& event);
 
     Ferrow_N2K_Mon_c* monitor_;
     std::unique_ptr<BrovikPgn> pgn_;
@@ -96,6 +116,7 @@ private:
     Side tx_;
     // Messages copied out of a store, listed after the copy.
     std::vector<N2KMsg> batch_;
+    std::vector<Anchored> anchored_;
 
     wxCheckBox* displayAllBox_ = nullptr;
     wxButton* pauseButton_ = nullptr;

@@ -91,8 +91,13 @@ TEST(BrovikPgn, KeepsTheListEqualToItsTableThroughEvictionsAndAgeing) {
         N2KMsg msg = Msg(126990 + (state >> 24) % 12, static_cast<uint8_t>((state >> 16) % 3), i * 3,
                          static_cast<uint8_t>(state >> 8));
         pgn.add_pgn_list(&list, &msg);
+        // The window's own clock runs at another pace than the stamps.
+        if (i % 7 == 0) pgn.Age(&list, i * 5);
         ASSERT_NO_FATAL_FAILURE(ExpectMirrors(list, *pgn.TableOf(&list)));
     }
+    for (uint32_t local = 15000; local < 16000; local += 10) pgn.Age(&list, local);
+    ExpectMirrors(list, *pgn.TableOf(&list));
+    EXPECT_EQ(list.rows[0][PgnRowTable::kRate], "0.0") << "traffic stopped";
     EXPECT_EQ(list.RowCount(), 8);
     EXPECT_GT(pgn.TableOf(&list)->Evictions(), 0u);
 }
@@ -123,6 +128,7 @@ TEST(BrovikPgn, IgnoresNullsAndRestartsAListEmptiedBehindItsBack) {
     pgn.add_pgn_list(static_cast<RowList*>(nullptr), &first);
     pgn.add_pgn_list(&list, static_cast<N2KMsg*>(nullptr));
     pgn.Clear(static_cast<RowList*>(nullptr));
+    pgn.Age(static_cast<RowList*>(nullptr), 100);
     EXPECT_EQ(list.RowCount(), 0);
 
     pgn.add_pgn_list(&list, &first);

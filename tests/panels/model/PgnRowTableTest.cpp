@@ -158,6 +158,33 @@ TEST(PgnRowTable, RateIsTheMeanOfTheLastWholeSecondsAndDecays) {
     }
 }
 
+// The window ages on its own clock, which need not be the one that stamped
+// the messages (a simulated clock, a replayed log): time runs on from the
+// latest stamp at the window's pace, and a message brings it back in step.
+TEST(PgnRowTable, AgeAtRunsOnFromTheLatestStampAtTheCallersPace) {
+    for (const uint32_t stamps : {0u, 4294967200u}) {
+        SCOPED_TRACE(stamps);
+        PgnRowTable table;
+        EXPECT_TRUE(table.AgeAt(7).empty()) << "no time before the first message";
+        for (uint32_t tick = 0; tick < 300; tick += 10) table.Add(Msg(127250, 1), stamps + tick);
+        ASSERT_EQ(table.Cell(0, PgnRowTable::kRate), "10.0");
+
+        const uint32_t local = 123456;
+        EXPECT_TRUE(table.AgeAt(local).empty()) << "notes the clocks only";
+        EXPECT_TRUE(table.AgeAt(local + 5).empty()) << "second 2 still under way";
+        EXPECT_EQ(table.AgeAt(local + 110), std::vector<int>{0});
+        EXPECT_EQ(table.Cell(0, PgnRowTable::kRate), "6.7");  // 10, 10, 0
+
+        // A message moves time itself; the next call only notes the clocks
+        // again rather than adding the 8 s the caller's clock moved.
+        table.Add(Msg(127250, 1), stamps + 405);
+        EXPECT_TRUE(table.AgeAt(local + 900).empty());
+        EXPECT_EQ(table.Cell(0, PgnRowTable::kRate), "6.7");
+        table.AgeAt(local + 1500);
+        EXPECT_EQ(table.Cell(0, PgnRowTable::kRate), "0.0") << "six seconds later";
+    }
+}
+
 TEST(PgnRowTable, ReportsOtherRowsWhoseRateChangedByTheirIndexAfterTheInsertion) {
     PgnRowTable table;
     table.Add(Msg(127250, 1), 0);
