@@ -3,12 +3,14 @@
 // what the panel sends, the panel driven through its controls.
 #include "PanelsHost.h"
 
+#include "platform/ProcessClock.h"
 #include "tests/support/TempDir.h"
 
 #include <ferrow/ferrow.h>
 #include <ferrow/panels/SerialDlg_c.h>
 
 #include <wx/button.h>
+#include <wx/clipbrd.h>
 #include <wx/listbox.h>
 #include <wx/textctrl.h>
 #include <wx/uiaction.h>
@@ -92,14 +94,17 @@ protected:
                   static_cast<int>(bytes.size()));
     }
 
-    // The log's entries as the bytes the firmware sent.
+    // The log's entries as UTF-8.
     std::vector<std::string> Entries() const {
         std::vector<std::string> entries;
-        for (const wxString& entry : log_->GetStrings()) {
-            const wxCharBuffer bytes = entry.To8BitData();
-            entries.emplace_back(bytes.data(), bytes.length());
-        }
+        for (const wxString& entry : log_->GetStrings()) entries.push_back(entry.utf8_string());
         return entries;
+    }
+
+    std::vector<int> Selected() const {
+        wxArrayInt selected;
+        log_->GetSelections(selected);
+        return {selected.begin(), selected.end()};
     }
 
     // Runs the GUI thread until the log lists `expected`.
@@ -167,7 +172,7 @@ TEST_F(SerialPanel, TheLogReadsLineFeedCarriageReturnAndBackspaceAsATeletype) {
         {"BS at the end erases nothing", "ab\b\n", {"ab"}},
         {"BS at column 0 leaves a mark", "\bab\n", {"^Gab"}},
         {"other controls show", "x\ty\x1b\n", {"x       y^["}},
-        {"each byte is one character", "\xe9\xb0\n", {"\xe9\xb0"}},
+        {"UTF-8 is text, other bytes show in hex", "21\xc2\xb0" "C \xe9\n", {"21\xc2\xb0" "C \\xE9"}},
         {"cut at 1024, the rest pending", long1030,
          {long1030.substr(0, 1024), long1030.substr(1024)}},
     };
@@ -185,7 +190,7 @@ TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceReplacedWhenItEndsAndOutlivesCle
     ExpectLog({"abc"});
     Transmit("def\n");
     ExpectLog({"abcdef"});
-    EXPECT_EQ(log_->GetSelection(), 0) << "the newest entry is selected";
+    EXPECT_EQ(Selected(), std::vector<int>{0}) << "the newest entry is selected";
 
     Transmit("load 5%\r");
     ExpectLog({"abcdef", "load 5%"});
@@ -196,7 +201,7 @@ TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceReplacedWhenItEndsAndOutlivesCle
     }
     Transmit("done   \nnext");
     ExpectLog({"abcdef", "done   %", "next"});
-    EXPECT_EQ(log_->GetSelection(), 2);
+    EXPECT_EQ(Selected(), std::vector<int>{2});
 
     Press(panel_, SerialDlg_c::kClearId);
     EXPECT_TRUE(log_->IsEmpty());
@@ -204,6 +209,86 @@ TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceReplacedWhenItEndsAndOutlivesCle
     EXPECT_TRUE(log_->IsEmpty()) << "nothing comes back without new bytes";
     Transmit("!\n");
     ExpectLog({"next!"});
+}
+
+// A character cut between two refreshes shows whole once its end comes.
+TEST_F(SerialPanel, ACharacterCutBetweenRefreshesShowsWhole) {
+    Transmit("T 21\xc2");
+    ExpectLog({"T 21"});
+    Transmit("\xb0" "C");
+    ExpectLog({"T 21\xc2\xb0" "C"});
+}
+
+TEST_F(SerialPanel, ReadsLikeATerminalWithTimeStampsAndHexOnDemand) {
+    EXPECT_TRUE(log_->GetFont().IsFixedWidth());
+    EXPECT_GE(log_->GetClientSize().x, 80 * log_->GetTextExtent("0").x) << "80 columns";
+
+    const auto clock = std::make_shared<ferrow::platform::VirtualClock>();
+    clock->Set(12345);
+    const ferrow::platform::ProcessClock::Binding simulated(clock);
+    Transmit("boot\nhalf");
+    ExpectLog({"boot", "half"});
+    Tick(panel_, SerialDlg_c::kTimeStampsId, true);
+    EXPECT_EQ(Entries().back(), "[   12.345] half") << "the unfinished line follows at once";
+    clock->Set(14000);
+    Transmit(" done\n");
+    ExpectLog({"boot", "[   12.345] half done"});
+
+    Tick(panel_, SerialDlg_c::kHexId, true);
+    Transmit(std::string("OK\r\n\0\x01\xff", 7));
+    EXPECT_TRUE(PumpUntil([&] { return Entries().size() == 3; }));
+    const std::string row = Entries().back();
+    EXPECT_EQ(row.substr(0, 33), "[   14.000] 4F 4B 0D 0A 00 01 FF ") << row;
+    EXPECT_EQ(row.substr(row.size() - 9), "|OK.....|") << row;
+
+    Tick(panel_, SerialDlg_c::kHexId, false);
+    Tick(panel_, SerialDlg_c::kTimeStampsId, false);
+    Transmit("text\n");
+    EXPECT_TRUE(PumpUntil([&] { return Entries().back() == "text"; }));
+    EXPECT_EQ(Entries().size(), 4u) << "the hex line ended when the view changed";
+}
+
+// Selecting holds the view; Copy and Ctrl+C in the log copy the selection.
+TEST_F(SerialPanel, SelectedLinesAreCopiedAndASelectionHoldsTheView) {
+    Transmit("one\ntwo\nthree\n");
+    ExpectLog({"one", "two", "three"});
+    EXPECT_EQ(Selected(), std::vector<int>{2});
+    log_->DeselectAll();
+    log_->SetSelection(0);
+    log_->SetSelection(1);
+    Transmit("four\n");
+    ExpectLog({"one", "two", "three", "four"});
+    EXPECT_EQ(Selected(), (std::vector<int>{0, 1})) << "the operator's selection stays";
+
+    const auto clipboard = [] {
+        wxTextDataObject text;
+        wxClipboardLocker open;
+        return !!open && wxTheClipboard->GetData(text) ? text.GetText() : wxString("none");
+    };
+    Press(panel_, SerialDlg_c::kCopyId);
+    EXPECT_EQ(clipboard(), "one\ntwo");
+
+    ShowPanel();
+    log_->SetFocus();
+    ASSERT_TRUE(PumpUntil([&] { return log_->HasFocus(); }));
+    log_->DeselectAll();
+    log_->SetSelection(2);
+    wxUIActionSimulator keys;
+    keys.Char('c', wxMOD_CONTROL);
+    EXPECT_TRUE(PumpUntil([&] { return clipboard() == "three"; })) << clipboard();
+
+    upper_->SetFocus();
+    ASSERT_TRUE(PumpUntil([&] { return upper_->HasFocus(); }));
+    upper_->ChangeValue("typed");
+    upper_->SelectAll();
+    keys.Char('c', wxMOD_CONTROL);
+    EXPECT_TRUE(PumpUntil([&] { return clipboard() == "typed"; })) << "an input line copies its own text";
+
+    log_->DeselectAll();
+    log_->SetSelection(3);
+    Transmit("five\n");
+    ExpectLog({"one", "two", "three", "four", "five"});
+    EXPECT_EQ(Selected(), std::vector<int>{4}) << "the newest line selected, the log follows again";
 }
 
 TEST_F(SerialPanel, TheLogKeepsTheNewestEntriesUpToItsLimit) {
@@ -320,21 +405,31 @@ TEST_F(SerialPanel, ClosingHidesAndShowingBringsTheLogBack) {
     EXPECT_TRUE(PumpUntil([&] { return port_->IsVisible() == 0; })) << "Escape closes too";
 }
 
-TEST_F(SerialPanel, ResizingKeepsTheControlsAnchored) {
+TEST_F(SerialPanel, ResizingKeepsTheControlsAnchoredAndStopsAtTheTemplate) {
     wxWindow* pause = panel_->FindWindow(SerialDlg_c::kPauseId);
+    wxWindow* copy = panel_->FindWindow(SerialDlg_c::kCopyId);
     wxWindow* send = panel_->FindWindow(SerialDlg_c::kLowerSendId);
     const wxSize logSize = log_->GetSize();
     const wxRect upperRect = upper_->GetRect();
     const wxPoint pausePos = pause->GetPosition();
+    const wxPoint copyPos = copy->GetPosition();
     const wxPoint sendPos = send->GetPosition();
 
     panel_->SetClientSize(panel_->GetClientSize() + wxSize(120, 80));
     ASSERT_TRUE(PumpUntil([&] { return log_->GetSize() == logSize + wxSize(120, 80); }))
         << log_->GetSize().x << "x" << log_->GetSize().y;
     EXPECT_EQ(pause->GetPosition(), pausePos + wxPoint(120, 0));
+    EXPECT_EQ(copy->GetPosition(), copyPos + wxPoint(120, 0));
     EXPECT_EQ(upper_->GetRect(), wxRect(upperRect.GetPosition() + wxPoint(0, 80),
                                         upperRect.GetSize() + wxSize(120, 0)));
     EXPECT_EQ(send->GetPosition(), sendPos + wxPoint(120, 80));
+
+    const wxSize least = panel_->ConvertDialogToPixels(wxSize(330, 150));
+    panel_->SetClientSize(wxSize(50, 40));
+    ASSERT_TRUE(PumpUntil([&] { return panel_->GetClientSize() == least; }))
+        << panel_->GetClientSize().x << "x" << panel_->GetClientSize().y;
+    EXPECT_LT(upper_->GetRect().GetRight(), send->GetRect().GetLeft()) << "nothing overlaps";
+    EXPECT_LT(copy->GetRect().GetRight(), pause->GetRect().GetLeft());
 }
 
 class ConfiguredSerialPanel : public SerialPanel {

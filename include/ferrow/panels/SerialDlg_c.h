@@ -3,6 +3,14 @@
 // carriage return goes back to its start, backspace steps back), and two
 // input lines whose text goes to the firmware's receive side.
 //
+// The log reads like a terminal: a fixed-width font, 80 columns wide at the
+// default size, UTF-8 shown as text, and on demand a time stamp per line
+// ("Time") or the bytes in hex ("Hex"), for binary protocols. Lines are
+// selected with the mouse (Shift and Ctrl extend the selection) and copied
+// with Ctrl+C or Copy. While nothing, or only the newest line, is selected,
+// the log selects and shows each newest line as it comes; any other
+// selection holds the view until the newest line is selected again.
+//
 // The log is filled from a timer that runs while the window exists, shown or
 // not, every SERIAL_DISP_PERIOD ms of the emulator's configuration (100 when
 // absent). Pause stops taking bytes: the firmware's transmit ring keeps them
@@ -32,6 +40,7 @@
 
 class Ferrow_Serial_c;
 class wxButton;
+class wxCheckBox;
 class wxKeyEvent;
 class wxListBox;
 class wxShowEvent;
@@ -53,6 +62,9 @@ public:
     static constexpr int kUpperSendId = 1096;
     static constexpr int kLowerLineId = 1087;
     static constexpr int kLowerSendId = 1088;
+    static constexpr int kCopyId = 1097;
+    static constexpr int kTimeStampsId = 1098;
+    static constexpr int kHexId = 1099;
     static constexpr int kTimerId = 12;
     static constexpr int kDefaultPeriodMs = 100;
     static constexpr int kMaxSendChars = 255;
@@ -68,6 +80,14 @@ public:
     int Create();
     using FloatingDlg_c::Create;
 
+    // Titles the panel after the port first, so that it opens where the
+    // panel of that port was last.
+    int Show(int priority) override;
+    using FloatingDlg_c::Show;
+
+    // The selected lines, one per line, as the log shows them.
+    wxString SelectedText() const;
+
     // The running refresh timer's interval in ms, or 0 while it is stopped.
     int TimerInterval() const;
 
@@ -78,14 +98,20 @@ protected:
 
 private:
     // The controls that follow the panel's edges, in the order of margins_.
-    static constexpr int kAnchoredCount = 7;
+    static constexpr int kAnchoredCount = 8;
 
     void CreateControls();
+    // Widens the panel until the log shows 80 columns of its font.
+    void FitTerminalWidth();
     wxWindow* AnchoredControl(int index) const;
+    void AnchorControls();
     void UpdateTitle();
     void RefreshLog();
     void ShowLines(const std::vector<std::string>& lines, const std::string& pending);
+    // Shows what the teletype holds after a change of its view.
+    void ShowTaken();
     void SendLine(const wxTextCtrl* line);
+    void CopySelection();
 
     void OnTimer(wxTimerEvent& event);
     void OnPause(wxCommandEvent& event);
@@ -108,6 +134,9 @@ private:
 
     wxButton* pauseButton_ = nullptr;
     wxButton* clearButton_ = nullptr;
+    wxButton* copyButton_ = nullptr;
+    wxCheckBox* timeStampsBox_ = nullptr;
+    wxCheckBox* hexBox_ = nullptr;
     wxListBox* log_ = nullptr;
     wxTextCtrl* upperLine_ = nullptr;
     wxButton* upperSend_ = nullptr;

@@ -10,8 +10,8 @@ namespace {
 
 using ferrow::panels::SerialTeletype;
 
-void Feed(SerialTeletype& tty, const std::string& bytes) {
-    tty.Feed(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+void Feed(SerialTeletype& tty, const std::string& bytes, uint64_t nowMs = 0) {
+    tty.Feed(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), nowMs);
 }
 
 TEST(SerialTeletype, ReadsLineEndsBackspacesAndControlsAsATerminal) {
@@ -38,7 +38,13 @@ TEST(SerialTeletype, ReadsLineEndsBackspacesAndControlsAsATerminal) {
         {"BS steps over a control whole", "a\x07\bX\n", {"aX"}, ""},
         {"tab to the next stop", "\tx\nabc\ty\nabcdefgh\tz\n", {"        x", "abc     y", "abcdefgh        z"}, ""},
         {"tab inside the line only moves", "abcdefghij\r\tX\n", {"abcdefghXj"}, ""},
-        {"high bytes pass through", "\x80\xc3\xa9\xff\n", {"\x80\xc3\xa9\xff"}, ""},
+        {"UTF-8 is one column a character", "\xc2\xb0" "C\xe2\x82\xac\xf0\x9f\x98\x80\rX\n",
+         {"XC\xe2\x82\xac\xf0\x9f\x98\x80"}, ""},
+        {"BS steps over a character whole", "a\xc2\xb0\bb\n", {"ab"}, ""},
+        {"bytes not valid UTF-8 show in hex", "\x80\xc3\xa9\xff\xc0\xaf\n", {"\\x80\xc3\xa9\\xFF\\xC0\\xAF"}, ""},
+        {"surrogates and past U+10FFFF are not text", "\xed\xa0\x80\xf4\x90\x80\x80\n",
+         {"\\xED\\xA0\\x80\\xF4\\x90\\x80\\x80"}, ""},
+        {"a broken sequence shows, the byte after it counts", "\xe2\x82X\xc2\n", {"\\xE2\\x82X\\xC2"}, ""},
         {"CR at full width returns, not wraps", std::string(1024, 'x') + "\rY\n", {"Y" + std::string(1023, 'x')}, ""},
     };
     for (const Case& c : cases) {
@@ -108,10 +114,13 @@ TEST(SerialTeletype, KeepsABoundedBacklogAndCountsWhatItDropped) {
 }
 
 // The window's use as the header describes it: whatever the batches, the log
-// ends up with every completed line once and the unfinished one last.
+// ends up with every completed line once and the unfinished one last, and a
+// character cut between batches is never shown in pieces.
 TEST(SerialTeletype, WindowListsEachLineOnceHoweverTheBytesAreSplit) {
-    const std::string bytes = "boot\r\nv1.2\rV\nload 3%\rload 50%\rload 100%\r\nab\b\bc\r\n\r\nwait";
-    const std::vector<std::string> expected = {"boot", "V1.2", "load 100%", "cb", "", "wait"};
+    const std::string bytes =
+        "boot\r\nv1.2\rV\nload 3%\rload 50%\rload 100%\r\nab\b\bc\r\n\r\n21\xc2\xb0" "C \xe2\x82\xac\nwait";
+    const std::vector<std::string> expected = {"boot", "V1.2", "load 100%", "cb", "", "21\xc2\xb0" "C \xe2\x82\xac",
+                                               "wait"};
     for (std::size_t cut1 = 0; cut1 <= bytes.size(); ++cut1) {
         for (std::size_t cut2 = cut1; cut2 <= bytes.size(); cut2 += 3) {
             SCOPED_TRACE(std::to_string(cut1) + "," + std::to_string(cut2));
@@ -129,6 +138,46 @@ TEST(SerialTeletype, WindowListsEachLineOnceHoweverTheBytesAreSplit) {
             ASSERT_EQ(log, expected);
         }
     }
+}
+
+TEST(SerialTeletype, HexViewShowsSixteenBytesALineAndSwitchingEndsTheLine) {
+    SerialTeletype tty;
+    Feed(tty, "ab\xc2");
+    tty.SetHex(true);
+    Feed(tty, std::string("Hello\r\n\0\x01\xff~ 0123456789", 22));
+    auto batch = tty.Take();
+    EXPECT_EQ(batch.lines, (std::vector<std::string>{
+                               "ab\\xC2",
+                               "48 65 6C 6C 6F 0D 0A 00  01 FF 7E 20 30 31 32 33  |Hello.....~ 0123|",
+                           }));
+    EXPECT_EQ(batch.pending, "34 35 36 37 38 39                                 |456789|");
+
+    tty.SetHex(false);
+    Feed(tty, "x\n");
+    batch = tty.Take();
+    EXPECT_EQ(batch.lines, (std::vector<std::string>{"34 35 36 37 38 39                                 |456789|", "x"}));
+    EXPECT_EQ(batch.pending, "");
+}
+
+TEST(SerialTeletype, StampsEachLineWithTheTimeOfItsFirstByte) {
+    SerialTeletype tty;
+    tty.SetTimeStamps(true);
+    Feed(tty, "a", 1500);
+    Feed(tty, "b\nc", 2250);
+    Feed(tty, "\n\n", 86400001);
+    auto batch = tty.Take();
+    EXPECT_EQ(batch.lines, (std::vector<std::string>{"[    1.500] ab", "[    2.250] c", "[86400.001] "}));
+
+    Feed(tty, "d", 3000);
+    EXPECT_EQ(tty.Take().pending, "[    3.000] d");
+    tty.SetTimeStamps(false);
+    EXPECT_EQ(tty.Take().pending, "d") << "the unfinished line follows the setting";
+    tty.SetTimeStamps(true);
+    tty.SetHex(true);
+    Feed(tty, "\x01", 4000);
+    batch = tty.Take();
+    EXPECT_EQ(batch.lines, std::vector<std::string>{"[    3.000] d"});
+    EXPECT_EQ(batch.pending.substr(0, 15), "[    4.000] 01 ");
 }
 
 }  // namespace
