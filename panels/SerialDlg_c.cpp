@@ -2,6 +2,7 @@
 
 #include "panels/DisplayPeriods.h"
 #include "peripherals/Peripheral.h"
+#include "peripherals/serial/RxCallbackDeferral.h"
 #include "peripherals/serial/SerialPortTable.h"
 #include "platform/ProcessClock.h"
 #include "panels/model/SerialTeletype.h"
@@ -23,6 +24,7 @@
 using ferrow::panels::DisplayPeriods;
 using ferrow::panels::SerialTeletype;
 using ferrow::peripherals::Peripheral;
+using ferrow::peripherals::RxCallbackDeferral;
 using ferrow::peripherals::SerialPortSlot;
 using ferrow::platform::ProcessClock;
 
@@ -253,15 +255,22 @@ void SerialDlg_c::ShowLines(const std::vector<std::string>& lines, const std::st
     }
 }
 
+// Each part goes to the firmware with its callback raised outside the link
+// to the port: the callback may call the port, delete it, or wait for a
+// thread that does, and none of them waits for this panel. A port deleted
+// by the first part gets no second.
 void SerialDlg_c::SendLine(const wxTextCtrl* line) {
     std::vector<unsigned char> bytes;
     for (wxUniChar c : line->GetValue().Left(kMaxSendChars)) {
         bytes.push_back(static_cast<unsigned char>(c.GetValue() & 0xFF));
     }
-    WithPeripheral([&] {
-        serial_->PutRX(bytes.data(), static_cast<int>(bytes.size()));
-        serial_->PutRX(&kCarriageReturn, 1);
-    });
+    const auto deliver = [this](const unsigned char* data, int length) {
+        RxCallbackDeferral deferral;
+        if (!WithPeripheral([&] { serial_->PutRX(data, length); })) return false;
+        deferral.Raise();
+        return true;
+    };
+    if (deliver(bytes.data(), static_cast<int>(bytes.size()))) deliver(&kCarriageReturn, 1);
 }
 
 wxString SerialDlg_c::SelectedText() const {

@@ -5,6 +5,7 @@
 
 #include "peripherals/Peripheral.h"
 #include "peripherals/TargetWord.h"
+#include "peripherals/serial/RxCallbackDeferral.h"
 #include "peripherals/serial/SerialPortTable.h"
 #include "platform/CallFrame.h"
 
@@ -13,9 +14,11 @@
 #include <cstring>
 #include <iterator>
 #include <mutex>
+#include <utility>
 
 using ferrow::peripherals::ByteRing_c;
 using ferrow::peripherals::Peripheral;
+using ferrow::peripherals::RxCallbackDeferral;
 using ferrow::peripherals::SerialPortSlot;
 using ferrow::peripherals::SerialPortTable;
 using ferrow::peripherals::TargetWord;
@@ -30,7 +33,44 @@ bool IsStandardBaud(uint32_t baud) {
 
 int Length(const char* name) { return int(std::min<size_t>(std::strlen(name), INT_MAX)); }
 
+// The deferral open on this thread, if any.
+thread_local RxCallbackDeferral* openDeferral = nullptr;
+
+// The form registered by InitV2 wins; Init's otherwise.
+void RaiseRx(void (*plain)(), void (*withHandle)(int), int handle) {
+    if (withHandle) {
+        withHandle(handle);
+    } else if (plain) {
+        plain();
+    }
+}
+
 }  // namespace
+
+namespace ferrow::peripherals {
+
+RxCallbackDeferral::RxCallbackDeferral() : previous_(openDeferral) { openDeferral = this; }
+
+RxCallbackDeferral::~RxCallbackDeferral() { Close(); }
+
+void RxCallbackDeferral::Close() {
+    if (!open_) return;
+    open_ = false;
+    openDeferral = previous_;
+}
+
+void RxCallbackDeferral::Raise() {
+    Close();
+    for (const Call& call : std::exchange(calls_, {})) RaiseRx(call.plain, call.withHandle, call.handle);
+}
+
+bool RxCallbackDeferral::Keep(void (*plain)(), void (*withHandle)(int), int handle) {
+    if (openDeferral == nullptr) return false;
+    openDeferral->calls_.push_back({plain, withHandle, handle});
+    return true;
+}
+
+}  // namespace ferrow::peripherals
 
 struct Ferrow_Serial_c::Impl {
     Impl(Ferrow_c* emulator, Ferrow_Serial_c* self, unsigned long noPanel)
@@ -70,11 +110,9 @@ int Ferrow_Serial_c::PutRX(const unsigned char* data, int len) {
         handle = devHandle_;
     }
     // Outside every lock: the callback reads the ring at once, as a receive
-    // interrupt handler does.
-    if (callback.withHandle) {
-        callback.withHandle(handle);
-    } else if (callback.plain) {
-        callback.plain();
+    // interrupt handler does, unless the caller raises it later.
+    if (!RxCallbackDeferral::Keep(callback.plain, callback.withHandle, handle)) {
+        RaiseRx(callback.plain, callback.withHandle, handle);
     }
     return result;
 }

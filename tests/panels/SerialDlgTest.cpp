@@ -14,11 +14,13 @@
 #include <wx/listbox.h>
 #include <wx/textctrl.h>
 #include <wx/uiaction.h>
+#include <wx/weakref.h>
 
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -430,6 +432,48 @@ TEST_F(SerialPanel, ResizingKeepsTheControlsAnchoredAndStopsAtTheTemplate) {
         << panel_->GetClientSize().x << "x" << panel_->GetClientSize().y;
     EXPECT_LT(upper_->GetRect().GetRight(), send->GetRect().GetLeft()) << "nothing overlaps";
     EXPECT_LT(copy->GetRect().GetRight(), pause->GetRect().GetLeft());
+}
+
+// The firmware's receive callback reads the port and deletes it, on the GUI
+// thread or on a thread it waits for, from within the Send that raised it.
+Ferrow_Serial_c* g_doomed = nullptr;
+bool g_deleteOnThread = false;
+int g_doomedCalls = 0;
+
+void DeleteOwnPort(int) {
+    ++g_doomedCalls;
+    Ferrow_Serial_c* port = std::exchange(g_doomed, nullptr);
+    if (port == nullptr) return;
+    unsigned char bytes[16];
+    port->GetRX(bytes, sizeof bytes);
+    if (g_deleteOnThread) {
+        std::thread([port] { delete port; }).join();
+    } else {
+        delete port;
+    }
+}
+
+TEST_F(SerialPanel, AReceiveCallbackMayDeleteItsPortFromWithinTheSend) {
+    for (const bool onThread : {false, true}) {
+        SCOPED_TRACE(onThread ? "on another thread" : "on the GUI thread");
+        auto* port = new Ferrow_Serial_c(emu_.get(), 0, 0);
+        port->InitV2(DeleteOwnPort, 1);
+        g_doomed = port;
+        g_deleteOnThread = onThread;
+        g_doomedCalls = 0;
+        FloatingDlg_c* doomed = nullptr;
+        for (FloatingDlg_c* panel : PanelsOf(host_)) {
+            if (panel != panel_) doomed = panel;
+        }
+        ASSERT_NE(doomed, nullptr);
+        ControlOf<wxTextCtrl>(doomed, SerialDlg_c::kUpperLineId)->ChangeValue("bye");
+        const wxWeakRef<FloatingDlg_c> alive(doomed);
+        Press(doomed, SerialDlg_c::kUpperSendId);
+        EXPECT_TRUE(alive) << "the panel outlived its own handler";
+        EXPECT_EQ(g_doomed, nullptr);
+        EXPECT_EQ(g_doomedCalls, 1) << "a port deleted by the text gets no carriage return";
+        EXPECT_TRUE(PumpUntil([&] { return PanelsOf(host_).size() == 1; }));
+    }
 }
 
 class ConfiguredSerialPanel : public SerialPanel {
