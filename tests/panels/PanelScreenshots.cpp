@@ -209,8 +209,8 @@ TEST_F(PanelScreenshots, SerialLog) {
     port->SetName("Console");
     const std::string bytes =
         "Boot 2.4.1 (build 118)\r\nCAN up at 250 kbit/s\r\nAddress claim: 35 ... ok\r\n"
-        "loading settings 100%\r\n> status\r\nHeading 231.4 deg  SOG 6.2 kn\r\n"
-        "Depth 12.7 m  Water 14.9 C\r\nEngine 0: 1840 rpm";
+        "loading settings 100%\r\n> status\r\nHeading 231.4\xc2\xb0  SOG 6.2 kn\r\n"
+        "Depth 12.7 m  Water 14.9 \xc2\xb0" "C\r\nEngine 0: 1840 rpm";
     ASSERT_GT(port->PutTX(reinterpret_cast<const unsigned char*>(bytes.data()),
                           static_cast<int>(bytes.size())),
               0);
