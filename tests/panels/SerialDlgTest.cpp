@@ -213,14 +213,6 @@ TEST_F(SerialPanel, AnUnfinishedLineIsListedOnceReplacedWhenItEndsAndOutlivesCle
     ExpectLog({"next!"});
 }
 
-// A character cut between two refreshes shows whole once its end comes.
-TEST_F(SerialPanel, ACharacterCutBetweenRefreshesShowsWhole) {
-    Transmit("T 21\xc2");
-    ExpectLog({"T 21"});
-    Transmit("\xb0" "C");
-    ExpectLog({"T 21\xc2\xb0" "C"});
-}
-
 TEST_F(SerialPanel, ReadsLikeATerminalWithTimeStampsAndHexOnDemand) {
     EXPECT_TRUE(log_->GetFont().IsFixedWidth());
     EXPECT_GE(log_->GetClientSize().x, 80 * log_->GetTextExtent("0").x) << "80 columns";
@@ -242,12 +234,6 @@ TEST_F(SerialPanel, ReadsLikeATerminalWithTimeStampsAndHexOnDemand) {
     const std::string row = Entries().back();
     EXPECT_EQ(row.substr(0, 33), "[   14.000] 4F 4B 0D 0A 00 01 FF ") << row;
     EXPECT_EQ(row.substr(row.size() - 9), "|OK.....|") << row;
-
-    Tick(panel_, SerialDlg_c::kHexId, false);
-    Tick(panel_, SerialDlg_c::kTimeStampsId, false);
-    Transmit("text\n");
-    EXPECT_TRUE(PumpUntil([&] { return Entries().back() == "text"; }));
-    EXPECT_EQ(Entries().size(), 4u) << "the hex line ended when the view changed";
 }
 
 // Selecting holds the view; Copy and Ctrl+C in the log copy the selection.
