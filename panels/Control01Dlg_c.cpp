@@ -98,6 +98,11 @@ void Control01Dlg_c::CreateControls() {
     SetTemplateSize(308, 196);
     hexBox_ = new wxCheckBox(this, kHexBoxId, "Hex");
     PlaceCtrl(hexBox_, 10, 10, 29, 10);
+    // The toolkit's check box is taller than the template's: smaller, it
+    // cannot lay out its box.
+    wxSize hexSize = hexBox_->GetSize();
+    hexSize.IncTo(hexBox_->GetBestSize());
+    hexBox_->SetSize(hexSize);
     maxEdit_ = new wxTextCtrl(this, kMaxEditId, wxString(), wxDefaultPosition, wxDefaultSize,
                               wxTE_CENTRE);
     PlaceCtrl(maxEdit_, 10, 25, 40, 12);

@@ -1,6 +1,7 @@
 #include <ferrow/panels/ICAPDlg_c.h>
 
 #include "panels/ChannelList.h"
+#include "panels/ValueFormat.h"
 #include "peripherals/Peripheral.h"
 
 #include <ferrow/Ferrow_ICAP_c.h>
@@ -12,6 +13,7 @@
 
 using ferrow::panels::ChannelList;
 using ferrow::panels::ColumnLayout;
+using ferrow::panels::ValueFormat;
 
 namespace {
 
@@ -63,6 +65,12 @@ void ICAPDlg_c::Refresh() {
         SetCell(handle, 1, FormatCell(static_cast<int>(rows[handle].value)));
     }
     Control01Dlg_c::Refresh();
+}
+
+int ICAPDlg_c::FormatValue(int value, wchar_t* buffer, int size, int hex) {
+    const int format = Control01Dlg_c::FormatValue(value, buffer, size, hex);
+    if (format == 0) ValueFormat::CopyInto(ValueFormat::FormatUnsigned(value, false), buffer, size);
+    return format;
 }
 
 void ICAPDlg_c::SetRange(int, int, float) {}

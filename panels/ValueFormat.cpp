@@ -100,8 +100,12 @@ std::wstring ValueFormat::Format(int value, bool hex) {
     return hex ? Printed(L"0x%X", static_cast<unsigned>(value)) : Printed(L"%d", value);
 }
 
+std::wstring ValueFormat::FormatUnsigned(int value, bool hex) {
+    return hex ? Format(value, true) : Printed(L"%u", static_cast<unsigned>(value));
+}
+
 std::wstring ValueFormat::FormatThousandths(int value, bool hex) {
-    return hex ? Format(value, true) : Printed(L"%f", value / 1000.0);
+    return hex ? Format(value, true) : Printed(L"%f", static_cast<uint32_t>(value) / 1000.0);
 }
 
 bool ValueFormat::Parse(const std::wstring& text, long long& value) {
@@ -109,7 +113,12 @@ bool ValueFormat::Parse(const std::wstring& text, long long& value) {
 }
 
 bool ValueFormat::ParseThousandths(const std::wstring& text, long long& value) {
-    return ParseScaled(text, 3, value);
+    long long read = 0;
+    if (!ParseScaled(text, 3, read)) return false;
+    // Written unsigned: past the signed range it is the pattern of a negative.
+    const bool pattern = read > INT32_MAX && read <= UINT32_MAX;
+    value = pattern ? static_cast<int32_t>(static_cast<uint32_t>(read)) : read;
+    return true;
 }
 
 void ValueFormat::CopyInto(const std::wstring& text, wchar_t* buffer, int size) {

@@ -14,6 +14,8 @@ constexpr unsigned long kLedPin = 5;
 constexpr unsigned long kPwmPin = 9;
 constexpr unsigned long kCapturePin = 2;
 constexpr long kPotMax = 1023;
+// The PWM duty is in thousandths of a per cent: 100000 is 100 %.
+constexpr long kFullDuty = 100000;
 
 struct Device {
     Ferrow_c* emu;
@@ -39,7 +41,7 @@ void DeviceLoop(void*) {
     Device& d = *g_device;
     long value = 0;
     if (d.adc->GetValue(d.pot, &value) != 0) return;
-    d.pwm->SetDuty(kPwmPin, static_cast<unsigned long>(value * 100 / kPotMax));
+    d.pwm->SetDuty(kPwmPin, static_cast<unsigned long>(value * kFullDuty / kPotMax));
     d.gpio->SetValReg(kLedPin, value > kPotMax / 2 ? 1 : 0);
 }
 

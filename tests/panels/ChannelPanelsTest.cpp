@@ -323,7 +323,7 @@ TEST_F(ConfiguredPanels, EachPanelTakesItsPeriodFromTheConfigurationFileWhichOut
 
     auto* config = static_cast<CFG_File*>(emu_->config);
     delete emu_->adc;
-    ASSERT_EQ(Panel<ADCDlg_c>(), nullptr);
+    ASSERT_TRUE(PumpUntil([&] { return Panel<ADCDlg_c>() == nullptr; }));
     EXPECT_EQ(config->LoadFile(), 0) << "the panel's key and variable are still there";
     TempDir::Write(dir_.File("Ferrow.cfg"), "ADC_DISP_PERIOD=300\n");
     (new Ferrow_ADC_c(emu_.get(), 0, 0))->Start();

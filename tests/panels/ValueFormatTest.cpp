@@ -14,6 +14,11 @@ TEST(ValueFormatTest, WritesDecimalHexAndThousandths) {
     EXPECT_EQ(ValueFormat::FormatThousandths(100000, false), L"100.000000");
     EXPECT_EQ(ValueFormat::FormatThousandths(2500, false), L"2.500000");
     EXPECT_EQ(ValueFormat::FormatThousandths(100000, true), L"0x186A0");
+    // Unsigned quantities run past 2^31 without turning negative.
+    EXPECT_EQ(ValueFormat::FormatUnsigned(INT_MIN, false), L"2147483648");
+    EXPECT_EQ(ValueFormat::FormatUnsigned(-1, false), L"4294967295");
+    EXPECT_EQ(ValueFormat::FormatUnsigned(-1, true), L"0xFFFFFFFF");
+    EXPECT_EQ(ValueFormat::FormatThousandths(-1, false), L"4294967.295000");
 }
 
 TEST(ValueFormatTest, CopiesIntoACallersBufferWithoutOverrunningIt) {

@@ -11,11 +11,14 @@ class FERROW_PANELS_API ICAPDlg_c : public Control01Dlg_c {
 public:
     ICAPDlg_c(CWnd* parentWnd, Ferrow_ICAP_c* icap);
 
+    using Control01Dlg_c::FormatValue;
     using Control01Dlg_c::Refresh;
     using Control01Dlg_c::SetRange;
 
     void FillList() override;
     void Refresh() override;
+    // Captured values are unsigned: decimal text never turns negative.
+    int FormatValue(int value, wchar_t* buffer, int size, int hex) override;
     void SetRange(int maximum, int minimum, float scale) override;
     void SetSliderValue(int value) override;
     void OnSliderValue(int value) override;
