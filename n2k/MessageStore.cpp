@@ -11,7 +11,9 @@ constexpr unsigned long kMaxCapacity = 1ul << 20;
 
 }  // namespace
 
-MessageStore::MessageStore(unsigned long capacity) : queue_(std::min(capacity, kMaxCapacity)) {}
+// The capacity is a 32-bit quantity on the target: taken modulo 2^32 first.
+MessageStore::MessageStore(unsigned long capacity)
+    : queue_(std::min<unsigned long>(static_cast<uint32_t>(capacity), kMaxCapacity)) {}
 
 int MessageStore::Put(const N2KMsg* msg) {
     if (msg == nullptr) return -1;

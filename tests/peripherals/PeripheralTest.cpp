@@ -210,6 +210,10 @@ TEST(Peripheral, UnsignedLongQuantitiesWrapAt32Bits) {
              icap.AddPin(0x21, 0, 16, x);
              return PutsTaken([&](long v) { return icap.QPut(0, v); });
          }},
+        {"NMEA 2000 generator's store size", 4, 4, [](unsigned long x) {
+             Ferrow_N2K_Gen_c gen(nullptr, 0, x, 1);
+             return PutsTaken([&](long) { return gen.PutISORequest(60928, 0, 255, 0) == 1 ? 0 : -1; });
+         }},
         {"ADC AddChannel's queue length", 8, 7, [](unsigned long x) {
              Ferrow_ADC_c adc(nullptr, 0, 1);
              adc.AddChannel(1, 12, x, 1, 0);
