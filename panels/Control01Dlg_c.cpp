@@ -213,8 +213,17 @@ void Control01Dlg_c::SetRange(int maximum, int minimum, float scale) {
     scale_ = scale;
     const int top = SliderMapping::Position(maximum);
     const int bottom = SliderMapping::Position(minimum);
-    slider_->SetRange(std::min(top, bottom), std::max(top, bottom));
-    slider_->SetTickFreq(SliderMapping::TickFrequency(maximum, minimum));
+    const int low = std::min(top, bottom);
+    const int high = std::max(top, bottom);
+    slider_->SetRange(low, high);
+    const int frequency = SliderMapping::TickFrequency(maximum, minimum);
+    if (SliderMapping::TicksFit(low, high, frequency)) {
+        slider_->SetTickFreq(frequency);
+    } else {
+        slider_->ClearTicks();
+    }
+    // The new range may have moved the slider: that is no operator's doing.
+    ShowSliderPosition();
     ShowRange();
 }
 
@@ -229,7 +238,12 @@ void Control01Dlg_c::ShowRange() {
 
 void Control01Dlg_c::SetSliderValue(int value) {
     sliderValue_ = value;
-    slider_->SetValue(SliderMapping::Position(value));
+    ShowSliderPosition();
+}
+
+void Control01Dlg_c::ShowSliderPosition() {
+    slider_->SetValue(SliderMapping::Position(sliderValue_));
+    sliderPosition_ = slider_->GetValue();
 }
 
 void Control01Dlg_c::OnSliderValue(int) {}
@@ -276,9 +290,9 @@ void Control01Dlg_c::ReadRangeEdit(wxTextCtrl* edit, int& limit) {
 }
 
 void Control01Dlg_c::OnTimer(wxTimerEvent&) {
-    if (slider_->HasFocus()) {
-        const int value = SliderMapping::Value(slider_->GetValue());
-        if (value != sliderValue_) OnSliderValue(value);
+    if (slider_->HasFocus() && slider_->GetValue() != sliderPosition_) {
+        sliderPosition_ = slider_->GetValue();
+        OnSliderValue(SliderMapping::Value(sliderPosition_));
     }
     if (paused_) return;
     const double seconds = static_cast<double>(ferrow::platform::ProcessClock::Ms64()) / 1000.0;
@@ -299,7 +313,8 @@ void Control01Dlg_c::OnRangeEditLeft(wxFocusEvent& event) {
 
 void Control01Dlg_c::OnSliderReleased(wxScrollEvent& event) {
     event.Skip();
-    OnSliderValue(SliderMapping::Value(slider_->GetValue()));
+    sliderPosition_ = slider_->GetValue();
+    OnSliderValue(SliderMapping::Value(sliderPosition_));
 }
 
 void Control01Dlg_c::OnListClicked(wxMouseEvent& event) {

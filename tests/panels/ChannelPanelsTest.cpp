@@ -3,6 +3,8 @@
 // refreshing, driven through their controls.
 #include "ChannelPanelsHost.h"
 
+#include "panels/SliderMapping.h"
+
 #include <ferrow/CFG_File.h>
 #include <ferrow/panels/ADCDlg_c.h>
 #include <ferrow/panels/GPIODlg_c.h>
@@ -125,6 +127,16 @@ protected:
         return values;
     }
 
+    // Shows the panel and gives its slider the keyboard focus.
+    void FocusSlider(Control01Dlg_c* panel) {
+        panel->Show(0);
+        wxSlider* slider = SliderOf(panel);
+        ASSERT_TRUE(PumpUntil([&] { return slider->IsShownOnScreen(); }));
+        panel->Raise();
+        slider->SetFocus();
+        ASSERT_TRUE(PumpUntil([&] { return slider->HasFocus(); }));
+    }
+
     // Shows the panel and clicks on `row` (or below the last row with -1)
     // with the real mouse.
     void ClickRow(Control01Dlg_c* panel, int row) {
@@ -230,6 +242,30 @@ TEST_F(ChannelPanels, PwmShowsThousandthsAndAnUntouchedRangeEditChangesNothing) 
     ReleaseSliderAt(panel, 25000);
     emu_->pwm->GetDuty(kPwmPin, &duty);
     EXPECT_EQ(duty, 25000u);
+}
+
+TEST_F(ChannelPanels, TheSliderWritesOnlyWhatTheOperatorMoves) {
+    PWMDlg_c* pwm = Panel<PWMDlg_c>();
+    ADCDlg_c* adc = Panel<ADCDlg_c>();
+    ASSERT_TRUE(pwm && adc);
+    emu_->pwm->SetDuty(kPwmPin, 150000);
+    FocusSlider(pwm);
+    ASSERT_TRUE(PumpTicks(pwm, 3));
+    EXPECT_EQ(SliderOf(pwm)->GetValue(), -100000) << "shown at the top of its range";
+    unsigned long duty = 0;
+    emu_->pwm->GetDuty(kPwmPin, &duty);
+    EXPECT_EQ(duty, 150000u) << "a duty beyond the slider's range is not written back";
+
+    emu_->adc->SetValue(1, 1000);
+    emu_->adc->SetConfig(1, 500, 0);
+    ClickRow(adc, 1);
+    FocusSlider(adc);
+    ASSERT_TRUE(PumpTicks(adc, 3));
+    EXPECT_EQ(AdcValues()[1], 1000) << "nor an ADC value the firmware left outside a new range";
+
+    SliderOf(adc)->SetValue(panels::SliderMapping::Position(300));
+    ASSERT_TRUE(PumpTicks(adc, 2));
+    EXPECT_EQ(AdcValues()[1], 300) << "what the operator moves is written";
 }
 
 TEST_F(ChannelPanels, IcapOnlyWatches) {

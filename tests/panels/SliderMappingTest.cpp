@@ -16,6 +16,13 @@ TEST(SliderMappingTest, TicksAreUnitsUpToTwentyThenATwentiethOfTheSpan) {
     EXPECT_EQ(SliderMapping::TickFrequency(100000, 0), 5000);
     EXPECT_EQ(SliderMapping::TickFrequency(INT_MAX, INT_MIN), 214748364)
         << "the full 32-bit span must not overflow";
+
+    EXPECT_TRUE(SliderMapping::TicksFit(-1023, 0, 51));
+    EXPECT_TRUE(SliderMapping::TicksFit(INT_MAX - 40, INT_MAX, 20)) << "ends exactly on the top";
+    EXPECT_FALSE(SliderMapping::TicksFit(INT_MAX - 40, INT_MAX, 21));
+    EXPECT_FALSE(SliderMapping::TicksFit(-INT_MAX, INT_MAX, 214748364))
+        << "the full range's twentieth steps past the top";
+    EXPECT_FALSE(SliderMapping::TicksFit(0, 10, 0));
 }
 
 TEST(SliderMappingTest, LargerValuesStandHigherAndTheExtremesMapSafely) {

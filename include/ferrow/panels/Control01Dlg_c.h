@@ -7,6 +7,10 @@
 // A derived panel supplies the columns, the rows and the traffic with its
 // peripheral by overriding FillList, Refresh, SetRange, SetSliderValue and
 // OnSliderValue (and FormatValue/ParseValue for its own number form).
+//
+// The slider writes only what the operator moves: the refresh compares it
+// with the position the panel itself gave it, so a value beyond the slider's
+// range is shown at the end of the range and never written back clamped.
 #pragma once
 
 #include <ferrow/panels/FloatingDlg_c.h>
@@ -134,6 +138,7 @@ private:
 
     void CreateControls();
     wxWindow* AnchoredControl(int index) const;
+    void ShowSliderPosition();
     void LoadDisplayPeriod();
     void ShowRange();
     void ReadRangeEdit(wxTextCtrl* edit, int& limit);
@@ -150,4 +155,6 @@ private:
 
     wxTimer timer_;
     int margins_[kAnchoredCount][4] = {};
+    // The slider position the panel last set; any other is the operator's.
+    int sliderPosition_ = 0;
 };
