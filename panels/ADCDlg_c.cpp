@@ -1,6 +1,7 @@
 #include <ferrow/panels/ADCDlg_c.h>
 
 #include "panels/ChannelList.h"
+#include "panels/ListColumns.h"
 #include "peripherals/Peripheral.h"
 
 #include <ferrow/Ferrow_ADC_c.h>
@@ -42,7 +43,7 @@ ADCDlg_c::ADCDlg_c(CWnd* parentWnd, Ferrow_ADC_c* adc)
 void ADCDlg_c::FillList() {
     std::vector<AdcRow> rows;
     if (!WithPeripheral([&] { rows = ReadRows(*adc_); })) return;
-    ChannelList::Reset(*list_, ColumnLayout::Adc());
+    columns_->Reset(ColumnLayout::Adc());
     itemCount_ = static_cast<int>(rows.size());
     for (int id = 0; id < itemCount_; ++id) {
         const AdcRow& row = rows[id];

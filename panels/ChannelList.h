@@ -1,14 +1,10 @@
-// What the channel panels share in filling their lists: the columns, the
-// pin-number cells and the names read from a peripheral.
+// What the channel panels share in filling their lists: the pin-number cells
+// and the names read from a peripheral.
 #pragma once
-
-#include "panels/ColumnLayout.h"
 
 #include <wx/string.h>
 
 #include <cstddef>
-
-class wxListCtrl;
 
 namespace ferrow::panels {
 
@@ -20,8 +16,6 @@ public:
     // What a pin lookup answers for an index or handle without a pin.
     static constexpr unsigned long kNoPin = ~0UL;
 
-    // Empties the list and gives it `columns`, sized from its current width.
-    static void Reset(wxListCtrl& list, const std::vector<ColumnLayout::Column>& columns);
     // Each byte of the name becomes one character of the same value.
     static wxString Name(const char* name);
     // "0x%02X" of the device's 32-bit pin number.

@@ -1,6 +1,7 @@
 #include <ferrow/panels/Control01Dlg_c.h>
 
 #include "panels/DisplayPeriods.h"
+#include "panels/ListColumns.h"
 #include "panels/ListHitTest.h"
 #include "panels/RangeEdit.h"
 #include "panels/SliderMapping.h"
@@ -12,6 +13,7 @@
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
+#include <wx/display.h>
 #include <wx/listctrl.h>
 #include <wx/slider.h>
 #include <wx/stattext.h>
@@ -20,6 +22,7 @@
 #include <algorithm>
 
 using ferrow::panels::DisplayPeriods;
+using ferrow::panels::ListColumns;
 using ferrow::panels::ListHitTest;
 using ferrow::panels::RangeEdit;
 using ferrow::panels::SliderMapping;
@@ -103,15 +106,17 @@ void Control01Dlg_c::CreateControls() {
     wxSize hexSize = hexBox_->GetSize();
     hexSize.IncTo(hexBox_->GetBestSize());
     hexBox_->SetSize(hexSize);
+    // The range edits keep the template's centre but span the whole left
+    // column: 40 units cut "100.000000" and "-2147483648".
     maxEdit_ = new wxTextCtrl(this, kMaxEditId, wxString(), wxDefaultPosition, wxDefaultSize,
                               wxTE_CENTRE);
-    PlaceCtrl(maxEdit_, 10, 25, 40, 12);
+    PlaceCtrl(maxEdit_, 3, 25, 54, 12);
     slider_ = new wxSlider(this, kSliderId, 0, 0, 100, wxDefaultPosition, wxDefaultSize,
                            wxSL_VERTICAL | wxSL_TICKS | wxSL_BOTH);
     PlaceCtrl(slider_, 15, 40, 30, 115);
     minEdit_ = new wxTextCtrl(this, kMinEditId, wxString(), wxDefaultPosition, wxDefaultSize,
                               wxTE_CENTRE);
-    PlaceCtrl(minEdit_, 10, 158, 40, 12);
+    PlaceCtrl(minEdit_, 3, 158, 54, 12);
     pauseButton_ = new wxButton(this, kPauseId, "Pause");
     PlaceCtrl(pauseButton_, 5, 175, 50, 15);
     timeText_ = new wxStaticText(this, kTimeId, "Time", wxDefaultPosition, wxDefaultSize,
@@ -122,6 +127,7 @@ void Control01Dlg_c::CreateControls() {
     list_ = new wxListCtrl(this, kListId, wxDefaultPosition, wxDefaultSize,
                            wxLC_REPORT | wxLC_SINGLE_SEL | wxLC_HRULES | wxLC_VRULES);
     PlaceCtrl(list_, 60, 25, 240, 165);
+    columns_ = std::make_unique<ListColumns>(*list_);
 
     auto* defaultButton = new wxButton(this, kDefaultButtonId, "Default");
     PlaceCtrl(defaultButton, 65, 108, 55, 15);
@@ -138,6 +144,13 @@ wxWindow* Control01Dlg_c::AnchoredControl(int index) const {
     wxWindow* const controls[kAnchoredCount] = {timeText_, textLine_,  list_,
                                                  slider_,   minEdit_,   pauseButton_};
     return controls[index];
+}
+
+void Control01Dlg_c::AnchorControls() {
+    for (int i = 0; i < kAnchoredCount; ++i) {
+        AnchorCtrl(this, AnchoredControl(i), margins_[i], kAnchorFlags[i], nullptr);
+    }
+    columns_->Fit();
 }
 
 void Control01Dlg_c::LoadDisplayPeriod() {
@@ -161,8 +174,25 @@ int Control01Dlg_c::TimerInterval() const { return timer_.IsRunning() ? timer_.G
 
 void Control01Dlg_c::FillList() {
     while (list_->GetItemCount() < itemCount_) list_->InsertItem(list_->GetItemCount(), wxString());
+    ShowAllColumns();
     if (selectedItem_ >= 0 && selectedItem_ < list_->GetItemCount()) SelectRow(selectedItem_);
     SetRange(rangeMaximum_, rangeMinimum_);
+}
+
+void Control01Dlg_c::ShowAllColumns() {
+    const int missing = columns_->NeededWidth() - list_->GetClientSize().x;
+    if (missing > 0) {
+        const int onDisplay = wxDisplay::GetFromWindow(this);
+        const wxRect area = wxDisplay(onDisplay != wxNOT_FOUND ? onDisplay : 0).GetClientArea();
+        const wxSize client = GetClientSize();
+        const int frame = GetSize().x - client.x;
+        const int width = std::min(client.x + missing, area.width - frame);
+        if (width > client.x) {
+            SetClientSize(width, client.y);
+            AnchorControls();
+        }
+    }
+    columns_->Fit();
 }
 
 void Control01Dlg_c::Refresh() { SetSliderValue(0); }
@@ -180,7 +210,9 @@ void Control01Dlg_c::SetCell(int item, int subItem, const wxString& text) {
     if (item < 0 || subItem < 0 || subItem >= list_->GetColumnCount()) return;
     while (list_->GetItemCount() <= item) list_->InsertItem(list_->GetItemCount(), wxString());
     // Unchanged cells are left alone so that the refresh does not flicker.
-    if (list_->GetItemText(item, subItem) != text) list_->SetItem(item, subItem, text);
+    if (list_->GetItemText(item, subItem) == text) return;
+    list_->SetItem(item, subItem, text);
+    columns_->Shown(subItem, text);
 }
 
 int Control01Dlg_c::FormatValue(int value, wchar_t* buffer, int size, int hex) {
@@ -298,6 +330,7 @@ void Control01Dlg_c::OnTimer(wxTimerEvent&) {
     const double seconds = static_cast<double>(ferrow::platform::ProcessClock::Ms64()) / 1000.0;
     UpdateItemText(kTimeId, wxString::Format("%0.1f", seconds).wc_str());
     Refresh();
+    columns_->Fit();
 }
 
 void Control01Dlg_c::OnHexClicked(wxCommandEvent&) { FillList(); }
@@ -343,7 +376,5 @@ void Control01Dlg_c::OnPause(wxCommandEvent&) {
 
 void Control01Dlg_c::OnSize(wxSizeEvent& event) {
     event.Skip();
-    for (int i = 0; i < kAnchoredCount; ++i) {
-        AnchorCtrl(this, AnchoredControl(i), margins_[i], kAnchorFlags[i], nullptr);
-    }
+    AnchorControls();
 }

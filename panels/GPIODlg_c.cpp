@@ -1,6 +1,7 @@
 #include <ferrow/panels/GPIODlg_c.h>
 
 #include "panels/ChannelList.h"
+#include "panels/ListColumns.h"
 #include "peripherals/Peripheral.h"
 
 #include <ferrow/Ferrow_GPIO_c.h>
@@ -54,7 +55,7 @@ GPIODlg_c::GPIODlg_c(CWnd* parentWnd, Ferrow_GPIO_c* gpio)
 void GPIODlg_c::FillList() {
     std::vector<GpioRow> rows;
     if (!WithPeripheral([&] { rows = ReadRows(*gpio_); })) return;
-    ChannelList::Reset(*list_, ColumnLayout::Gpio());
+    columns_->Reset(ColumnLayout::Gpio());
     itemCount_ = static_cast<int>(rows.size());
     for (int index = 0; index < itemCount_; ++index) {
         const GpioRow& row = rows[index];

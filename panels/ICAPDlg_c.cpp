@@ -1,6 +1,7 @@
 #include <ferrow/panels/ICAPDlg_c.h>
 
 #include "panels/ChannelList.h"
+#include "panels/ListColumns.h"
 #include "panels/ValueFormat.h"
 #include "peripherals/Peripheral.h"
 
@@ -44,7 +45,7 @@ ICAPDlg_c::ICAPDlg_c(CWnd* parentWnd, Ferrow_ICAP_c* icap)
 void ICAPDlg_c::FillList() {
     std::vector<IcapRow> rows;
     if (!WithPeripheral([&] { rows = ReadRows(*icap_); })) return;
-    ChannelList::Reset(*list_, ColumnLayout::Icap());
+    columns_->Reset(ColumnLayout::Icap());
     itemCount_ = static_cast<int>(rows.size());
     for (int handle = 0; handle < itemCount_; ++handle) {
         const IcapRow& row = rows[handle];

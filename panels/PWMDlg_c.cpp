@@ -1,6 +1,7 @@
 #include <ferrow/panels/PWMDlg_c.h>
 
 #include "panels/ChannelList.h"
+#include "panels/ListColumns.h"
 #include "panels/ValueFormat.h"
 #include "peripherals/Peripheral.h"
 
@@ -52,7 +53,7 @@ PWMDlg_c::PWMDlg_c(CWnd* parentWnd, Ferrow_PWM_c* pwm)
 void PWMDlg_c::FillList() {
     std::vector<PwmRow> rows;
     if (!WithPeripheral([&] { rows = ReadRows(*pwm_); })) return;
-    ChannelList::Reset(*list_, ColumnLayout::Pwm());
+    columns_->Reset(ColumnLayout::Pwm());
     itemCount_ = static_cast<int>(rows.size());
     for (int index = 0; index < itemCount_; ++index) {
         const PwmRow& row = rows[index];

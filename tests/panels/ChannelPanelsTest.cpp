@@ -14,12 +14,15 @@
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/listctrl.h>
+#include <wx/settings.h>
 #include <wx/slider.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 #include <wx/uiaction.h>
 
+#include <algorithm>
 #include <atomic>
+#include <climits>
 #include <memory>
 #include <set>
 #include <string>
@@ -89,6 +92,36 @@ void LeaveEdit(Control01Dlg_c* panel, int id, const wchar_t* text = nullptr) {
 Cells Edits(Control01Dlg_c* panel) {
     return {ControlOf<wxTextCtrl>(panel, Control01Dlg_c::kMaxEditId)->GetValue().utf8_string(),
             ControlOf<wxTextCtrl>(panel, Control01Dlg_c::kMinEditId)->GetValue().utf8_string()};
+}
+
+int ColumnsWidth(wxListCtrl* list) {
+    int width = 0;
+    for (int column = 0; column < list->GetColumnCount(); ++column) {
+        width += list->GetColumnWidth(column);
+    }
+    return width;
+}
+
+// Every heading and cell fits its column as the list draws them: a cell's
+// text in a space 8 pixels narrower than the column, a heading's in one 12
+// narrower, in the list's font or the system's, whichever is wider.
+void ExpectNothingCut(Control01Dlg_c* panel) {
+    wxListCtrl* list = ListOf(panel);
+    const wxFont system = wxSystemSettings::GetFont(wxSYS_DEFAULT_GUI_FONT);
+    for (int column = 0; column < list->GetColumnCount(); ++column) {
+        const int width = list->GetColumnWidth(column);
+        wxListItem heading;
+        heading.SetMask(wxLIST_MASK_TEXT);
+        list->GetColumn(column, heading);
+        int inSystemFont = 0;
+        list->GetTextExtent(heading.GetText(), &inSystemFont, nullptr, nullptr, nullptr, &system);
+        EXPECT_LE(std::max(inSystemFont, list->GetTextExtent(heading.GetText()).x) + 12, width)
+            << heading.GetText();
+        for (int row = 0; row < list->GetItemCount(); ++row) {
+            const wxString text = list->GetItemText(row, column);
+            EXPECT_LE(list->GetTextExtent(text).x + 8, width) << "row " << row << ": " << text;
+        }
+    }
 }
 
 class ChannelPanels : public ChannelPanelsHostTest {
@@ -341,6 +374,8 @@ TEST_F(ChannelPanels, ResizingKeepsTheControlsAnchored) {
         << list->GetSize().x << "x" << list->GetSize().y;
     EXPECT_EQ(pause->GetPosition(), pausePos + wxPoint(0, 80));
     EXPECT_EQ(panel->GetClientSize().x - time->GetRect().GetRight(), timeFromRight);
+    EXPECT_EQ(ColumnsWidth(ListOf(panel)), ListOf(panel)->GetClientSize().x)
+        << "the columns share the new room";
 }
 
 class ConfiguredPanels : public ChannelPanels {
@@ -403,6 +438,48 @@ TEST_F(PanelsHostTest, TheRangeEditsReadBackInTheFormatAndScaleTheyShow) {
     EXPECT_EQ(SliderOf(&panel)->GetMax(), 20);
     LeaveEdit(&panel, Control01Dlg_c::kMinEditId, L"256");
     EXPECT_EQ(SliderOf(&panel)->GetMax(), 20) << "equal limits leave the slider as it was";
+}
+
+// Values at the ends of their 32-bit types and long names.
+class ExtremePanels : public ChannelPanels {
+protected:
+    void AddChannels() override {
+        emu_->adc->AddChannel(2, 12, 16, 0, 0);
+        emu_->adc->SetConfig(0, INT_MAX, INT_MIN);
+        emu_->adc->SetValue(0, INT_MIN);
+        emu_->adc->SetConfig(1, 0, -1);
+        emu_->adc->SetValue(1, -1);
+        emu_->adc->SetName(1, "Port engine coolant temperature sender");
+        emu_->gpio->AddPin(0xFFFFFFF0UL);
+        emu_->gpio->SetName(0xFFFFFFF0UL, "Forward bilge pump float switch");
+        emu_->pwm->AddPin(kPwmPin, 0);
+        emu_->pwm->SetFreq(kPwmPin, 0xFFFFFFFFUL);
+        emu_->pwm->SetDuty(kPwmPin, 100000);
+        emu_->pwm->SetConfig(kPwmPin, INT_MIN);
+        emu_->pwm->SetName(kPwmPin, "Navigation light dimmer");
+        emu_->icap->AddPin(0xFFFFFFF1UL, 0, 32, 8);
+        emu_->icap->SetValue(0, 7);
+    }
+};
+
+TEST_F(ExtremePanels, EveryHeadingAndCellShowsWholeInEitherFormat) {
+    ICAPDlg_c* icap = Panel<ICAPDlg_c>();
+    PWMDlg_c* pwm = Panel<PWMDlg_c>();
+    ASSERT_TRUE(icap && pwm);
+    emu_->icap->SetValue(0, 0xFFFFFFFFUL);
+    ASSERT_TRUE(PumpUntil([&] { return Cell(icap, 0, 1) == "4294967295"; }))
+        << "captures are unsigned; " << Cell(icap, 0, 1);
+    EXPECT_EQ(Cell(pwm, 0, 1), "4294967.295000");
+    for (Control01Dlg_c* panel : AllPanels()) {
+        SCOPED_TRACE(panel->GetTitle());
+        EXPECT_LE(ColumnsWidth(ListOf(panel)), ListOf(panel)->GetClientSize().x)
+            << "the panel opens showing every column";
+        for (bool hex : {true, false}) {
+            SCOPED_TRACE(hex ? "hex" : "decimal");
+            TickHex(panel, hex);
+            ExpectNothingCut(panel);
+        }
+    }
 }
 
 class EmptyPanels : public ChannelPanels {

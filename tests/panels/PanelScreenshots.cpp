@@ -3,9 +3,8 @@
 //   FERROW_SCREENSHOTS=$PWD/docs xvfb-run -a -s "-screen 0 1280x1024x24"
 //       build/tests/panels/ferrow_panels_unit_tests --gtest_filter='PanelScreenshots.*'
 //
-// (one command line)//
-// writes panel-adc.png, panel-gpio.png, panel-pwm.png, panel-icap.png,
-// panel-n2kmon.png and panel-serial.png into that folder.
+// (one command line) writes panel-adc.png, panel-gpio.png, panel-pwm.png,
+// panel-icap.png, panel-n2kmon.png and panel-serial.png into that folder.
 #include "ChannelPanelsHost.h"
 
 #include <ferrow/panels/ADCDlg_c.h>
@@ -15,9 +14,6 @@
 #include <ferrow/panels/N2KMonDlg_c.h>
 #include <ferrow/panels/SerialDlg_c.h>
 
-#include <wx/bitmap.h>
-#include <wx/dcmemory.h>
-#include <wx/dcclient.h>
 #include <wx/image.h>
 #include <wx/textctrl.h>
 
@@ -40,18 +36,6 @@ protected:
         host_->Hide();
     }
 
-    // Widens the panel before it lists its channels, so that the columns,
-    // sized from the list's width, show their text whole.
-    template <class T>
-    T* Widened() {
-        T* panel = Panel<T>();
-        if (panel != nullptr) {
-            const wxSize size = panel->GetClientSize();
-            panel->SetClientSize(wxSize(size.x * 3 / 2, size.y * 5 / 4));
-        }
-        return panel;
-    }
-
     // Shows the panel alone on the screen, lets it refresh, and saves what
     // the screen shows of it.
     void Save(FloatingDlg_c* panel, const std::string& file) {
@@ -64,15 +48,7 @@ protected:
             event.Skip();
         });
         ASSERT_TRUE(PumpUntil([&] { return *ticks >= 5; }));
-        panel->Update();
-        const wxSize area = panel->GetClientSize();
-        wxBitmap picture(area);
-        {
-            wxMemoryDC into(picture);
-            wxClientDC window(panel);
-            into.Blit(0, 0, area.x, area.y, &window, 0, 0);
-        }
-        ASSERT_TRUE(picture.ConvertToImage().SaveFile(folder_ + "/" + file, wxBITMAP_TYPE_PNG));
+        ASSERT_TRUE(PictureOf(panel).SaveFile(folder_ + "/" + file, wxBITMAP_TYPE_PNG));
         panel->Hide(100);
     }
 
@@ -90,7 +66,7 @@ TEST_F(PanelScreenshots, ChannelPanels) {
         adc.SetName(id, adcNames[id]);
         adc.SetValue(id, adcValues[id]);
     }
-    ADCDlg_c* adcPanel = Widened<ADCDlg_c>();
+    ADCDlg_c* adcPanel = Panel<ADCDlg_c>();
     adc.Start();
     Save(adcPanel, "panel-adc.png");
 
@@ -111,7 +87,7 @@ TEST_F(PanelScreenshots, ChannelPanels) {
         gpio.SetValReg(p.pin, p.level);
         gpio.SetName(p.pin, p.name);
     }
-    GPIODlg_c* gpioPanel = Widened<GPIODlg_c>();
+    GPIODlg_c* gpioPanel = Panel<GPIODlg_c>();
     gpio.Start();
     Save(gpioPanel, "panel-gpio.png");
 
@@ -132,7 +108,7 @@ TEST_F(PanelScreenshots, ChannelPanels) {
         pwm.SetConfig(o.pin, o.config);
         pwm.SetName(o.pin, o.name);
     }
-    PWMDlg_c* pwmPanel = Widened<PWMDlg_c>();
+    PWMDlg_c* pwmPanel = Panel<PWMDlg_c>();
     pwm.Start();
     Save(pwmPanel, "panel-pwm.png");
 
@@ -141,7 +117,7 @@ TEST_F(PanelScreenshots, ChannelPanels) {
     icap.SetName(icap.AddPin(0x31, 0, 16, 8), "Wind speed");
     icap.SetValue(0, 0x1F40);
     icap.SetValue(1, 0x0320);
-    ICAPDlg_c* icapPanel = Widened<ICAPDlg_c>();
+    ICAPDlg_c* icapPanel = Panel<ICAPDlg_c>();
     icap.Start();
     Save(icapPanel, "panel-icap.png");
 }

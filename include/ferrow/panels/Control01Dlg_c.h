@@ -8,6 +8,8 @@
 // peripheral by overriding FillList, Refresh, SetRange, SetSliderValue and
 // OnSliderValue (and FormatValue/ParseValue for its own number form).
 //
+// The list's columns are kept as wide as their headings and widest cells, and
+// the panel widens itself when it lists its rows so that every column shows.
 // The slider writes only what the operator moves: the refresh compares it
 // with the position the panel itself gave it, so a value beyond the slider's
 // range is shown at the end of the range and never written back clamped.
@@ -17,6 +19,12 @@
 
 #include <wx/string.h>
 #include <wx/timer.h>
+
+#include <memory>
+
+namespace ferrow::panels {
+class ListColumns;
+}  // namespace ferrow::panels
 
 class Ferrow_c;
 class wxButton;
@@ -131,6 +139,8 @@ protected:
     wxStaticText* timeText_ = nullptr;
     wxTextCtrl* textLine_ = nullptr;
     wxListCtrl* list_ = nullptr;
+    // The derived panel's FillList gives the list its columns through it.
+    std::unique_ptr<ferrow::panels::ListColumns> columns_;
 
 private:
     // The controls that follow the panel's edges, in the order of margins_.
@@ -138,6 +148,8 @@ private:
 
     void CreateControls();
     wxWindow* AnchoredControl(int index) const;
+    void AnchorControls();
+    void ShowAllColumns();
     void ShowSliderPosition();
     void LoadDisplayPeriod();
     void ShowRange();

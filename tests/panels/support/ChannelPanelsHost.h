@@ -9,10 +9,28 @@
 
 #include <ferrow/ferrow.h>
 
+#include <wx/bitmap.h>
+#include <wx/dcclient.h>
+#include <wx/dcmemory.h>
+#include <wx/image.h>
+
 #include <memory>
 #include <string>
 
 namespace ferrow::panels::test {
+
+// What the screen shows of the window's client area.
+inline wxImage PictureOf(wxWindow* window) {
+    window->Update();
+    const wxSize area = window->GetClientSize();
+    wxBitmap picture(area);
+    {
+        wxMemoryDC into(picture);
+        wxClientDC from(window);
+        into.Blit(0, 0, area.x, area.y, &from, 0, 0);
+    }
+    return picture.ConvertToImage();
+}
 
 class ChannelPanelsHostTest : public PanelsHostTest {
 protected:
