@@ -38,7 +38,9 @@ std::vector<AdcRow> ReadRows(Ferrow_ADC_c& adc) {
 
 ADCDlg_c::ADCDlg_c(CWnd* parentWnd, Ferrow_ADC_c* adc)
     : Control01Dlg_c(parentWnd, ferrow::peripherals::Peripheral::EmulatorOf(adc), L"ADC"),
-      adc_(adc) {}
+      adc_(adc) {
+    SetTrend(Trend::Signed);
+}
 
 void ADCDlg_c::FillList() {
     std::vector<AdcRow> rows;

@@ -5,6 +5,7 @@
 #include "panels/ListHitTest.h"
 #include "panels/RangeEdit.h"
 #include "panels/SliderMapping.h"
+#include "panels/TrendStrip.h"
 #include "panels/ValueFormat.h"
 #include "platform/ProcessClock.h"
 
@@ -20,12 +21,15 @@
 #include <wx/textctrl.h>
 
 #include <algorithm>
+#include <cstdint>
 
 using ferrow::panels::DisplayPeriods;
 using ferrow::panels::ListColumns;
 using ferrow::panels::ListHitTest;
 using ferrow::panels::RangeEdit;
 using ferrow::panels::SliderMapping;
+using ferrow::panels::TrendSeries;
+using ferrow::panels::TrendStrip;
 using ferrow::panels::ValueFormat;
 
 namespace {
@@ -33,7 +37,7 @@ namespace {
 // How each anchored control follows the edges, in the order of margins_:
 // Time stays top right, the text line stretches along the top, the list
 // both ways, the slider down the left; the minimum edit and Pause stay
-// bottom left.
+// bottom left; the trend strip stretches along the bottom.
 constexpr unsigned kAnchorFlags[] = {
     ANCHOR_PIN_TOP,
     ANCHOR_PIN_TOP | ANCHOR_STRETCH_X,
@@ -41,7 +45,13 @@ constexpr unsigned kAnchorFlags[] = {
     ANCHOR_PIN_LEFT | ANCHOR_STRETCH_Y,
     ANCHOR_PIN_LEFT,
     ANCHOR_PIN_LEFT,
+    ANCHOR_STRETCH_X,
 };
+
+// The template's height, and where the trend strip adds to it below the list.
+constexpr int kTemplateHeight = 196;
+constexpr int kTrendTop = 193;
+constexpr int kTrendHeight = 40;
 
 // Where the list's rows take their clicks: the generic list control draws
 // its rows in an inner window of its own.
@@ -84,6 +94,7 @@ void Control01Dlg_c::OnInitDialog() {
     selectedItem_ = -1;
     displayPeriod_ = kDefaultPeriodMs;
     LoadDisplayPeriod();
+    if (trend_ != nullptr) trend_->SetPeriod(displayPeriod_);
 
     Bind(wxEVT_TIMER, &Control01Dlg_c::OnTimer, this);
     Bind(wxEVT_SIZE, &Control01Dlg_c::OnSize, this);
@@ -98,7 +109,8 @@ void Control01Dlg_c::OnInitDialog() {
 }
 
 void Control01Dlg_c::CreateControls() {
-    SetTemplateSize(308, 196);
+    const bool withTrend = trendKind_ != Trend::None;
+    SetTemplateSize(308, withTrend ? kTrendTop + kTrendHeight + 3 : kTemplateHeight);
     hexBox_ = new wxCheckBox(this, kHexBoxId, "Hex");
     PlaceCtrl(hexBox_, 10, 10, 29, 10);
     // The toolkit's check box is taller than the template's: smaller, it
@@ -128,6 +140,7 @@ void Control01Dlg_c::CreateControls() {
                            wxLC_REPORT | wxLC_SINGLE_SEL | wxLC_HRULES | wxLC_VRULES);
     PlaceCtrl(list_, 60, 25, 240, 165);
     columns_ = std::make_unique<ListColumns>(*list_);
+    if (withTrend) CreateTrend();
 
     auto* defaultButton = new wxButton(this, kDefaultButtonId, "Default");
     PlaceCtrl(defaultButton, 65, 108, 55, 15);
@@ -140,9 +153,19 @@ void Control01Dlg_c::CreateControls() {
     }
 }
 
+void Control01Dlg_c::CreateTrend() {
+    const Trend kind = trendKind_;
+    const auto style = kind == Trend::Logic ? TrendSeries::Style::Logic : TrendSeries::Style::Line;
+    trend_ = new TrendStrip(this, kTrendId, style, [this, kind](int64_t value) {
+        if (kind == Trend::Logic) return wxString::Format("%lld", static_cast<long long>(value));
+        return FormatCell(static_cast<int>(static_cast<uint32_t>(value)));
+    });
+    PlaceCtrl(trend_, 60, kTrendTop, 240, kTrendHeight);
+}
+
 wxWindow* Control01Dlg_c::AnchoredControl(int index) const {
-    wxWindow* const controls[kAnchoredCount] = {timeText_, textLine_,  list_,
-                                                 slider_,   minEdit_,   pauseButton_};
+    wxWindow* const controls[kAnchoredCount] = {timeText_, textLine_,    list_, slider_,
+                                                 minEdit_,  pauseButton_, trend_};
     return controls[index];
 }
 
@@ -161,6 +184,7 @@ void Control01Dlg_c::LoadDisplayPeriod() {
 int Control01Dlg_c::Start(int rebuild) {
     if (rebuild != 0) FillList();
     itemCount_ = list_->GetItemCount();
+    if (trend_ != nullptr) trend_->Clear();
     if (itemCount_ > 0) {
         selectedItem_ = 0;
         SetRange(0, 0, 0);
@@ -177,6 +201,8 @@ void Control01Dlg_c::FillList() {
     ShowAllColumns();
     if (selectedItem_ >= 0 && selectedItem_ < list_->GetItemCount()) SelectRow(selectedItem_);
     SetRange(rangeMaximum_, rangeMinimum_);
+    // The labels follow the number format.
+    if (trend_ != nullptr) trend_->Refresh();
 }
 
 void Control01Dlg_c::ShowAllColumns() {
@@ -271,6 +297,11 @@ void Control01Dlg_c::ShowRange() {
 void Control01Dlg_c::SetSliderValue(int value) {
     sliderValue_ = value;
     ShowSliderPosition();
+    if (trend_ == nullptr) return;
+    const int64_t sample = trendKind_ == Trend::Unsigned
+                               ? static_cast<int64_t>(static_cast<uint32_t>(value))
+                               : static_cast<int64_t>(value);
+    trend_->Add(static_cast<int64_t>(ferrow::platform::ProcessClock::Ms64()), sample);
 }
 
 void Control01Dlg_c::ShowSliderPosition() {
@@ -364,6 +395,7 @@ void Control01Dlg_c::OnListClicked(wxMouseEvent& event) {
             cell = {r.x, r.y, r.width, r.height};
             return true;
         });
+    if (trend_ != nullptr && hit.row != selectedItem_) trend_->Clear();
     SelectRow(hit.row);
     SetRange(0, 0, 0);
     SetSliderValue(0);

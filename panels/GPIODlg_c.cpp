@@ -50,7 +50,9 @@ void WriteLevels(Control01Dlg_c& panel, int index, const GpioRow& row) {
 
 GPIODlg_c::GPIODlg_c(CWnd* parentWnd, Ferrow_GPIO_c* gpio)
     : Control01Dlg_c(parentWnd, ferrow::peripherals::Peripheral::EmulatorOf(gpio), L"GPIO"),
-      gpio_(gpio) {}
+      gpio_(gpio) {
+    SetTrend(Trend::Logic);
+}
 
 void GPIODlg_c::FillList() {
     std::vector<GpioRow> rows;

@@ -48,7 +48,9 @@ std::vector<PwmRow> ReadRows(Ferrow_PWM_c& pwm) {
 
 PWMDlg_c::PWMDlg_c(CWnd* parentWnd, Ferrow_PWM_c* pwm)
     : Control01Dlg_c(parentWnd, ferrow::peripherals::Peripheral::EmulatorOf(pwm), L"PWM"),
-      pwm_(pwm) {}
+      pwm_(pwm) {
+    SetTrend(Trend::Unsigned);
+}
 
 void PWMDlg_c::FillList() {
     std::vector<PwmRow> rows;

@@ -4,6 +4,7 @@
 #include "ChannelPanelsHost.h"
 
 #include "panels/SliderMapping.h"
+#include "panels/TrendStrip.h"
 
 #include <ferrow/CFG_File.h>
 #include <ferrow/panels/ADCDlg_c.h>
@@ -23,6 +24,7 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
+#include <cstdlib>
 #include <memory>
 #include <set>
 #include <string>
@@ -94,6 +96,10 @@ Cells Edits(Control01Dlg_c* panel) {
             ControlOf<wxTextCtrl>(panel, Control01Dlg_c::kMinEditId)->GetValue().utf8_string()};
 }
 
+TrendStrip* TrendOf(Control01Dlg_c* panel) {
+    return dynamic_cast<TrendStrip*>(panel->FindWindow(Control01Dlg_c::kTrendId));
+}
+
 int ColumnsWidth(wxListCtrl* list) {
     int width = 0;
     for (int column = 0; column < list->GetColumnCount(); ++column) {
@@ -122,6 +128,22 @@ void ExpectNothingCut(Control01Dlg_c* panel) {
             EXPECT_LE(list->GetTextExtent(text).x + 8, width) << "row " << row << ": " << text;
         }
     }
+}
+
+// How many pixels of the window show the colour, give or take the toolkit's
+// smoothing.
+int PixelsOf(wxWindow* window, const wxColour& colour) {
+    const wxImage image = PictureOf(window);
+    int count = 0;
+    for (int y = 0; y < image.GetHeight(); ++y) {
+        for (int x = 0; x < image.GetWidth(); ++x) {
+            const int distance = std::abs(image.GetRed(x, y) - colour.Red()) +
+                                 std::abs(image.GetGreen(x, y) - colour.Green()) +
+                                 std::abs(image.GetBlue(x, y) - colour.Blue());
+            if (distance < 40) ++count;
+        }
+    }
+    return count;
 }
 
 class ChannelPanels : public ChannelPanelsHostTest {
@@ -301,6 +323,33 @@ TEST_F(ChannelPanels, TheSliderWritesOnlyWhatTheOperatorMoves) {
     EXPECT_EQ(AdcValues()[1], 300) << "what the operator moves is written";
 }
 
+TEST_F(ChannelPanels, ATrendStripUnderTheListPlotsTheSelectedChannel) {
+    EXPECT_EQ(TrendOf(Panel<ICAPDlg_c>()), nullptr);
+    TrendStrip* logic = TrendOf(Panel<GPIODlg_c>());
+    ASSERT_NE(logic, nullptr);
+    ASSERT_TRUE(logic->Series().Scale());
+    EXPECT_EQ(logic->Series().Scale()->maximum, 1) << "a pin's level is a logic trace";
+
+    ADCDlg_c* panel = Panel<ADCDlg_c>();
+    TrendStrip* strip = TrendOf(panel);
+    ASSERT_NE(strip, nullptr);
+    EXPECT_GT(strip->GetPosition().y, ListOf(panel)->GetRect().GetBottom());
+    emu_->adc->SetValue(0, 100);
+    emu_->adc->SetValue(2, 700);
+    panel->Show(0);
+    const auto spans = [strip](long low, long high) {
+        const auto scale = strip->Series().Scale();
+        return scale && scale->minimum == low && scale->maximum == high;
+    };
+    ASSERT_TRUE(PumpUntil([&] { return spans(0, 100); }));
+    emu_->adc->SetValue(0, 300);
+    ASSERT_TRUE(PumpUntil([&] { return spans(0, 300); })) << "the minute keeps the earlier values";
+    EXPECT_TRUE(PumpUntil([&] { return PixelsOf(strip, TrendStrip::TraceColour()) > 10; }));
+
+    ClickRow(panel, 2);
+    EXPECT_TRUE(spans(700, 700)) << "another channel starts its own trend";
+}
+
 TEST_F(ChannelPanels, IcapOnlyWatches) {
     ICAPDlg_c* panel = Panel<ICAPDlg_c>();
     ASSERT_NE(panel, nullptr);
@@ -364,9 +413,11 @@ TEST_F(ChannelPanels, ResizingKeepsTheControlsAnchored) {
     wxWindow* list = ListOf(panel);
     wxWindow* pause = panel->FindWindow(Control01Dlg_c::kPauseId);
     wxWindow* time = panel->FindWindow(Control01Dlg_c::kTimeId);
+    wxWindow* trend = panel->FindWindow(Control01Dlg_c::kTrendId);
     const wxSize client = panel->GetClientSize();
     const wxSize listSize = list->GetSize();
     const wxPoint pausePos = pause->GetPosition();
+    const wxRect trendRect = trend->GetRect();
     const int timeFromRight = client.x - time->GetRect().GetRight();
 
     panel->SetClientSize(client + wxSize(120, 80));
@@ -374,6 +425,8 @@ TEST_F(ChannelPanels, ResizingKeepsTheControlsAnchored) {
         << list->GetSize().x << "x" << list->GetSize().y;
     EXPECT_EQ(pause->GetPosition(), pausePos + wxPoint(0, 80));
     EXPECT_EQ(panel->GetClientSize().x - time->GetRect().GetRight(), timeFromRight);
+    EXPECT_EQ(trend->GetRect(), wxRect(trendRect.x, trendRect.y + 80, trendRect.width + 120,
+                                       trendRect.height));
     EXPECT_EQ(ColumnsWidth(ListOf(panel)), ListOf(panel)->GetClientSize().x)
         << "the columns share the new room";
 }

@@ -7,6 +7,9 @@
 // panel-icap.png, panel-n2kmon.png and panel-serial.png into that folder.
 #include "ChannelPanelsHost.h"
 
+#include "panels/TrendStrip.h"
+#include "platform/ProcessClock.h"
+
 #include <ferrow/panels/ADCDlg_c.h>
 #include <ferrow/panels/GPIODlg_c.h>
 #include <ferrow/panels/ICAPDlg_c.h>
@@ -17,7 +20,9 @@
 #include <wx/image.h>
 #include <wx/textctrl.h>
 
+#include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -52,6 +57,19 @@ protected:
         panel->Hide(100);
     }
 
+    // A minute of history in the panel's trend strip, so that the picture
+    // shows a trace: `valueAt` gives the value from 0 (a minute ago) to 1
+    // (now).
+    void FillTrend(Control01Dlg_c* panel, const std::function<long(double)>& valueAt) {
+        auto* strip = dynamic_cast<TrendStrip*>(panel->FindWindow(Control01Dlg_c::kTrendId));
+        ASSERT_NE(strip, nullptr);
+        strip->Clear();
+        const auto now = static_cast<int64_t>(ferrow::platform::ProcessClock::Ms64());
+        for (int64_t ago = TrendSeries::kWindowMs; ago > 0; ago -= 250) {
+            strip->Add(now - ago, valueAt(1.0 - static_cast<double>(ago) / TrendSeries::kWindowMs));
+        }
+    }
+
     std::string folder_;
 };
 
@@ -68,6 +86,9 @@ TEST_F(PanelScreenshots, ChannelPanels) {
     }
     ADCDlg_c* adcPanel = Panel<ADCDlg_c>();
     adc.Start();
+    FillTrend(adcPanel, [](double x) {
+        return std::lround(812 - 40 * (1 - x) * std::cos(18 * x));
+    });
     Save(adcPanel, "panel-adc.png");
 
     Ferrow_GPIO_c& gpio = *emu_->gpio;
@@ -89,6 +110,9 @@ TEST_F(PanelScreenshots, ChannelPanels) {
     }
     GPIODlg_c* gpioPanel = Panel<GPIODlg_c>();
     gpio.Start();
+    FillTrend(gpioPanel, [](double x) {
+        return (x >= 0.15 && x < 0.35) || (x >= 0.6 && x < 0.7) || x >= 0.9 ? 1L : 0L;
+    });
     Save(gpioPanel, "panel-gpio.png");
 
     Ferrow_PWM_c& pwm = *emu_->pwm;
@@ -110,6 +134,7 @@ TEST_F(PanelScreenshots, ChannelPanels) {
     }
     PWMDlg_c* pwmPanel = Panel<PWMDlg_c>();
     pwm.Start();
+    FillTrend(pwmPanel, [](double x) { return x < 0.5 ? std::lround(40000 + 70000 * x) : 75000L; });
     Save(pwmPanel, "panel-pwm.png");
 
     Ferrow_ICAP_c& icap = *emu_->icap;

@@ -1,6 +1,6 @@
 // The ADC's panel: one row per channel by channel id over all groups, with
 // its value, range and name; the slider drives the selected channel's value
-// within the channel's range.
+// within the channel's range, and the trend strip plots it.
 #pragma once
 
 #include <ferrow/panels/Control01Dlg_c.h>

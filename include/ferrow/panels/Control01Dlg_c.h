@@ -6,7 +6,9 @@
 //
 // A derived panel supplies the columns, the rows and the traffic with its
 // peripheral by overriding FillList, Refresh, SetRange, SetSliderValue and
-// OnSliderValue (and FormatValue/ParseValue for its own number form).
+// OnSliderValue (and FormatValue/ParseValue for its own number form), and may
+// ask for a trend strip under the list that plots every value put on the
+// slider over the last minute.
 //
 // The list's columns are kept as wide as their headings and widest cells, and
 // the panel widens itself when it lists its rows so that every column shows.
@@ -24,6 +26,7 @@
 
 namespace ferrow::panels {
 class ListColumns;
+class TrendStrip;
 }  // namespace ferrow::panels
 
 class Ferrow_c;
@@ -52,6 +55,7 @@ public:
     static constexpr int kTextLineId = 11004;
     static constexpr int kListId = 11007;
     static constexpr int kDefaultButtonId = 31000;
+    static constexpr int kTrendId = 11010;
     static constexpr int kTimerId = 13;
     static constexpr int kDefaultPeriodMs = 50;
 
@@ -101,6 +105,13 @@ public:
     int TimerInterval() const;
 
 protected:
+    // What the trend strip plots: a signed or unsigned 32-bit value as a
+    // line, or a pin's level as a logic trace.
+    enum class Trend { None, Signed, Unsigned, Logic };
+
+    // Asks for a trend strip; called by a derived panel's constructor.
+    void SetTrend(Trend trend) { trendKind_ = trend; }
+
     void OnInitDialog() override;
     // Resizable: the controls follow the edges.
     long TemplateStyle() const override;
@@ -144,9 +155,10 @@ protected:
 
 private:
     // The controls that follow the panel's edges, in the order of margins_.
-    static constexpr int kAnchoredCount = 6;
+    static constexpr int kAnchoredCount = 7;
 
     void CreateControls();
+    void CreateTrend();
     wxWindow* AnchoredControl(int index) const;
     void AnchorControls();
     void ShowAllColumns();
@@ -169,4 +181,6 @@ private:
     int margins_[kAnchoredCount][4] = {};
     // The slider position the panel last set; any other is the operator's.
     int sliderPosition_ = 0;
+    Trend trendKind_ = Trend::None;
+    ferrow::panels::TrendStrip* trend_ = nullptr;
 };

@@ -1,6 +1,6 @@
 // The GPIO panel: one row per pin by pin index, with the levels at the pin
 // and in the register, the direction and the name, always in decimal; the
-// slider sets the selected pin's level, 0 or 1.
+// slider sets the selected pin's level, 0 or 1, and the trend strip traces it.
 #pragma once
 
 #include <ferrow/panels/Control01Dlg_c.h>

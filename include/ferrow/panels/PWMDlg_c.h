@@ -1,7 +1,8 @@
 // The PWM panel: one row per output by pin index, with its frequency and
 // duty (shown in thousandths: 50000 reads 50.000000, or the raw value in
 // hexadecimal), polarity configuration and name; the slider sets the
-// selected output's duty from 0 to 100000.
+// selected output's duty from 0 to 100000, and the trend strip plots it.
+// Frequency and duty are unsigned: decimal text never turns negative.
 #pragma once
 
 #include <ferrow/panels/Control01Dlg_c.h>
