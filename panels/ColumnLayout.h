@@ -8,13 +8,15 @@
 // just its need and the list scrolls sideways.
 #pragma once
 
+#include "panels/model/ColumnAlign.h"
+
 #include <vector>
 
 namespace ferrow::panels {
 
 class ColumnLayout {
 public:
-    enum class Align { Left, Right, Centre };
+    using Align = ColumnAlign;
     struct Column {
         const wchar_t* heading;
         Align align;

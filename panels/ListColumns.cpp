@@ -1,5 +1,7 @@
 #include "panels/ListColumns.h"
 
+#include "panels/ListColumnFormat.h"
+
 #include <wx/listctrl.h>
 
 #include <algorithm>
@@ -7,18 +9,6 @@
 
 namespace ferrow::panels {
 namespace {
-
-wxListColumnFormat ListFormat(ColumnLayout::Align align) {
-    switch (align) {
-        case ColumnLayout::Align::Right:
-            return wxLIST_FORMAT_RIGHT;
-        case ColumnLayout::Align::Centre:
-            return wxLIST_FORMAT_CENTRE;
-        case ColumnLayout::Align::Left:
-            break;
-    }
-    return wxLIST_FORMAT_LEFT;
-}
 
 // The generic list control draws its headings in a window of their own, in
 // the system's font rather than the list's.
@@ -43,7 +33,7 @@ void ListColumns::Reset(const std::vector<ColumnLayout::Column>& columns) {
     needs_.assign(columns.size(), 0);
     for (size_t i = 0; i < columns.size(); ++i) {
         needs_[i] = ColumnLayout::HeadingNeed(HeadingWidth(list_, columns[i].heading));
-        list_.InsertColumn(static_cast<long>(i), columns[i].heading, ListFormat(columns[i].align),
+        list_.InsertColumn(static_cast<long>(i), columns[i].heading, ListColumnFormat(columns[i].align),
                            needs_[i]);
     }
     needsChanged_ = true;

@@ -1,23 +1,10 @@
 #include "panels/WxPgnList.h"
 
+#include "panels/ListColumnFormat.h"
+
 #include <algorithm>
 
 namespace ferrow::panels {
-namespace {
-
-wxListColumnFormat FormatOf(WxPgnList::Align align) {
-    switch (align) {
-        case WxPgnList::Align::Right:
-            return wxLIST_FORMAT_RIGHT;
-        case WxPgnList::Align::Centre:
-            return wxLIST_FORMAT_CENTRE;
-        case WxPgnList::Align::Left:
-            break;
-    }
-    return wxLIST_FORMAT_LEFT;
-}
-
-}  // namespace
 
 WxPgnList::WxPgnList(wxWindow* parent, wxWindowID id)
     : wxListCtrl(parent, id, wxDefaultPosition, wxDefaultSize,
@@ -33,7 +20,7 @@ void WxPgnList::SetColumns(const std::vector<Column>& columns) {
     for (const Column& column : columns) {
         const wxString heading = wxString::FromUTF8(column.heading);
         const int text = std::max(column.widthChars * charWidth, GetTextExtent(heading).x);
-        AppendColumn(heading, FormatOf(column.align), text + margins);
+        AppendColumn(heading, ListColumnFormat(column.align), text + margins);
     }
     columns_ = columns.size();
 }

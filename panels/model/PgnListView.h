@@ -3,6 +3,8 @@
 // toolkit, so it is tested against a plain vector of rows.
 #pragma once
 
+#include "panels/model/ColumnAlign.h"
+
 #include <string>
 #include <vector>
 
@@ -10,7 +12,7 @@ namespace ferrow::panels {
 
 class PgnListView {
 public:
-    enum class Align { Left, Right, Centre };
+    using Align = ColumnAlign;
     struct Column {
         const char* heading;
         Align align;
