@@ -4,6 +4,7 @@
 // makes them only between Open and Close.
 #pragma once
 
+#include <ferrow/FerrowGatewayStats.h>
 #include <ferrow/N2KMsg.h>
 #include <ferrow/N2KStatus.h>
 
@@ -28,6 +29,14 @@ public:
     // Whether the network is reachable now: a link that dropped and is being
     // made again, or a replayed log that has ended, says false.
     virtual bool IsUp() const { return true; }
+    // Adds what this transport has counted since it was made to `stats`:
+    // every counter but messagesIn, messagesOut, refused, busLoad and
+    // connected, which the gateway keeps.
+    virtual void AddStats(FerrowGatewayStats& stats) const { stats.dropped += Dropped(); }
+    // The address our device sends from, told by the gateway before each of
+    // the device's own messages (never for one sent on behalf of another
+    // node): incoming transport sessions addressed to it are answered.
+    virtual void SetDeviceAddress(uint8_t) {}
 };
 
 }  // namespace ferrow::net
