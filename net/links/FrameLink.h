@@ -6,6 +6,8 @@
 
 #include "net/can/CanFrame.h"
 
+#include <ferrow/FerrowGatewayStats.h>
+
 #include <string>
 
 namespace ferrow::net {
@@ -24,6 +26,10 @@ public:
     // Whether the link reaches the network now (false while a dropped
     // connection is being made again, or after a replayed log has ended).
     virtual bool IsUp() const = 0;
+    // Adds what the link itself has lost or refused to `stats` (received
+    // frames dropped, lines or frames that held nothing, sends lost with a
+    // peer, peers lost, bus problems); the frame transport counts frames.
+    virtual void AddStats(FerrowGatewayStats&) const {}
 };
 
 }  // namespace ferrow::net
