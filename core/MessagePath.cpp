@@ -83,6 +83,14 @@ N2KStatus Ferrow_c::GetMsg(N2KMsg* msg) {
     return status;
 }
 
+int Ferrow_c::GetGatewayStats(FerrowGatewayStats* stats) {
+    CallFrame frame;
+    if (stats == nullptr) return -1;
+    ScopeLock lock(cs, false);
+    *stats = gateway->Stats();
+    return 0;
+}
+
 // Under the emulator's peripheral lock: a monitor deleted on another thread
 // has then either not started to go or is out of its slot.
 void Ferrow_c::Record(int store, N2KMsg* msg) {

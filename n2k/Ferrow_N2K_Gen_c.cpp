@@ -206,7 +206,7 @@ struct Ferrow_N2K_Gen_c::Impl {
     // whether the gateway took it changes nothing for the queue.
     void Transmit(N2KMsg* msg) {
         Ferrow_c* emulator = core.Emulator();
-        if (emulator != nullptr && emulator->gateway != nullptr) emulator->gateway->PutMsg(msg);
+        if (emulator != nullptr && emulator->gateway != nullptr) emulator->gateway->PutOtherMsg(msg);
     }
 
     Peripheral core;

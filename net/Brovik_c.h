@@ -8,6 +8,7 @@
 
 #include <ferrow/CFG_File.h>
 #include <ferrow/CWnd.h>
+#include <ferrow/FerrowGatewayStats.h>
 #include <ferrow/N2KMsg.h>
 #include <ferrow/N2KStatus.h>
 
@@ -36,13 +37,15 @@ public:
     Brovik_c& operator=(const Brovik_c&) = delete;
 
     // Opens the transport the port name selects: 0, also when already
-    // connected, or negative when the network cannot be reached.
+    // connected, or negative when the network cannot be reached or a
+    // DisConnect came while it was being reached. Resolving a name or
+    // making a TCP connection can take seconds: messages never wait for it.
     int Connect();
     // Closes the transport, dropping what was received and not yet fetched.
     // 0, also when not connected.
     int DisConnect();
     // Non-zero while connected and the network is reachable.
-    int IsConnected() const;
+    int IsConnected();
 
     // Connect and DisConnect may run on one thread while PutMsg and GetMsg run
     // on another. The statuses mean:
@@ -58,12 +61,20 @@ public:
     //                      bus never answers it.
     //   N2K_TOO_LONG       more data than the link carries in one message: a
     //                      serial gateway takes at most 249 bytes.
+    // PutMsg sends our device's own message: the address it sends from is
+    // the one transport sessions are answered on. PutOtherMsg sends one on
+    // behalf of another node (the generator's) and leaves that address be.
+    // Both bring `connected` up to date, so that it agrees with IsConnected.
     N2KStatus PutMsg(N2KMsg* msg);
+    N2KStatus PutOtherMsg(N2KMsg* msg);
     N2KStatus GetMsg(N2KMsg* msg);
 
     // Messages for this gateway lost because its receive queue was full,
     // over all its connections.
     uint64_t DroppedCount() const;
+    // Everything counted over all connections; the bus load since the
+    // previous call, or over the last second when called more often.
+    FerrowGatewayStats Stats();
 
     // The port name as loaded from the configuration file.
     std::string PortName() const;
@@ -92,10 +103,25 @@ private:
     char logFile_[kLogFileSize] = {};
     wchar_t logFileWide_[kLogFileSize] = {};
 
+    N2KStatus Put(N2KMsg* msg, bool ownMessage);
+    // Called with mutex_ held.
+    void Refresh();
+
+    // One connection is made at a time, without mutex_.
+    std::mutex connecting_;
     // Held through each transport call, so that DisConnect never closes the
     // transport under a message in flight.
-    mutable std::mutex mutex_;  // protects: transport_, droppedBefore_
+    mutable std::mutex mutex_;  // protects: transport_, generation_, before_, counted_, load_
     std::unique_ptr<ferrow::net::GatewayTransport> transport_;  // null while disconnected
-    // Drops counted by the transports of earlier connections.
-    uint64_t droppedBefore_ = 0;
+    // Moved on by DisConnect, so that a connection made meanwhile is dropped.
+    uint64_t generation_ = 0;
+    // What the transports of earlier connections counted.
+    FerrowGatewayStats before_{};
+    // What the gateway counts itself: messages and refusals.
+    FerrowGatewayStats counted_{};
+    struct LoadSample {
+        uint64_t ms = 0;
+        uint64_t bits = 0;
+        double load = 0;
+    } load_;
 };

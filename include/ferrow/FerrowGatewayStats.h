@@ -21,6 +21,7 @@ struct FerrowGatewayStats {
     uint64_t recordingFailures;  // recordings to GW_LOG_FILE that failed
     uint64_t peerLosses;         // times the network was lost: a connection dropped, a device unplugged
     uint64_t busBits;            // nominal bits of the frames both ways, without stuff bits
-    double busLoad;              // per cent of 250 kbit/s, since the previous reading (at most ~1 s back)
+    double busLoad;              // per cent of 250 kbit/s, averaged since the reading before that
+                                 // measured it; readings less than a second apart repeat it
     int connected;               // what IsConnected says
 };

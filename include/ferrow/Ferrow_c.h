@@ -5,6 +5,7 @@
 
 #include <ferrow/CWnd.h>
 #include <ferrow/FerrowApi.h>
+#include <ferrow/FerrowGatewayStats.h>
 #include <ferrow/N2KMsg.h>
 #include <ferrow/N2KStatus.h>
 
@@ -120,6 +121,10 @@ public:
     // A message queued by the generator first, else one from the gateway;
     // a message obtained is recorded by the monitor.
     N2KStatus GetMsg(N2KMsg* msg);
+    // Fills `stats` with what the gateway connection has carried and lost
+    // (see FerrowGatewayStats.h): 0, or -1 for a null pointer. In
+    // firmware-managed mode the gateway carries nothing, and its counts stay 0.
+    int GetGatewayStats(FerrowGatewayStats* stats);
 
     HWND hParent;
     Ferrow_Ctx_c* ctx;

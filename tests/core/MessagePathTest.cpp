@@ -2,6 +2,7 @@
 #include "platform/ProcessClock.h"
 #include "net/Brovik_c.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/TempDir.h"
 #include "tests/support/TestEmulator.h"
 
 #include <ferrow/Ferrow_N2K_Gen_c.h>
@@ -93,6 +94,33 @@ TEST(MessagePath, PutResultsFollowTheGatewayDispAllPgnAndTheConnection) {
     EXPECT_EQ(rig.emu->PutMsg(nullptr), N2K_BAD_MESSAGE);
     EXPECT_EQ(rig.emu->DisConnect(), 0);
     EXPECT_EQ(rig.emu->IsConnected(), 0);
+}
+
+// A replayed log that has ended is a network gone: PutMsg then reads the
+// connected flag as IsConnected tells it, not as Connect left it.
+TEST(MessagePath, PutMsgAndIsConnectedAgreeOnceTheNetworkIsGone) {
+    ferrow::test::TempDir dir;
+    const std::string log = dir.File("short.log");
+    ferrow::test::TempDir::Write(log, "(1.000000) can0 09F11223#015C3D\n");
+    TestEmulator emu(nullptr, 0, nullptr, "GW_PORT_NAME=\"file:" + log + ":fast\"\n");
+    ASSERT_EQ(emu->Connect(), 0);
+    N2KMsg got{};
+    ASSERT_EQ(emu->GetMsg(&got), N2K_OK);
+    ASSERT_TRUE(ferrow::test::Eventually([&] { return emu->IsConnected() == 0; }));
+
+    N2KMsg msg = Message(130306);
+    emu->dispAllPgn = 1;
+    EXPECT_EQ(emu->PutMsg(&msg), N2K_OK) << "shown, and counted as sent while not connected";
+    EXPECT_EQ(emu->gateway->connected, 0);
+    emu->dispAllPgn = 0;
+    EXPECT_EQ(emu->PutMsg(&msg), N2K_NOT_CONNECTED);
+
+    FerrowGatewayStats stats{};
+    EXPECT_EQ(emu->GetGatewayStats(nullptr), -1);
+    ASSERT_EQ(emu->GetGatewayStats(&stats), 0);
+    EXPECT_EQ(stats.connected, 0);
+    EXPECT_EQ(stats.messagesIn, 1u);
+    EXPECT_EQ(stats.refused, 2u);
 }
 
 TEST(MessagePath, PutStampsTheProcessClockInTenMillisecondUnits) {

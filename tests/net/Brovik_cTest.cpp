@@ -28,6 +28,7 @@ struct FakeNetwork {
     uint64_t droppedPerConnection = 0;
     std::deque<N2KMsg> incoming;
     std::vector<N2KMsg> sent;
+    std::vector<uint8_t> deviceAddresses;
     int closed = 0;
 
     ferrow::net::TransportFactory Factory() {
@@ -43,6 +44,7 @@ struct FakeNetwork {
         int Open() override { return network_.openResult; }
         void Close() override { ++network_.closed; }
         N2KStatus Send(const N2KMsg& msg) override {
+            if (!network_.up) return N2K_NOT_CONNECTED;
             network_.sent.push_back(msg);
             return N2K_OK;
         }
@@ -54,6 +56,7 @@ struct FakeNetwork {
         }
         uint64_t Dropped() const override { return network_.droppedPerConnection; }
         bool IsUp() const override { return network_.up; }
+        void SetDeviceAddress(uint8_t address) override { network_.deviceAddresses.push_back(address); }
 
     private:
         FakeNetwork& network_;
@@ -83,23 +86,37 @@ TEST(BrovikGateway, UsesTheTransportItsFactoryMakes) {
     ASSERT_EQ(gateway->Connect(), 0);
     EXPECT_EQ(gateway->IsConnected(), 1);
     ASSERT_EQ(gateway->PutMsg(&msg), N2K_OK);
-    ASSERT_EQ(network.sent.size(), 1u);
+    N2KMsg foreign = Numbered(9, 6);
+    ASSERT_EQ(gateway->PutOtherMsg(&foreign), N2K_OK);
+    ASSERT_EQ(network.sent.size(), 2u);
     EXPECT_EQ(SeqOf(network.sent[0]), 5u);
+    EXPECT_EQ(network.deviceAddresses, std::vector<uint8_t>{1}) << "only our device's own message";
     network.incoming.push_back(Numbered(2, 9));
     N2KMsg got{};
     ASSERT_EQ(gateway->GetMsg(&got), N2K_OK);
     EXPECT_EQ(SeqOf(got), 9u);
-    network.up = false;
-    EXPECT_EQ(gateway->IsConnected(), 0) << "a network out of reach is told";
 
-    // Drops add up over connections, each transport counted once.
+    // The flag the emulator reads after PutMsg says what IsConnected says.
+    network.up = false;
+    EXPECT_EQ(gateway->PutMsg(&msg), N2K_NOT_CONNECTED);
+    EXPECT_EQ(gateway->connected, 0);
+    EXPECT_EQ(gateway->IsConnected(), 0) << "a network out of reach is told";
+    network.up = true;
+    EXPECT_EQ(gateway->IsConnected(), 1);
+
+    // Counts add up over connections, each transport counted once.
     ASSERT_EQ(gateway->DisConnect(), 0);
     EXPECT_EQ(network.closed, 1);
-    EXPECT_EQ(gateway->DroppedCount(), 4u);
+    EXPECT_EQ(gateway->Stats().dropped, 4u);
     ASSERT_EQ(gateway->Connect(), 0);
     EXPECT_EQ(gateway->DroppedCount(), 8u);
     ASSERT_EQ(gateway->DisConnect(), 0);
-    EXPECT_EQ(gateway->DroppedCount(), 8u);
+    const FerrowGatewayStats stats = gateway->Stats();
+    EXPECT_EQ(stats.dropped, 8u);
+    EXPECT_EQ(stats.messagesOut, 2u);
+    EXPECT_EQ(stats.messagesIn, 1u);
+    EXPECT_EQ(stats.refused, 2u) << "the one before connecting and the one out of reach";
+    EXPECT_EQ(stats.connected, 0);
 
     auto none = rig.Make("vbus", [](const TransportRequest&) { return nullptr; });
     EXPECT_EQ(none->Connect(), -1) << "a factory that makes nothing fails the connection";
@@ -161,6 +178,53 @@ TEST(BrovikGateway, GatewaysOnTheDefaultPortShareOneBus) {
     // Destroying a connected gateway takes it off the bus.
     second.reset();
     EXPECT_EQ(first->PutMsg(&msg), N2K_OK);
+}
+
+// Making a connection can take seconds (a name to resolve, a gateway slow to
+// answer): the worker's messages never wait for it, and a DisConnect that
+// comes meanwhile wins.
+TEST(BrovikGateway, MessagesNeverWaitForAConnectionBeingMade) {
+    GatewayRig rig;
+    std::atomic<bool> opening{false};
+    std::atomic<bool> release{false};
+    std::atomic<int> closed{0};
+    struct SlowTransport : GatewayTransport {
+        SlowTransport(std::atomic<bool>& opening, std::atomic<bool>& release, std::atomic<int>& closed)
+            : opening(opening), release(release), closed(closed) {}
+        int Open() override {
+            opening = true;
+            while (!release) std::this_thread::yield();
+            return 0;
+        }
+        void Close() override { ++closed; }
+        N2KStatus Send(const N2KMsg&) override { return N2K_OK; }
+        N2KStatus Fetch(N2KMsg&) override { return N2K_NO_MESSAGE; }
+        uint64_t Dropped() const override { return 0; }
+        std::atomic<bool>& opening;
+        std::atomic<bool>& release;
+        std::atomic<int>& closed;
+    };
+    auto gateway = rig.Make("tcp:slow", [&](const TransportRequest&) {
+        return std::make_unique<SlowTransport>(opening, release, closed);
+    });
+    for (const bool disconnectMeanwhile : {true, false}) {
+        opening = release = false;
+        std::atomic<int> connected{1};
+        std::thread host([&] { connected = gateway->Connect(); });
+        ASSERT_TRUE(ferrow::test::Eventually([&] { return opening.load(); }));
+        N2KMsg msg = Numbered(1, 1);
+        EXPECT_EQ(gateway->PutMsg(&msg), N2K_NOT_CONNECTED);
+        EXPECT_EQ(gateway->GetMsg(&msg), N2K_NOT_CONNECTED);
+        EXPECT_EQ(gateway->IsConnected(), 0);
+        if (disconnectMeanwhile) {
+            EXPECT_EQ(gateway->DisConnect(), 0);
+        }
+        release = true;
+        host.join();
+        EXPECT_EQ(connected, disconnectMeanwhile ? -1 : 0);
+        EXPECT_EQ(gateway->IsConnected(), disconnectMeanwhile ? 0 : 1);
+        EXPECT_EQ(closed, 1) << "the connection made for nothing is closed";
+    }
 }
 
 // The host connects and disconnects while the firmware's worker sends and
