@@ -1,6 +1,7 @@
-// What every peripheral shares: registration, panels from the installed
-// provider and outliving the emulator, shown on the NMEA 2000 monitor and
-// generator, and the name rule and 32-bit quantities, shown on every kind.
+// What every peripheral shares, shown on every kind: registration in the
+// emulator's slot, panels from the installed provider, the name rule and
+// 32-bit quantities; and, on the NMEA 2000 monitor and generator, panel calls
+// and outliving the emulator.
 #include "peripherals/Peripheral.h"
 #include "peripherals/serial/SerialPortTable.h"
 #include "tests/support/CapturedMessages.h"
@@ -25,6 +26,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 using ferrow::peripherals::Peripheral;
@@ -33,23 +36,67 @@ using ferrow::test::CapturedMessages;
 using ferrow::test::FakePanelProvider;
 using ferrow::test::TestEmulator;
 
-TEST(Peripheral, TheFirstOfAKindIsRegisteredAndItsDestructionFreesTheSlot) {
-    TestEmulator emu;
-    auto first = std::make_unique<Ferrow_N2K_Mon_c>(emu.emu.get(), 0, 4, 1);
-    auto second = std::make_unique<Ferrow_N2K_Mon_c>(emu.emu.get(), 0, 4, 1);
-    EXPECT_EQ(emu->n2kMon, first.get());
-    Ferrow_N2K_Gen_c gen(emu.emu.get(), 0, 4, 1);
-    EXPECT_EQ(emu->n2kGen, &gen);
+namespace {
 
-    second.reset();
-    EXPECT_EQ(emu->n2kMon, first.get()) << "an unregistered one leaves the slot alone";
-    first.reset();
-    EXPECT_EQ(emu->n2kMon, nullptr) << "the emulator never reaches a destroyed monitor";
-    Ferrow_N2K_Mon_c third(emu.emu.get(), 0, 4, 1);
-    EXPECT_EQ(emu->n2kMon, &third);
+struct KindRow {
+    const char* name;
+    PeripheralKind kind;
+    std::function<std::shared_ptr<void>(Ferrow_c*, unsigned long noPanel)> make;
+    std::function<const void*(const Ferrow_c&)> slot;
+};
+
+// A row for objects of class T that register in the emulator's member Slot;
+// `size` is the constructor's size argument where it has one.
+template <class T, auto Slot, class... Size>
+KindRow Kind(const char* name, PeripheralKind kind, Size... size) {
+    using Registered = std::remove_pointer_t<std::decay_t<decltype(std::declval<Ferrow_c&>().*Slot)>>;
+    return {name, kind,
+            [=](Ferrow_c* emu, unsigned long noPanel) -> std::shared_ptr<void> {
+                return std::shared_ptr<Registered>(std::make_shared<T>(emu, 0, size..., noPanel));
+            },
+            [](const Ferrow_c& emu) -> const void* { return emu.*Slot; }};
 }
 
-TEST(Peripheral, PanelsComeFromTheInstalledProviderUnlessNoPanelIsSet) {
+}  // namespace
+
+// Every kind, one row each: the first object takes the emulator's slot, a
+// second leaves it alone, destroying the first empties it for the next, and
+// the installed provider makes a panel of that kind unless none is wanted.
+TEST(Peripheral, EveryKindTakesAnEmptySlotFreesItAndAsksForItsOwnPanel) {
+    const KindRow rows[] = {
+        Kind<Ferrow_ADC_c, &Ferrow_c::adc>("ADC", PeripheralKind::ADC),
+        Kind<Ferrow_GPIO_c, &Ferrow_c::gpio>("GPIO", PeripheralKind::GPIO),
+        Kind<Ferrow_PWM_c, &Ferrow_c::pwm>("PWM", PeripheralKind::PWM),
+        Kind<Ferrow_ICAP_c, &Ferrow_c::icap>("ICAP", PeripheralKind::ICAP),
+        Kind<Ferrow_OCMP_c, &Ferrow_c::icap>("OCMP, in the ICAP slot", PeripheralKind::ICAP),
+        Kind<Ferrow_I2C_c, &Ferrow_c::i2c>("I2C", PeripheralKind::I2C),
+        Kind<Ferrow_SPI_c, &Ferrow_c::spi>("SPI", PeripheralKind::SPI),
+        Kind<Ferrow_EEPROM_c, &Ferrow_c::eeprom>("EEPROM", PeripheralKind::EEPROM, 64ul),
+        Kind<Ferrow_Serial_c, &Ferrow_c::serial>("serial", PeripheralKind::Serial),
+        Kind<Ferrow_N2K_Mon_c, &Ferrow_c::n2kMon>("N2K monitor", PeripheralKind::N2KMon, 4ul),
+        Kind<Ferrow_N2K_Gen_c, &Ferrow_c::n2kGen>("N2K generator", PeripheralKind::N2KGen, 4ul),
+    };
+    TestEmulator emu;
+    FakePanelProvider provider;
+    for (const KindRow& row : rows) {
+        SCOPED_TRACE(row.name);
+        provider.requests.clear();
+        auto first = row.make(emu.emu.get(), 0);
+        auto second = row.make(emu.emu.get(), 1);
+        EXPECT_EQ(row.slot(*emu), first.get());
+        ASSERT_EQ(provider.requests.size(), 1u) << "none for the one without a panel";
+        EXPECT_EQ(provider.requests[0].kind, row.kind);
+        EXPECT_EQ(provider.requests[0].peripheral, first.get());
+        second.reset();
+        EXPECT_EQ(row.slot(*emu), first.get()) << "an unregistered one leaves the slot alone";
+        first.reset();
+        EXPECT_EQ(row.slot(*emu), nullptr) << "the emulator never reaches a destroyed one";
+        auto third = row.make(emu.emu.get(), 1);
+        EXPECT_EQ(row.slot(*emu), third.get());
+    }
+}
+
+TEST(Peripheral, PanelCallsReachTheProvidersPanelAndAreHarmlessWithoutOne) {
     TestEmulator emu;
     Ferrow_N2K_Mon_c bare(emu.emu.get(), 0, 4, 0);
     bare.Show();
@@ -59,10 +106,7 @@ TEST(Peripheral, PanelsComeFromTheInstalledProviderUnlessNoPanelIsSet) {
     FakePanelProvider provider;
     {
         Ferrow_N2K_Mon_c withPanel(emu.emu.get(), 0, 4, 0);
-        Ferrow_N2K_Gen_c noPanel(emu.emu.get(), 0, 4, 1);
         ASSERT_EQ(provider.requests.size(), 1u);
-        EXPECT_EQ(provider.requests[0].kind, PeripheralKind::N2KMon);
-        EXPECT_EQ(provider.requests[0].peripheral, &withPanel);
         EXPECT_EQ(provider.requests[0].parent, nullptr) << "no host window: a top-level panel";
         EXPECT_EQ(withPanel.IsVisible(), 0) << "hidden until shown";
         withPanel.Show();
@@ -70,8 +114,6 @@ TEST(Peripheral, PanelsComeFromTheInstalledProviderUnlessNoPanelIsSet) {
         withPanel.Move(40, 60);
         withPanel.Hide();
         EXPECT_EQ(withPanel.IsVisible(), 0);
-        noPanel.Show();
-        EXPECT_EQ(noPanel.IsVisible(), 0);
     }
     EXPECT_EQ(provider.log, (std::vector<std::string>{"move 40,60 2", "destroyed 2"}));
 

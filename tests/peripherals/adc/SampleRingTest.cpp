@@ -50,7 +50,7 @@ TEST(SampleRing, KeepsOneSlotFreeBeforeTheReaderAndReadsBackToTheOldest) {
     EXPECT_EQ(Read(ring, 9, false), (std::vector<uint32_t>{7})) << "none from before is read again";
 }
 
-TEST(SampleRing, OneSlotIsAlwaysOverwrittenAndNoSlotTakesNothing) {
+TEST(SampleRing, OneSlotIsAlwaysOverwrittenNoSlotTakesNothingAndNoCountIsNegative) {
     Ring one(1);
     for (uint32_t v = 1; v <= 3; ++v) {
         ASSERT_FALSE(one.Full());
@@ -62,9 +62,8 @@ TEST(SampleRing, OneSlotIsAlwaysOverwrittenAndNoSlotTakesNothing) {
     EXPECT_TRUE(none.Full());
     EXPECT_EQ(none.Skip(5), 0);
     none.Reset();
-}
 
-TEST(SampleRing, NonPositiveCountsCopyAndSkipNothingButTheReaderStillAdvances) {
+    // A non-positive count copies and skips nothing, but the reader advances.
     Ring ring(4);
     ring.Put(1);
     ring.Put(2);

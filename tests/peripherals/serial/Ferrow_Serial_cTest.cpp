@@ -1,8 +1,7 @@
 // The serial port as firmware and line see it: the receive callback, Init,
-// rates and names, and a firmware thread transmitting while the line reads.
+// rates, and a firmware thread transmitting while the line reads.
 #include "peripherals/serial/SerialPortTable.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/TestEmulator.h"
 
 #include <ferrow/Ferrow_Serial_c.h>
 
@@ -16,7 +15,6 @@
 
 using ferrow::peripherals::SerialPortTable;
 using ferrow::test::Eventually;
-using ferrow::test::TestEmulator;
 
 namespace {
 
@@ -48,11 +46,9 @@ int Put(int (Ferrow_Serial_c::*put)(const unsigned char*, int), const std::strin
 }  // namespace
 
 TEST(Ferrow_Serial_c, PutRXRaisesTheCallbackOnceWhichReadsTheBytesAtOnce) {
-    TestEmulator emu;
-    Ferrow_Serial_c serial(emu.emu.get(), 0, 1);
+    Ferrow_Serial_c serial(nullptr, 0, 1);
     port = &serial;
     received.clear();
-    EXPECT_EQ(emu->serial, &serial);
     serial.InitV2(OnReceive, 7);
     EXPECT_EQ(Put(&Ferrow_Serial_c::PutRX, "abc"), 3);
     probe.join();
@@ -67,8 +63,7 @@ TEST(Ferrow_Serial_c, PutRXRaisesTheCallbackOnceWhichReadsTheBytesAtOnce) {
 }
 
 TEST(Ferrow_Serial_c, InitEmptiesBothRingsAndSetsTheHandleAndOnlyStandardRatesAreKept) {
-    TestEmulator emu;
-    Ferrow_Serial_c serial(emu.emu.get(), 0, 1);
+    Ferrow_Serial_c serial(nullptr, 0, 1);
     port = &serial;
     unsigned char bytes[8];
     EXPECT_EQ(serial.GetHndl_dev(), -1);
@@ -82,13 +77,10 @@ TEST(Ferrow_Serial_c, InitEmptiesBothRingsAndSetsTheHandleAndOnlyStandardRatesAr
 
     for (unsigned long rate : {9600ul, 300ul}) serial.SetBaud(rate);
     EXPECT_EQ(SerialPortTable::At(serial.GetHndl())->baud, 9600u);
-    EXPECT_EQ(serial.SetName("gps in"), 6) << "the serial port's names return lengths";
-    EXPECT_EQ(serial.GetName(reinterpret_cast<char*>(bytes)), 6);
 }
 
 TEST(Ferrow_Serial_c, LinesWrittenByTheFirmwareThreadArriveOnceAndInOrder) {
-    TestEmulator emu;
-    Ferrow_Serial_c serial(emu.emu.get(), 0, 1);
+    Ferrow_Serial_c serial(nullptr, 0, 1);
     port = &serial;
     constexpr int kLines = 100000;
     std::thread firmware([] {
