@@ -89,18 +89,6 @@ TEST(CfgFileWriter, CreatesMissingFileFromDefaultsInRegistrationOrder) {
               s.Read());
 }
 
-TEST(CfgFileReader, LeavesMissingKeyAtDefaultAndDoesNotRewriteFile) {
-    Scratch s;
-    s.Write("A=5\n");
-    std::int32_t a = 0, b = 9;
-    s.cfg.AddField("A", kDec, &a, 4);
-    s.cfg.AddField("B", kDec, &b, 4);
-    ASSERT_EQ(0, s.cfg.LoadFile());
-    EXPECT_EQ(5, a);
-    EXPECT_EQ(9, b);
-    EXPECT_EQ("A=5\n", s.Read());
-}
-
 TEST(CfgFileReader, ReadsLenientIntegerFormsIntoLowBytesOnly) {
     struct Case {
         const char* text;
@@ -269,20 +257,22 @@ TEST(CfgFileReader, SeesOnlyTheFirst16383Bytes) {
     }
 }
 
-TEST(CfgFileRegistry, ReRegisteringANameReplacesItsRecord) {
+TEST(CfgFileRegistry, ReRegisteringANameReplacesItsRecordAndAMissingKeyKeepsItsDefault) {
     Scratch s;
     s.Write("A=300\n");
-    std::int32_t first = 0;
+    std::int32_t first = 0, missing = 9;
     std::int8_t second = 0;
     EXPECT_EQ(0, s.cfg.AddField("A", kDec, &first, 4));
-    EXPECT_EQ(1, s.cfg.AddField("B", kDec, &first, 4));
+    EXPECT_EQ(1, s.cfg.AddField("B", kDec, &missing, 4));
     EXPECT_EQ(0, s.cfg.AddField("A", kDec, &second, 1));
     EXPECT_EQ(2, s.cfg.GetFieldCount());
     ASSERT_EQ(0, s.cfg.LoadFile());
     EXPECT_EQ(44, second);
     EXPECT_EQ(0, first);
+    EXPECT_EQ(9, missing);
+    EXPECT_EQ("A=300\n", s.Read()) << "a load never rewrites the file";
     ASSERT_EQ(0, s.cfg.SaveFile());
-    EXPECT_EQ("A=44\nB=0\n", s.Read());
+    EXPECT_EQ("A=44\nB=9\n", s.Read());
 }
 
 TEST(CfgFileRegistry, RefusesBadRegistrationsWithoutChangingTheTable) {
