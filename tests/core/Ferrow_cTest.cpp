@@ -68,7 +68,7 @@ TEST(Ferrow_c, SettingsComeFromAnExistingFileAndAreNeverWrittenBack) {
     }
 }
 
-TEST(Ferrow_c, AOneCharacterEepromNameGivesWayToTheDefault) {
+TEST(Ferrow_c, AOneCharacterEepromNameGivesWayToTheDefaultAndALongOneIsCut) {
     TempDir dir;
     const std::string config = dir.File("Ferrow.cfg");
     TempDir::Write(config, "EEPROM_NAME=\"x\"\nAUTO_CONN=0\n");
@@ -81,12 +81,11 @@ TEST(Ferrow_c, AOneCharacterEepromNameGivesWayToTheDefault) {
 
     Ferrow_c wide(nullptr, nullptr, "/dev.hex", config.c_str(), FERROW_CFG_GATEWAY);
     EXPECT_EQ(EepromName(wide), "/dev.hex") << "the gateway's class restores it at once";
-}
 
-TEST(Ferrow_c, LongEepromNamesAreCutToTheNameBufferWithoutOverrun) {
     const std::string longName(3000, 'n');
-    TestEmulator emu(nullptr, 0, longName.c_str());
-    EXPECT_EQ(EepromName(*emu), longName.substr(0, Ferrow_Ctx_c::kNameUnits - 1));
+    Ferrow_c cut(nullptr, nullptr, longName.c_str(), dir.File("long.cfg").c_str(), 0);
+    EXPECT_EQ(EepromName(cut), longName.substr(0, Ferrow_Ctx_c::kNameUnits - 1))
+        << "cut to the name buffer without overrun";
 }
 
 TEST(Ferrow_c, DestroyedEmulatorsLeaveTheInstanceTableAndTheirEntriesAreReused) {

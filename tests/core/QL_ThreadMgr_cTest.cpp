@@ -46,31 +46,31 @@ struct Probe {
 Probe* g_plainProbe = nullptr;
 void RunPlain() { Probe::Run(g_plainProbe); }
 
-}  // namespace
-
-TEST(QL_ThreadMgr_c, RefusesEverythingUntilAFunctionIsRegistered) {
-    QL_ThreadMgr_c mgr;
-    EXPECT_EQ(mgr.Start(0), QL_ThreadMgr_c::kNotRegistered);
-    EXPECT_EQ(mgr.Stop(10), QL_ThreadMgr_c::kNotRegistered);
-    EXPECT_EQ(mgr.Suspend(), QL_ThreadMgr_c::kNotRegistered);
-    EXPECT_EQ(mgr.State(), QL_ThreadMgr_c::kIdle);
-    EXPECT_FALSE(mgr.IsActive());
-}
-
-TEST(QL_ThreadMgr_c, StopOnANeverStartedWorkerSucceedsAndSuspendSaysNotRunning) {
+// A manager with the probe registered as its worker's function.
+class ThreadMgr : public ::testing::Test {
+protected:
+    void SetUp() override { mgr.Register(&Probe::Run, &probe); }
     Probe probe;
     QL_ThreadMgr_c mgr;
-    mgr.Register(&Probe::Run, &probe);
+};
+
+}  // namespace
+
+TEST_F(ThreadMgr, RefusesEverythingUntilAFunctionIsRegisteredThenStopsANeverStartedWorker) {
+    QL_ThreadMgr_c bare;
+    EXPECT_EQ(bare.Start(0), QL_ThreadMgr_c::kNotRegistered);
+    EXPECT_EQ(bare.Stop(10), QL_ThreadMgr_c::kNotRegistered);
+    EXPECT_EQ(bare.Suspend(), QL_ThreadMgr_c::kNotRegistered);
+    EXPECT_EQ(bare.State(), QL_ThreadMgr_c::kIdle);
+    EXPECT_FALSE(bare.IsActive());
+
     EXPECT_EQ(mgr.Stop(10), QL_ThreadMgr_c::kOk);
     EXPECT_EQ(mgr.Suspend(), QL_ThreadMgr_c::kNotRunning);
     EXPECT_EQ(probe.calls, 0);
 }
 
-TEST(QL_ThreadMgr_c, StopWithShortTimeoutReportsFourWhileACallRunsAndTheWorkerStillEndsWithNine) {
-    Probe probe;
+TEST_F(ThreadMgr, StopWithShortTimeoutReportsFourWhileACallRunsAndTheWorkerStillEndsWithNine) {
     probe.sleepMs = 300;
-    QL_ThreadMgr_c mgr;
-    mgr.Register(&Probe::Run, &probe);
     ASSERT_EQ(mgr.Start(0), QL_ThreadMgr_c::kOk);
     ASSERT_TRUE(Eventually([&] { return probe.calls > 0; }));
     EXPECT_EQ(mgr.Stop(10), QL_ThreadMgr_c::kStopTimedOut);
@@ -81,11 +81,8 @@ TEST(QL_ThreadMgr_c, StopWithShortTimeoutReportsFourWhileACallRunsAndTheWorkerSt
     EXPECT_EQ(mgr.Stop(10), QL_ThreadMgr_c::kOk);
 }
 
-TEST(QL_ThreadMgr_c, StopZeroRequestsWithoutWaitingAndLongerTimeoutsWaitForTheCall) {
-    Probe probe;
+TEST_F(ThreadMgr, StopZeroRequestsWithoutWaitingAndLongerTimeoutsWaitForTheCall) {
     probe.hold = true;
-    QL_ThreadMgr_c mgr;
-    mgr.Register(&Probe::Run, &probe);
     ASSERT_EQ(mgr.Start(0), QL_ThreadMgr_c::kOk);
     ASSERT_TRUE(Eventually([&] { return probe.calls > 0; }));
     EXPECT_EQ(mgr.Stop(0), QL_ThreadMgr_c::kOk);
@@ -104,11 +101,8 @@ TEST(QL_ThreadMgr_c, StopZeroRequestsWithoutWaitingAndLongerTimeoutsWaitForTheCa
     EXPECT_FALSE(mgr.IsActive());
 }
 
-TEST(QL_ThreadMgr_c, NeverRunsASecondWorker) {
-    Probe probe;
+TEST_F(ThreadMgr, NeverRunsASecondWorker) {
     probe.sleepMs = 2;
-    QL_ThreadMgr_c mgr;
-    mgr.Register(&Probe::Run, &probe);
     ASSERT_EQ(mgr.Start(0), QL_ThreadMgr_c::kOk);
     EXPECT_EQ(mgr.Start(0), QL_ThreadMgr_c::kStillRunning);
     ASSERT_TRUE(Eventually([&] { return probe.calls > 5; }));
@@ -127,10 +121,7 @@ TEST(QL_ThreadMgr_c, NeverRunsASecondWorker) {
     EXPECT_EQ(mgr.Stop(200), QL_ThreadMgr_c::kOk);
 }
 
-TEST(QL_ThreadMgr_c, SuspendParksTheWorkerBetweenCallsUntilStop) {
-    Probe probe;
-    QL_ThreadMgr_c mgr;
-    mgr.Register(&Probe::Run, &probe);
+TEST_F(ThreadMgr, SuspendParksTheWorkerBetweenCallsUntilStop) {
     ASSERT_EQ(mgr.Start(0), QL_ThreadMgr_c::kOk);
     ASSERT_TRUE(Eventually([&] { return probe.calls > 10; }));
     EXPECT_EQ(mgr.Suspend(), QL_ThreadMgr_c::kOk);
@@ -148,12 +139,9 @@ TEST(QL_ThreadMgr_c, SuspendParksTheWorkerBetweenCallsUntilStop) {
     EXPECT_EQ(mgr.Suspend(), QL_ThreadMgr_c::kNotRunning);
 }
 
-TEST(QL_ThreadMgr_c, LibraryExceptionEndsAnArgumentWorkerAndIsKeptNotFatal) {
+TEST_F(ThreadMgr, LibraryExceptionEndsAnArgumentWorkerAndIsKeptNotFatal) {
     CapturedMessages messages;
-    Probe probe;
     probe.throwAt = 3;
-    QL_ThreadMgr_c mgr;
-    mgr.Register(&Probe::Run, &probe);
     ASSERT_EQ(mgr.Start(0), QL_ThreadMgr_c::kOk);
     ASSERT_TRUE(Eventually([&] { return !mgr.IsActive(); }));
     EXPECT_EQ(probe.calls, 4);
@@ -174,12 +162,10 @@ TEST(QL_ThreadMgr_c, LibraryExceptionEndsAnArgumentWorkerAndIsKeptNotFatal) {
     EXPECT_EQ(mgr.Stop(100), QL_ThreadMgr_c::kOk);
 }
 
-TEST(QL_ThreadMgr_c, PlainWorkerDropsLibraryExceptionsAndEndsOnOthers) {
+TEST_F(ThreadMgr, PlainWorkerRegisteredLastDropsLibraryExceptionsAndEndsOnOthers) {
     CapturedMessages messages;
-    Probe probe;
     g_plainProbe = &probe;
     probe.throwAt = 2;
-    QL_ThreadMgr_c mgr;
     mgr.Register(&RunPlain);
     ASSERT_EQ(mgr.Start(0), QL_ThreadMgr_c::kOk);
     ASSERT_TRUE(Eventually([&] { return probe.calls > 10; }));
@@ -196,10 +182,7 @@ TEST(QL_ThreadMgr_c, PlainWorkerDropsLibraryExceptionsAndEndsOnOthers) {
     g_plainProbe = nullptr;
 }
 
-TEST(QL_ThreadMgr_c, StartAndStopFromManyRoundsLeaveNoWorkerBehind) {
-    Probe probe;
-    QL_ThreadMgr_c mgr;
-    mgr.Register(&Probe::Run, &probe);
+TEST_F(ThreadMgr, StartAndStopFromManyRoundsLeaveNoWorkerBehind) {
     for (int round = 0; round < 20; ++round) {
         SCOPED_TRACE(round);
         ASSERT_EQ(mgr.Start(0), QL_ThreadMgr_c::kOk);
