@@ -366,60 +366,20 @@ TEST_F(ChannelPanels, IcapOnlyWatches) {
     EXPECT_EQ(count, 1u) << "no capture was added";
 }
 
-TEST_F(ChannelPanels, PauseFreezesTheListAndTimeButTheSliderStillWrites) {
-    ADCDlg_c* panel = Panel<ADCDlg_c>();
-    ASSERT_NE(panel, nullptr);
-    auto* time = ControlOf<wxStaticText>(panel, Control01Dlg_c::kTimeId);
-    auto* pause = ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId);
-    ASSERT_TRUE(PumpTicks(panel, 2));
-    EXPECT_NE(time->GetLabel(), "Time") << "running, the time is shown";
-
-    Press(panel, Control01Dlg_c::kPauseId);
-    EXPECT_EQ(pause->GetLabel(), "Continue");
-    const wxString frozen = time->GetLabel();
-    emu_->adc->SetValue(1, 500);
-    ReleaseSliderAt(panel, 321);
-    ASSERT_TRUE(PumpTicks(panel, 3));
-    EXPECT_EQ(time->GetLabel(), frozen);
-    EXPECT_EQ(Cell(panel, 1, 1), "0");
-    EXPECT_EQ(AdcValues()[0], 321) << "the slider writes while paused";
-
-    Press(panel, Control01Dlg_c::kPauseId);
-    EXPECT_EQ(pause->GetLabel(), "Pause");
-    EXPECT_TRUE(PumpUntil([&] { return Cell(panel, 1, 1) == "500"; }));
-}
-
-TEST_F(ChannelPanels, EnterDoesNothingAndEscapeHides) {
-    ADCDlg_c* panel = Panel<ADCDlg_c>();
-    ASSERT_NE(panel, nullptr);
-    emu_->adc->Show();
-    auto* edit = ControlOf<wxTextCtrl>(panel, Control01Dlg_c::kMaxEditId);
-    ASSERT_TRUE(PumpUntil([&] { return edit->IsShownOnScreen(); }));
-    panel->Raise();
-    edit->SetFocus();
-    ASSERT_TRUE(PumpUntil([&] { return edit->HasFocus(); }));
-    wxUIActionSimulator keys;
-
-    keys.Char(WXK_RETURN);
-    ASSERT_TRUE(PumpTicks(panel, 2));
-    EXPECT_EQ(emu_->adc->IsVisible(), 1);
-    keys.Char(WXK_ESCAPE);
-    EXPECT_TRUE(PumpUntil([&] { return emu_->adc->IsVisible() == 0; }));
-}
-
-TEST_F(ChannelPanels, ResizingKeepsTheControlsAnchored) {
+// Resizing keeps the controls anchored; Pause freezes the list and the time
+// but the slider still writes; Enter does nothing and Escape hides.
+TEST_F(ChannelPanels, TheAdcPanelResizesPausesAndHidesOnlyOnEscape) {
     ADCDlg_c* panel = Panel<ADCDlg_c>();
     ASSERT_NE(panel, nullptr);
     wxWindow* list = ListOf(panel);
-    wxWindow* pause = panel->FindWindow(Control01Dlg_c::kPauseId);
-    wxWindow* time = panel->FindWindow(Control01Dlg_c::kTimeId);
+    auto* pause = ControlOf<wxButton>(panel, Control01Dlg_c::kPauseId);
+    auto* time = ControlOf<wxStaticText>(panel, Control01Dlg_c::kTimeId);
     wxWindow* trend = panel->FindWindow(Control01Dlg_c::kTrendId);
     const wxSize client = panel->GetClientSize();
     const wxSize listSize = list->GetSize();
     const wxPoint pausePos = pause->GetPosition();
     const wxRect trendRect = trend->GetRect();
     const int timeFromRight = client.x - time->GetRect().GetRight();
-
     panel->SetClientSize(client + wxSize(120, 80));
     ASSERT_TRUE(PumpUntil([&] { return list->GetSize() == listSize + wxSize(120, 80); }))
         << list->GetSize().x << "x" << list->GetSize().y;
@@ -429,6 +389,34 @@ TEST_F(ChannelPanels, ResizingKeepsTheControlsAnchored) {
                                        trendRect.height));
     EXPECT_EQ(ColumnsWidth(ListOf(panel)), ListOf(panel)->GetClientSize().x)
         << "the columns share the new room";
+
+    ASSERT_TRUE(PumpTicks(panel, 2));
+    EXPECT_NE(time->GetLabel(), "Time") << "running, the time is shown";
+    Press(panel, Control01Dlg_c::kPauseId);
+    EXPECT_EQ(pause->GetLabel(), "Continue");
+    const wxString frozen = time->GetLabel();
+    emu_->adc->SetValue(1, 500);
+    ReleaseSliderAt(panel, 321);
+    ASSERT_TRUE(PumpTicks(panel, 3));
+    EXPECT_EQ(time->GetLabel(), frozen);
+    EXPECT_EQ(Cell(panel, 1, 1), "0");
+    EXPECT_EQ(AdcValues()[0], 321) << "the slider writes while paused";
+    Press(panel, Control01Dlg_c::kPauseId);
+    EXPECT_EQ(pause->GetLabel(), "Pause");
+    EXPECT_TRUE(PumpUntil([&] { return Cell(panel, 1, 1) == "500"; }));
+
+    emu_->adc->Show();
+    auto* edit = ControlOf<wxTextCtrl>(panel, Control01Dlg_c::kMaxEditId);
+    ASSERT_TRUE(PumpUntil([&] { return edit->IsShownOnScreen(); }));
+    panel->Raise();
+    edit->SetFocus();
+    ASSERT_TRUE(PumpUntil([&] { return edit->HasFocus(); }));
+    wxUIActionSimulator keys;
+    keys.Char(WXK_RETURN);
+    ASSERT_TRUE(PumpTicks(panel, 2));
+    EXPECT_EQ(emu_->adc->IsVisible(), 1);
+    keys.Char(WXK_ESCAPE);
+    EXPECT_TRUE(PumpUntil([&] { return emu_->adc->IsVisible() == 0; }));
 }
 
 class ConfiguredPanels : public ChannelPanels {

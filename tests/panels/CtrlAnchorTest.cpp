@@ -13,35 +13,30 @@ namespace {
 constexpr int kMargins[4] = {10, 60, 150, 20};
 const wxSize kControl(40, 20);
 
-TEST(AnchorRect, PinnedLeftKeepsBottomDistanceAndSize) {
-    EXPECT_EQ(AnchorRect(wxSize(300, 180), kControl, kMargins, ANCHOR_PIN_LEFT | ANCHOR_STRETCH_X,
-                         nullptr),
-              wxRect(10, 140, 40, 20));
-}
-
-TEST(AnchorRect, StretchedBothWaysGrowsWithTheClientArea) {
-    EXPECT_EQ(AnchorRect(wxSize(300, 180), kControl, kMargins,
-                         ANCHOR_STRETCH_X | ANCHOR_STRETCH_Y, nullptr),
-              wxRect(10, 60, 140, 100));
-}
-
-TEST(AnchorRect, PinnedTopStretchedVerticallyStaysAtTheTopRight) {
-    EXPECT_EQ(AnchorRect(wxSize(300, 180), kControl, kMargins,
-                         ANCHOR_STRETCH_Y | ANCHOR_PIN_TOP, nullptr),
-              wxRect(110, 60, 40, 20));
-}
-
-TEST(AnchorRect, KeepsOutOfTheClientAreaEdgesWhenTheAreaShrinks) {
-    const wxRect placed = AnchorRect(wxSize(100, 30), kControl, kMargins, 0, nullptr);
-    EXPECT_EQ(placed.GetPosition(), wxPoint(0, 0));
-    EXPECT_EQ(placed.GetSize(), kControl);
-}
-
-TEST(AnchorRect, ExtraInsetsMoveAndShrinkTheControl) {
+TEST(AnchorRect, PinsStretchesAndInsetsTheControlAndKeepsItInsideTheArea) {
     const int extra[4] = {1, 2, 3, 4};
-    EXPECT_EQ(AnchorRect(wxSize(300, 180), kControl, kMargins,
-                         ANCHOR_STRETCH_X | ANCHOR_STRETCH_Y, extra),
-              wxRect(11, 62, 136, 94));
+    struct Case {
+        const char* what;
+        wxSize client;
+        int flags;
+        const int* extra;
+        wxRect placed;
+    };
+    const Case cases[] = {
+        {"pinned left keeps its bottom distance and size", {300, 180},
+         ANCHOR_PIN_LEFT | ANCHOR_STRETCH_X, nullptr, {10, 140, 40, 20}},
+        {"stretched both ways grows with the area", {300, 180},
+         ANCHOR_STRETCH_X | ANCHOR_STRETCH_Y, nullptr, {10, 60, 140, 100}},
+        {"pinned top and stretched vertically stays at the top right", {300, 180},
+         ANCHOR_STRETCH_Y | ANCHOR_PIN_TOP, nullptr, {110, 60, 40, 20}},
+        {"kept off the edges of a shrunk area", {100, 30}, 0, nullptr, {0, 0, 40, 20}},
+        {"extra insets move and shrink it", {300, 180}, ANCHOR_STRETCH_X | ANCHOR_STRETCH_Y, extra,
+         {11, 62, 136, 94}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(AnchorRect(c.client, kControl, kMargins, c.flags, c.extra), c.placed);
+    }
 }
 
 TEST(CtrlAnchor, ControlsFollowARealDialogResize) {

@@ -149,7 +149,7 @@ void CountRefresh(FloatingDlg_c*) {
     g_inRefresh = false;
 }
 
-TEST_F(FloatingPanel, RefreshFunctionRunsOffTheGuiThreadOnlyWhileShown) {
+TEST_F(FloatingPanel, RefreshRunsOffTheGuiThreadOnlyWhileShownCenterFollowsItsFlagsItemTextIsPlain) {
     g_refreshCalls = 0;
     FloatingDlg_c panel(1, CWnd::FromHandle(Handle()));
     ASSERT_EQ(panel.Create(&CountRefresh, 1), 0);
@@ -164,11 +164,7 @@ TEST_F(FloatingPanel, RefreshFunctionRunsOffTheGuiThreadOnlyWhileShown) {
     EXPECT_EQ(panel.Show(0), 0);
     EXPECT_TRUE(PumpUntil([&] { return g_refreshCalls > afterHide; }));
     EXPECT_TRUE(g_refreshOffGui);
-}
 
-TEST_F(FloatingPanel, CenterPutsThePanelByItsFlagsAndItemTextIsWrittenPlain) {
-    FloatingDlg_c panel(1, CWnd::FromHandle(Handle()));
-    ASSERT_EQ(panel.Create(nullptr, 10), 0);
     auto* label = new wxStaticText(&panel, 77, "old");
     panel.UpdateItemText(77, L"a&b");
     EXPECT_EQ(label->GetLabelText(), "a&b");

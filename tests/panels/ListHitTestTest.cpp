@@ -14,15 +14,13 @@ bool Grid(int row, int column, ListHitTest::Rect& r) {
     return true;
 }
 
-TEST(ListHitTestTest, FindsTheCellUnderThePoint) {
+TEST(ListHitTestTest, FindsTheCellUnderThePointAndNothingInBlankSpaceOrOutOfView) {
     const ListHitTest::Hit hit = ListHitTest::Find(85, 45, 0, 10, 3, Grid);
     EXPECT_EQ(hit.row, 2);
     EXPECT_EQ(hit.column, 2);
     EXPECT_EQ(ListHitTest::Find(0, 0, 0, 10, 3, Grid).row, 0);
     EXPECT_EQ(ListHitTest::Find(49, 199, 0, 10, 3, Grid).column, 0);
-}
 
-TEST(ListHitTestTest, BlankSpaceAndRowsOutOfViewHitNothing) {
     EXPECT_EQ(ListHitTest::Find(10, 200, 0, 10, 3, Grid).row, -1) << "below the last row";
     EXPECT_EQ(ListHitTest::Find(100, 10, 0, 10, 3, Grid).row, -1) << "right of the last column";
     EXPECT_EQ(ListHitTest::Find(10, 10, 0, 0, 3, Grid).row, -1) << "an empty list";

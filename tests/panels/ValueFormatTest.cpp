@@ -45,21 +45,23 @@ TEST(ValueFormatTest, EveryWrittenTextReadsBackToItsValue) {
 }
 
 TEST(ValueFormatTest, ReadsWhatAnOperatorTypes) {
-    long long v = 0;
-    ASSERT_TRUE(ValueFormat::Parse(L"  0x1a ", v));
-    EXPECT_EQ(v, 26);
-    ASSERT_TRUE(ValueFormat::Parse(L"+17", v));
-    EXPECT_EQ(v, 17);
-    ASSERT_TRUE(ValueFormat::ParseThousandths(L"50", v));
-    EXPECT_EQ(v, 50000);
-    ASSERT_TRUE(ValueFormat::ParseThousandths(L".5", v));
-    EXPECT_EQ(v, 500);
-    ASSERT_TRUE(ValueFormat::ParseThousandths(L"0.0005", v));
-    EXPECT_EQ(v, 1) << "rounds half away from zero at the third decimal";
-    ASSERT_TRUE(ValueFormat::ParseThousandths(L"-0.0005", v));
-    EXPECT_EQ(v, -1);
-    ASSERT_TRUE(ValueFormat::ParseThousandths(L"1.23449", v));
-    EXPECT_EQ(v, 1234) << "only the fourth decimal rounds";
+    struct Case {
+        const wchar_t* text;
+        bool thousandths;
+        long long value;
+    };
+    const Case cases[] = {
+        {L"  0x1a ", false, 26}, {L"+17", false, 17}, {L"50", true, 50000}, {L".5", true, 500},
+        {L"0.0005", true, 1}, {L"-0.0005", true, -1},  // half rounds away from zero
+        {L"1.23449", true, 1234},                      // only the fourth decimal rounds
+    };
+    for (const Case& c : cases) {
+        long long v = 0;
+        ASSERT_TRUE(c.thousandths ? ValueFormat::ParseThousandths(c.text, v)
+                                  : ValueFormat::Parse(c.text, v))
+            << c.text;
+        EXPECT_EQ(v, c.value) << c.text;
+    }
 }
 
 TEST(ValueFormatTest, RefusesTextThatIsNotOneNumber) {
