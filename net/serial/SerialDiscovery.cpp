@@ -1,7 +1,7 @@
 #include "net/serial/SerialDiscovery.h"
 
 #include "net/serial/DleFrameDecoder.h"
-#include "net/serial/DleFrameEncoder.h"
+#include "net/serial/SerialGatewayCommands.h"
 #include "net/serial/SerialMessageCodec.h"
 
 #include <poll.h>
@@ -15,9 +15,6 @@
 namespace ferrow::net {
 namespace {
 
-// Asks for the gateway's startup status.
-constexpr uint8_t kStartupRequest[] = {0x11, 0x02, 0x00};
-
 // Number order within each name stem: ttyUSB2 before ttyUSB10.
 bool NumberOrder(const std::string& a, const std::string& b) {
     return a.size() != b.size() ? a.size() < b.size() : a < b;
@@ -28,12 +25,6 @@ bool NumberOrder(const std::string& a, const std::string& b) {
 SerialDiscovery::SerialDiscovery(std::vector<std::string> candidates, int limit, uint32_t baud,
                                  std::chrono::milliseconds probeTime)
     : candidates_(std::move(candidates)), limit_(limit), baud_(baud), probeTime_(probeTime) {}
-
-std::vector<uint8_t> SerialDiscovery::StartupFrame() {
-    std::vector<uint8_t> frame;
-    DleFrameEncoder::Append(kStartupCommand, kStartupRequest, sizeof kStartupRequest, frame);
-    return frame;
-}
 
 std::vector<std::string> SerialDiscovery::PresentDevices(const std::string& dir) {
     std::vector<std::string> found;
@@ -52,7 +43,8 @@ std::vector<std::string> SerialDiscovery::PresentDevices(const std::string& dir)
 }
 
 std::string SerialDiscovery::Probe(const SerialPort& port) const {
-    const std::vector<uint8_t> request = StartupFrame();
+    std::vector<uint8_t> request;
+    SerialGatewayCommands::AppendStartup(request);
     if (::write(port.Fd(), request.data(), request.size()) != static_cast<ssize_t>(request.size())) {
         return std::string("cannot write: ") + std::strerror(errno);
     }
@@ -70,7 +62,7 @@ std::string SerialDiscovery::Probe(const SerialPort& port) const {
         if (n <= 0) return n == 0 ? "hung up" : std::strerror(errno);
         const uint8_t* cursor = buffer;
         while (const auto frame = decoder.Next(cursor, buffer + n)) {
-            if (frame->command == kStatusCommand ||
+            if (frame->command == SerialGatewayCommands::kReply ||
                 frame->command == SerialMessageCodec::kReceivedCommand) {
                 return {};
             }

@@ -16,10 +16,6 @@ namespace ferrow::net {
 class SerialDiscovery {
 public:
     static constexpr std::chrono::milliseconds kProbeTime{500};
-    // The command that a gateway answers with its status, and the command of
-    // that answer.
-    static constexpr uint8_t kStartupCommand = 0xA1;
-    static constexpr uint8_t kStatusCommand = 0xA0;
 
     struct Found {
         std::string path;
@@ -36,8 +32,6 @@ public:
     // The USB serial devices of this machine: ttyUSB* then ttyACM* in
     // `dir`, each in number order.
     static std::vector<std::string> PresentDevices(const std::string& dir = "/dev");
-    // The startup command's frame.
-    static std::vector<uint8_t> StartupFrame();
 
 private:
     // Empty when `port` answers like a gateway, else why not.

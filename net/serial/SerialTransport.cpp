@@ -1,10 +1,14 @@
 #include "net/serial/SerialTransport.h"
 
+#include "net/can/FastPacketFrames.h"
+#include "net/can/FastPacketPgns.h"
+#include "net/can/IsoTransportFrames.h"
+#include "net/serial/DleFrameEncoder.h"
+#include "net/serial/SerialGatewayCommands.h"
+#include "net/serial/SerialMessageCodec.h"
 #include "net/transport/N2KRecord.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
-#include "net/serial/DleFrameEncoder.h"
-#include "net/serial/SerialMessageCodec.h"
 
 #include <unistd.h>
 
@@ -19,16 +23,31 @@ void Show(const std::string& text) { platform::MessageReport::Show(L"Gateway", p
 
 bool Transient(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
 
+// An extended data frame of `length` bytes: 67 bits around the data,
+// interframe space included.
+uint64_t FrameBits(unsigned length) { return 67 + 8 * length; }
+
 }  // namespace
 
-std::size_t SerialTransport::Batch::Unwritten() const {
-    return static_cast<std::size_t>(ends.end() - std::upper_bound(ends.begin(), ends.end(), written));
+SerialTransport::Carried& SerialTransport::Carried::operator+=(const Carried& other) {
+    frames += other.frames;
+    bits += other.bits;
+    return *this;
+}
+
+SerialTransport::Carried SerialTransport::Batch::TakeWhole() {
+    Carried carried;
+    for (; whole < messages.size() && messages[whole].end <= written; ++whole) {
+        carried += messages[whole].carried;
+    }
+    return carried;
 }
 
 void SerialTransport::Batch::Clear() {
     bytes.clear();
-    ends.clear();
+    messages.clear();
     written = 0;
+    whole = 0;
 }
 
 SerialTransport::SerialTransport(std::string path, uint32_t baud, std::unique_ptr<FrameLog> log)
@@ -43,7 +62,9 @@ SerialTransport::SerialTransport(std::optional<SerialDiscovery> discovery, std::
     : discovery_(std::move(discovery)),
       baud_(baud),
       log_(std::move(log)),
-      path_(std::move(path)) {}
+      path_(std::move(path)) {
+    pgns_.reserve(kMaxPgns);
+}
 
 SerialTransport::~SerialTransport() { Close(); }
 
@@ -70,6 +91,9 @@ int SerialTransport::Open() {
     // A recording that cannot be made is reported, never in traffic's way.
     if (log_.Open(error) < 0) Show(error);
     decoder_.Reset();
+    toldRefusal_ = false;
+    // Ahead of anything sent once the transport is up.
+    AppendSetup(outbox_);
     up_ = true;
     thread_.Start([this] { Run(); });
     return 0;
@@ -87,6 +111,23 @@ void SerialTransport::Close() {
 
 std::string SerialTransport::Path() const { return path_; }
 
+// ISO transport is counted as a broadcast, without the answers an addressed
+// session would draw.
+SerialTransport::Carried SerialTransport::CarriedOnBus(const N2KMsg& msg) {
+    Carried carried;
+    switch (FastPacketPgns::TransportFor(msg.pgn, msg.length)) {
+        case 1:
+            return {1, FrameBits(msg.length)};
+        case 2:
+            carried.frames = FastPacketFrames::FramesFor(msg.length);
+            break;
+        default:
+            carried.frames = 1u + IsoTransportFrames::PacketsFor(msg.length);
+    }
+    carried.bits = carried.frames * FrameBits(CanFrame::kMaxLength);
+    return carried;
+}
+
 N2KStatus SerialTransport::Send(const N2KMsg& msg) {
     payload_.clear();
     const N2KStatus status = SerialMessageCodec::EncodeSend(msg, payload_);
@@ -96,10 +137,23 @@ N2KStatus SerialTransport::Send(const N2KMsg& msg) {
     DleFrameEncoder::Append(SerialMessageCodec::kSendCommand, payload_.data(), payload_.size(),
                             frame_);
     {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (outbox_.bytes.size() + frame_.size() > kOutboxLimit) return N2K_TX_BUSY;
+        std::unique_lock<std::mutex> lock(mutex_);
+        const auto at = std::lower_bound(pgns_.begin(), pgns_.end(), msg.pgn);
+        const bool fresh = at == pgns_.end() || *at != msg.pgn;
+        if (fresh && pgns_.size() == kMaxPgns) {
+            lock.unlock();
+            TellFull(msg.pgn);
+            return N2K_BAD_MESSAGE;
+        }
+        const std::size_t before = outbox_.bytes.size();
+        if (fresh) SerialGatewayCommands::AppendEnables(&msg.pgn, 1, outbox_.bytes);
+        if (outbox_.bytes.size() + frame_.size() > kOutboxLimit) {
+            outbox_.bytes.resize(before);
+            return N2K_TX_BUSY;
+        }
+        if (fresh) pgns_.insert(at, msg.pgn);
         outbox_.bytes.insert(outbox_.bytes.end(), frame_.begin(), frame_.end());
-        outbox_.ends.push_back(outbox_.bytes.size());
+        outbox_.messages.push_back({outbox_.bytes.size(), CarriedOnBus(msg)});
     }
     thread_.Wake();
     log_.Record(msg, LineFormat::Direction::Transmitted);
@@ -122,6 +176,30 @@ SerialTransport::Counters SerialTransport::GetCounters() const {
     return counters;
 }
 
+void SerialTransport::TellFull(uint32_t pgn) {
+    if (toldFull_) return;
+    toldFull_ = true;
+    Show("The serial gateway transmits at most " + std::to_string(kMaxPgns) + " PGNs: PGN " +
+         std::to_string(pgn) + " and every further new PGN are refused.");
+}
+
+void SerialTransport::AddStats(FerrowGatewayStats& stats) const {
+    const Counters counters = GetCounters();
+    stats.framesIn += counters.framesIn;
+    stats.framesOut += counters.framesOut;
+    stats.busBits += counters.busBits;
+    stats.dropped += counters.dropped;
+    stats.lostSends += counters.unsent;
+    stats.badInput += counters.badFrames;
+    stats.peerLosses += counters.losses;
+}
+
+void SerialTransport::AppendSetup(Batch& batch) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    SerialGatewayCommands::AppendStartup(batch.bytes);
+    SerialGatewayCommands::AppendEnables(pgns_.data(), pgns_.size(), batch.bytes);
+}
+
 void SerialTransport::Run() {
     std::chrono::milliseconds retry = kFirstRetry;
     Batch writing;
@@ -136,7 +214,11 @@ void SerialTransport::Run() {
             up_ = false;
             port_.Close();
             decoder_.Reset();
-            PublishDecoderCounters();
+            PublishDecoderCounters(Carried(), 0);
+            {
+                std::lock_guard<std::mutex> lock(mutex_);
+                ++counters_.losses;
+            }
             CountUnsent(writing.Unwritten());
             writing.Clear();
             Show("Lost the serial gateway at " + path_ + ": " + lost +
@@ -151,6 +233,7 @@ void SerialTransport::Run() {
         std::string ignored;
         if (port_.Open(path_, baud_, ignored) == 0) {
             retry = kFirstRetry;
+            AppendSetup(writing);
             up_ = true;
         } else {
             retry = std::min(retry * 2, kLastRetry);
@@ -175,6 +258,12 @@ std::string SerialTransport::Exchange(const PollThread::Watch& ready, Batch& wri
             ::write(port_.Fd(), writing.bytes.data() + writing.written, writing.bytes.size() - writing.written);
         if (n > 0) {
             writing.written += static_cast<std::size_t>(n);
+            const Carried carried = writing.TakeWhole();
+            if (carried.frames > 0) {
+                std::lock_guard<std::mutex> lock(mutex_);
+                counters_.framesOut += carried.frames;
+                counters_.busBits += carried.bits;
+            }
         } else if (n < 0 && !Transient(errno)) {
             return std::strerror(errno);
         }
@@ -184,8 +273,14 @@ std::string SerialTransport::Exchange(const PollThread::Watch& ready, Batch& wri
 
 void SerialTransport::Deliver(const uint8_t* bytes, std::size_t size) {
     N2KMsg msg{};
+    Carried received;
+    uint64_t refused = 0;
     const uint8_t* cursor = bytes;
     while (const auto frame = decoder_.Next(cursor, bytes + size)) {
+        if (frame->command == SerialGatewayCommands::kReply &&
+            SerialGatewayCommands::RefusedEnable(frame->payload, frame->length)) {
+            ++refused;
+        }
         if (frame->command != SerialMessageCodec::kReceivedCommand) continue;
         uint32_t gatewayMs = 0;
         if (!SerialMessageCodec::DecodeReceived(frame->payload, frame->length, msg, gatewayMs)) {
@@ -193,17 +288,26 @@ void SerialTransport::Deliver(const uint8_t* bytes, std::size_t size) {
             continue;
         }
         msg.timeStamp = net::N2KRecord::TimeStampNow();
+        received += CarriedOnBus(msg);
         log_.Record(msg, LineFormat::Direction::Received);
         inbox_.Push(msg);
     }
-    PublishDecoderCounters();
+    if (refused > 0 && !toldRefusal_) {
+        toldRefusal_ = true;
+        Show("The serial gateway at " + path_ +
+             " refused to transmit a PGN: messages of that PGN do not reach the bus.");
+    }
+    PublishDecoderCounters(received, refused);
 }
 
-void SerialTransport::PublishDecoderCounters() {
+void SerialTransport::PublishDecoderCounters(const Carried& received, uint64_t refusedPgns) {
     const DleFrameDecoder::Counters& decoded = decoder_.GetCounters();
     std::lock_guard<std::mutex> lock(mutex_);
     counters_.badFrames = decoded.discardedFrames + malformed_;
     counters_.discardedBytes = decoded.discardedBytes;
+    counters_.framesIn += received.frames;
+    counters_.busBits += received.bits;
+    counters_.refusedPgns += refusedPgns;
 }
 
 void SerialTransport::TakeOutbox(Batch& batch) {

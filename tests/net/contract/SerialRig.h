@@ -2,37 +2,14 @@
 // device on a pseudo-terminal, which can be unplugged and plugged back in.
 #pragma once
 
-#include "net/serial/SerialMessageCodec.h"
 #include "net/serial/SerialTransport.h"
 #include "tests/net/contract/ContractRig.h"
 #include "tests/net/serial/SerialGatewayRig.h"
-#include "tests/support/TempDir.h"
-
-#include <filesystem>
 
 namespace ferrow::test {
 
-// A simulated gateway device on a pseudo-terminal, reached through a link
-// to it that outlives it, so that it can be unplugged and plugged back in.
-struct PluggableGateway {
-    PluggableGateway() { PlugIn(); }
-    void PlugIn() {
-        pty = std::make_unique<Pty>();
-        std::filesystem::remove(link);
-        std::filesystem::create_symlink(pty->Path(), link);
-        gateway = std::make_unique<SimulatedGateway>(*pty, SimulatedGateway::Options{false});
-        heard = 0;
-    }
-
-    TempDir dir;
-    const std::string link = dir.File("gateway");
-    std::unique_ptr<Pty> pty;
-    std::unique_ptr<SimulatedGateway> gateway;
-    std::size_t heard = 0;  // of its messages, those taken by PeerHeard
-};
-
 // The serial gateway transport; its peer is a pluggable device, which
-// outlives it.
+// outlives it and hears only what the transport enabled on it.
 struct SerialRig : PluggableGateway, TransportRig<net::SerialTransport> {
     static constexpr const char* kName = "SerialTransport";
     static constexpr std::size_t kQueueLimit = Subject::kReceiveLimit;
@@ -48,29 +25,27 @@ struct SerialRig : PluggableGateway, TransportRig<net::SerialTransport> {
     // The serial line carries no source: the device sends from the address
     // it claimed for our device.
     bool PeerHeard(N2KMsg& msg) {
-        const auto payloads = gateway->Heard();
-        if (payloads.size() <= heard) return false;
-        msg = N2KMsg{};
-        net::SerialMessageCodec::DecodeSend(payloads[heard].data(), payloads[heard].size(), msg);
+        const std::vector<N2KMsg> messages = gateway->HeardMessages();
+        if (messages.size() <= heard) return false;
+        msg = messages[heard++];
         msg.addressA = kSource;
-        ++heard;
         return true;
     }
     bool Flood(uint32_t count) {
         for (uint32_t n = 0; n < count; ++n) PeerSend(Nth(n));
         return Swallowed(*this, count);
     }
-    void LosePeer() {
-        gateway.reset();
-        pty.reset();
-    }
+    void LosePeer() { Unplug(); }
     std::string RestorePeer() {
         PlugIn();
+        heard = 0;
         return Eventually([&] { return subject->IsUp(); }) ? "" : "never reopened";
     }
     std::wstring ToldOfLoss() const {
         return L"Gateway|Lost the serial gateway at " + platform::Text::Widen(link) + L": ";
     }
+
+    std::size_t heard = 0;  // of the device's messages, those taken by PeerHeard
 };
 
 }  // namespace ferrow::test

@@ -14,8 +14,10 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -25,7 +27,6 @@ using ferrow::net::SerialTransport;
 using namespace ferrow::test;
 using namespace std::chrono_literals;
 
-constexpr uint32_t kBaud = 115200;
 constexpr auto kProbe = 100ms;
 
 std::vector<uint8_t> Drain(int fd) {
@@ -35,54 +36,54 @@ std::vector<uint8_t> Drain(int fd) {
     return bytes;
 }
 
-TEST(SerialDiscovery, TakesTheFirstDeviceThatAnswersLikeAGatewayAndTheTransportUsesIt) {
-    Pty silent;
-    Pty answering;
-    SimulatedGateway gateway(answering);
-    const SerialDiscovery discovery({silent.Path(), answering.Path()}, 20, kBaud, kProbe);
-    {
-        std::string error;
-        const auto found = discovery.Find(error);
-        ASSERT_TRUE(found) << error;
-        EXPECT_EQ(found->path, answering.Path());
-        EXPECT_TRUE(found->port.IsOpen());
-        EXPECT_EQ(gateway.StartupRequests(), 1u);
-        EXPECT_EQ(Drain(silent.Master()), SerialDiscovery::StartupFrame())
-            << "asked, and it kept quiet";
+// `msg` from `gateway` again and again, whenever a probe listens.
+struct Traffic {
+    Traffic(SimulatedGateway& gateway, const N2KMsg& msg)
+        : thread([this, &gateway, msg] {
+              while (!done) {
+                  gateway.Inject(msg);
+                  std::this_thread::sleep_for(5ms);
+              }
+          }) {}
+    ~Traffic() {
+        done = true;
+        thread.join();
     }
-    SerialTransport transport(discovery, kBaud);
-    ASSERT_EQ(transport.Open(), 0);
-    EXPECT_EQ(transport.Path(), answering.Path());
+    std::atomic<bool> done{false};
+    std::thread thread;
+};
+
+// A gateway that answers only with the traffic it forwards counts.
+TEST(SerialDiscovery, TakesTheFirstDeviceThatAnswersAndTheTransportSetsItUp) {
+    Pty silent;
+    Pty forwarding;
+    SimulatedGateway::Options options;
+    options.answersStartup = false;
+    options.strict = true;
+    SimulatedGateway gateway(forwarding, options);
     N2KMsg msg{};
     msg.pgn = 127250;
     msg.addressB = 255;
     msg.length = 8;
+    const Traffic traffic(gateway, msg);
+    const SerialDiscovery discovery({silent.Path(), forwarding.Path()}, 20, kSerialBaud, kProbe);
+    {
+        std::string error;
+        const auto found = discovery.Find(error);
+        ASSERT_TRUE(found) << error;
+        EXPECT_EQ(found->path, forwarding.Path());
+        EXPECT_TRUE(found->port.IsOpen());
+        EXPECT_EQ(gateway.StartupRequests(), 1u);
+        EXPECT_EQ(Drain(silent.Master()),
+                  (std::vector<uint8_t>{0x10, 0x02, 0xA1, 0x03, 0x11, 0x02, 0x00, 0x49, 0x10, 0x03}))
+            << "asked, and it kept quiet";
+    }
+    SerialTransport transport(discovery, kSerialBaud);
+    ASSERT_EQ(transport.Open(), 0);
+    EXPECT_EQ(transport.Path(), forwarding.Path());
     ASSERT_EQ(transport.Send(msg), N2K_OK);
-    EXPECT_TRUE(Eventually([&] { return transport.Fetch(msg) == N2K_OK; }));
-}
-
-TEST(SerialDiscovery, AGatewayThatOnlyForwardsTrafficCounts) {
-    Pty pty;
-    SimulatedGateway::Options options;
-    options.answersStartup = false;
-    SimulatedGateway gateway(pty, options);
-    N2KMsg msg{};
-    msg.pgn = 127250;
-    msg.addressB = 255;
-    // Traffic that keeps coming whenever the probe listens.
-    std::atomic<bool> done{false};
-    std::thread traffic([&] {
-        while (!done) {
-            gateway.Inject(msg);
-            std::this_thread::sleep_for(5ms);
-        }
-    });
-    std::string error;
-    const auto found = SerialDiscovery({pty.Path()}, 1, kBaud, kProbe).Find(error);
-    done = true;
-    traffic.join();
-    ASSERT_TRUE(found) << error;
-    EXPECT_EQ(found->path, pty.Path());
+    EXPECT_TRUE(Eventually([&] { return gateway.HeardCount() == 1; })) << "enabled";
+    EXPECT_EQ(gateway.StartupRequests(), 3u) << "the probe's, and the transport's own";
 }
 
 TEST(SerialDiscovery, NamesWhatItTriedWhenNothingAnswers) {
@@ -91,19 +92,19 @@ TEST(SerialDiscovery, NamesWhatItTriedWhenNothingAnswers) {
     const std::string missing = "/dev/ferrow-no-such-device";
     std::string error;
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(SerialDiscovery({first.Path(), missing, second.Path()}, 20, kBaud, kProbe).Find(error));
+    EXPECT_FALSE(SerialDiscovery({first.Path(), missing, second.Path()}, 20, kSerialBaud, kProbe).Find(error));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 2 * kProbe) << "each silent device had its time";
     EXPECT_EQ(error, "No serial gateway answered within 100 ms; tried: " + first.Path() +
                          ": no answer. Cannot open " + missing +
                          ": No such file or directory. " + second.Path() + ": no answer.");
 
-    EXPECT_FALSE(SerialDiscovery({first.Path(), second.Path()}, 1, kBaud, kProbe).Find(error));
+    EXPECT_FALSE(SerialDiscovery({first.Path(), second.Path()}, 1, kSerialBaud, kProbe).Find(error));
     EXPECT_EQ(error, "No serial gateway answered within 100 ms; tried: " + first.Path() + ": no answer.");
-    EXPECT_FALSE(SerialDiscovery({first.Path()}, 0, kBaud, kProbe).Find(error));
+    EXPECT_FALSE(SerialDiscovery({first.Path()}, 0, kSerialBaud, kProbe).Find(error));
     EXPECT_EQ(error, "No serial gateway searched for: MAX_PORT_SEARCH is 0.");
-    EXPECT_FALSE(SerialDiscovery({first.Path()}, -3, kBaud, kProbe).Find(error));
+    EXPECT_FALSE(SerialDiscovery({first.Path()}, -3, kSerialBaud, kProbe).Find(error));
     EXPECT_EQ(error, "No serial gateway searched for: MAX_PORT_SEARCH is -3.");
-    EXPECT_FALSE(SerialDiscovery({}, 20, kBaud, kProbe).Find(error));
+    EXPECT_FALSE(SerialDiscovery({}, 20, kSerialBaud, kProbe).Find(error));
     EXPECT_EQ(error, "No serial gateway found: no /dev/ttyUSB* or /dev/ttyACM* device is present.");
 }
 

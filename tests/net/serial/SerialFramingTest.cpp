@@ -1,10 +1,11 @@
-// The serial gateway's framing and messages against literal bytes: DLE
-// doubling in every field, the checksum, resynchronising after every kind of
-// fault without losing the good frame that follows, whatever the chunking;
-// and the message payloads both ways.
+// The serial gateway's framing, messages and commands against literal
+// bytes: DLE doubling in every field, the checksum, resynchronising after
+// every kind of fault without losing the good frame that follows, whatever
+// the chunking; the message payloads both ways; the set-up commands and the
+// replies that refuse them.
 #include "net/serial/DleFrameDecoder.h"
 #include "net/serial/DleFrameEncoder.h"
-#include "net/serial/SerialDiscovery.h"
+#include "net/serial/SerialGatewayCommands.h"
 #include "net/serial/SerialMessageCodec.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@ namespace {
 
 using ferrow::net::DleFrameDecoder;
 using ferrow::net::DleFrameEncoder;
-using ferrow::net::SerialDiscovery;
+using ferrow::net::SerialGatewayCommands;
 using ferrow::net::SerialMessageCodec;
 using Bytes = std::vector<uint8_t>;
 
@@ -69,45 +70,37 @@ Decoded Decode(const Bytes& stream, const std::vector<std::size_t>& cuts = {}) {
 // Vessel Heading from 127250, as sent: priority 2, global.
 const Bytes kHeadingPayload = Hex("02 12 F1 01 FF 08 00 39 30 FF 7F D4 FE FD");
 const Bytes kHeadingFrame = Hex("10 02 94 0E 02 12 F1 01 FF 08 00 39 30 FF 7F D4 FE FD 9B 10 03");
+// A payload whose frame doubles a DLE in every field: length 16, the
+// payload, and the checksum that the 0x5C makes 0x10.
+const Bytes kDles = Bytes(15, 0x10) + Bytes{0x5C};
 
-TEST(DleFraming, WritesFramesByteForByte) {
+TEST(DleFraming, WritesFramesByteForByteAndReadsBackEveryLengthAndByteValue) {
     EXPECT_EQ(Framed(0x94, kHeadingPayload), kHeadingFrame);
-    EXPECT_EQ(SerialDiscovery::StartupFrame(), Hex("10 02 A1 03 11 02 00 49 10 03"));
     EXPECT_EQ(Framed(0xA0, {}), Hex("10 02 A0 00 60 10 03"));
-    // A DLE doubled in every field: command, length 16, payload, and the
-    // checksum that the 0x5C makes 0x10.
-    const Bytes dles = Bytes(15, 0x10) + Bytes{0x5C};
-    EXPECT_EQ(Framed(0x94, dles), Hex("10 02 94 10 10") + Bytes(30, 0x10) + Hex("5C 10 10 10 03"));
+    EXPECT_EQ(Framed(0x94, kDles), Hex("10 02 94 10 10") + Bytes(30, 0x10) + Hex("5C 10 10 10 03"));
     EXPECT_EQ(Framed(0x10, {}), Hex("10 02 10 10 00 F0 10 03"));
     // Command and payload doubled; the length 0xFF and checksum 0x01 not.
     const Bytes longest = Framed(0x10, Bytes(255, 0x10));
     EXPECT_EQ(longest.size(), 2 + 2 + 1 + 2 * 255u + 1 + 2);
     EXPECT_EQ(longest[longest.size() - 3], 0x01);
     EXPECT_LE(longest.size(), DleFrameEncoder::kMaxFrameSize);
-}
 
-TEST(DleFraming, ReadsBackEveryLengthAndEveryByteValue) {
     Bytes stream;
-    std::vector<Bytes> payloads;
+    std::vector<std::pair<uint8_t, Bytes>> sent;
     for (unsigned length = 0; length <= 255; ++length) {
         Bytes payload(length);
         for (unsigned i = 0; i < length; ++i) payload[i] = static_cast<uint8_t>(i * 7 + length);
-        payloads.push_back(payload);
+        sent.emplace_back(static_cast<uint8_t>(length), payload);
         stream = stream + Framed(static_cast<uint8_t>(length), payload);
     }
     const Decoded got = Decode(stream);
-    ASSERT_EQ(got.frames.size(), 256u);
-    for (unsigned length = 0; length <= 255; ++length) {
-        EXPECT_EQ(got.frames[length].first, length);
-        EXPECT_EQ(got.frames[length].second, payloads[length]) << length;
-    }
+    EXPECT_EQ(got.frames, sent);
     EXPECT_EQ(got.counters.frames, 256u);
-    EXPECT_EQ(got.counters.discardedFrames, 0u);
-    EXPECT_EQ(got.counters.discardedBytes, 0u);
+    EXPECT_EQ(got.counters.discardedFrames + got.counters.discardedBytes, 0u);
 }
 
-// Each fault, followed by the good heading frame: the frame is found, and
-// every byte of the fault is counted as discarded.
+// Each fault, followed by good frames: they are found, and every byte of the
+// fault is counted as discarded.
 struct Fault {
     const char* what;
     Bytes bytes;
@@ -138,35 +131,23 @@ std::vector<Fault> Faults() {
     };
 }
 
-TEST(DleFraming, FindsTheGoodFrameAfterEachFault) {
+TEST(DleFraming, FindsTheGoodFramesAfterEachFaultHoweverTheBytesAreCut) {
+    const std::vector<std::pair<uint8_t, Bytes>> good = {{0x94, kHeadingPayload}, {0x94, kDles}};
     for (const Fault& fault : Faults()) {
         SCOPED_TRACE(fault.what);
-        const Decoded got = Decode(fault.bytes + kHeadingFrame + kHeadingFrame);
-        ASSERT_EQ(got.frames.size(), 2u);
-        EXPECT_EQ(got.frames[0].first, 0x94);
-        EXPECT_EQ(got.frames[0].second, kHeadingPayload);
-        EXPECT_EQ(got.frames[1].second, kHeadingPayload);
-        EXPECT_EQ(got.counters.discardedFrames, fault.discardedFrames);
-        EXPECT_EQ(got.counters.discardedBytes, fault.bytes.size());
-    }
-}
-
-TEST(DleFraming, CutsAnywhereGiveTheSameFrames) {
-    Bytes stream;
-    for (const Fault& fault : Faults()) stream = stream + fault.bytes + kHeadingFrame;
-    stream = stream + Framed(0x94, Bytes(15, 0x10) + Bytes{0x5C}) + Hex("10 02 94");
-    const Decoded whole = Decode(stream);
-    ASSERT_EQ(whole.frames.size(), Faults().size() + 1);
-
-    std::vector<std::size_t> everyByte;
-    for (std::size_t i = 1; i < stream.size(); ++i) everyByte.push_back(i);
-    std::vector<std::vector<std::size_t>> cutings = {everyByte};
-    for (std::size_t i = 0; i <= stream.size(); ++i) cutings.push_back({i});
-    for (const auto& cuts : cutings) {
-        const Decoded got = Decode(stream, cuts);
-        ASSERT_EQ(got.frames, whole.frames) << "cut at " << cuts.front() << ", " << cuts.size() << " cuts";
-        ASSERT_EQ(got.counters.discardedFrames, whole.counters.discardedFrames);
-        ASSERT_EQ(got.counters.discardedBytes, whole.counters.discardedBytes);
+        const Bytes stream = fault.bytes + kHeadingFrame + Framed(0x94, kDles);
+        // Whole, in two at every offset, and a byte at a time.
+        std::vector<std::vector<std::size_t>> cuttings = {{}, {}};
+        for (std::size_t i = 1; i < stream.size(); ++i) {
+            cuttings.push_back({i});
+            cuttings[1].push_back(i);
+        }
+        for (const auto& cuts : cuttings) {
+            const Decoded got = Decode(stream, cuts);
+            ASSERT_EQ(got.frames, good) << cuts.size() << " cuts from " << (cuts.empty() ? 0 : cuts[0]);
+            ASSERT_EQ(got.counters.discardedFrames, fault.discardedFrames);
+            ASSERT_EQ(got.counters.discardedBytes, fault.bytes.size());
+        }
     }
 }
 
@@ -186,6 +167,31 @@ TEST(DleFraming, ResetDiscardsAHalfReceivedFrame) {
     EXPECT_EQ(Bytes(frame->payload, frame->payload + frame->length), kHeadingPayload);
     EXPECT_EQ(cursor, rest.data() + rest.size());
     EXPECT_EQ(decoder.GetCounters().discardedBytes, start.size() + kHeadingFrame.size() - 5);
+}
+
+TEST(SerialGatewayCommands, WritesTheSetUpByteForByteAndReadsRefusals) {
+    Bytes out;
+    SerialGatewayCommands::AppendStartup(out);
+    SerialGatewayCommands::AppendEnables(nullptr, 0, out);
+    EXPECT_EQ(out, Hex("10 02 A1 03 11 02 00 49 10 03")) << "no commit for no PGN";
+    out.clear();
+    // 126992 holds a DLE.
+    const uint32_t pgns[] = {126992, 127250};
+    SerialGatewayCommands::AppendEnables(pgns, 2, out);
+    EXPECT_EQ(out, Hex("10 02 A1 0E 47 10 10 F0 01 00 01 FE FF FF FF FE FF FF FF 12 10 03"
+                       " 10 02 A1 0E 47 12 F1 01 00 01 FE FF FF FF FE FF FF FF 0F 10 03"
+                       " 10 02 A1 01 01 5D 10 03  10 02 A1 01 4B 13 10 03"));
+
+    const auto refused = [](const Bytes& reply) {
+        return SerialGatewayCommands::RefusedEnable(reply.data(), reply.size());
+    };
+    EXPECT_FALSE(refused(Hex("47 01 12 F1 01 00")));
+    EXPECT_FALSE(refused(Hex("47 01")));
+    EXPECT_TRUE(refused(Hex("47 00")));
+    EXPECT_TRUE(refused(Hex("47 02 12 F1 01 00")));
+    EXPECT_TRUE(refused(Hex("47")));
+    EXPECT_FALSE(refused(Hex("11 00")));
+    EXPECT_FALSE(refused({}));
 }
 
 N2KMsg Message(uint32_t pgn, uint8_t priority, uint8_t source, uint8_t destination, const Bytes& data) {

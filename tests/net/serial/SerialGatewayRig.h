@@ -1,15 +1,19 @@
 // A serial gateway for tests and benchmarks: a pseudo-terminal whose slave
 // end is the device our transport opens, and on its master end a thread that
-// behaves as the gateway device does: it hears the messages sent to it,
-// answers the startup command with a status frame, echoes each message back
-// as received from the bus (those short enough to come back), and sends whatever messages or raw bytes it is
-// given, as fast as the terminal takes them.
+// behaves as the gateway device does: it keeps every frame sent to it,
+// answers the startup command with a status frame and the commands that
+// enable PGNs as the device does, hears the messages sent to it (a strict one
+// only those of PGNs enabled and activated), echoes each message heard back
+// as received from the bus (those short enough to come back), and sends
+// whatever messages or raw bytes it is given, as fast as the terminal takes
+// them.
 #pragma once
 
 #include "net/serial/DleFrameDecoder.h"
 #include "net/serial/DleFrameEncoder.h"
-#include "net/serial/SerialDiscovery.h"
+#include "net/serial/SerialGatewayCommands.h"
 #include "net/serial/SerialMessageCodec.h"
+#include "tests/support/TempDir.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -20,12 +24,18 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
+#include <memory>
 #include <mutex>
+#include <ostream>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace ferrow::test {
+
+inline constexpr uint32_t kSerialBaud = 115200;
 
 class Pty {
 public:
@@ -69,6 +79,22 @@ public:
         bool echo = true;
         bool answersStartup = true;
         bool reads = true;
+        // Hears only messages whose PGN is on the active list.
+        bool strict = false;
+        // Answers every enable with a failure, putting nothing on the list.
+        bool refusesPgns = false;
+    };
+    struct Frame {
+        uint8_t command;
+        std::vector<uint8_t> payload;
+        bool operator==(const Frame& other) const {
+            return command == other.command && payload == other.payload;
+        }
+        friend std::ostream& operator<<(std::ostream& out, const Frame& frame) {
+            out << std::hex << int{frame.command} << ':';
+            for (uint8_t byte : frame.payload) out << ' ' << int{byte};
+            return out << std::dec;
+        }
     };
 
     explicit SimulatedGateway(const Pty& pty) : SimulatedGateway(pty, Options{}) {}
@@ -113,16 +139,26 @@ public:
         }
         Wake();
     }
-    // The payloads of the messages sent to it, in order.
-    std::vector<std::vector<uint8_t>> Heard() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return heard_;
-    }
     std::size_t HeardCount() {
         std::lock_guard<std::mutex> lock(mutex_);
         return heard_.size();
     }
+    // The messages it heard, in order, from source 0: the line carries none.
+    std::vector<N2KMsg> HeardMessages() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        std::vector<N2KMsg> messages;
+        for (const auto& payload : heard_) {
+            messages.emplace_back();
+            net::SerialMessageCodec::DecodeSend(payload.data(), payload.size(), messages.back());
+        }
+        return messages;
+    }
     std::size_t StartupRequests() const { return startups_; }
+    // Every frame sent to it, in order.
+    std::vector<Frame> Got() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return got_;
+    }
 
 private:
     static uint32_t Ms() {
@@ -170,23 +206,25 @@ private:
         std::vector<uint8_t> answers;
         const uint8_t* cursor = buffer;
         while (const auto frame = decoder_.Next(cursor, buffer + n)) {
-            if (frame->command == net::SerialDiscovery::kStartupCommand) {
-                ++startups_;
-                if (!options_.answersStartup) continue;
-                const uint8_t status[] = {0x11, 0x01, 0x00, 0x00};
-                net::DleFrameEncoder::Append(net::SerialDiscovery::kStatusCommand, status,
-                                                  sizeof status, answers);
+            {
+                std::lock_guard<std::mutex> lock(mutex_);
+                got_.push_back({frame->command, {frame->payload, frame->payload + frame->length}});
             }
-            if (frame->command != net::SerialMessageCodec::kSendCommand) continue;
+            if (frame->command == Commands::kCommand && frame->length > 0) {
+                Obey(frame->payload, frame->length, answers);
+                continue;
+            }
+            N2KMsg msg{};
+            if (frame->command != net::SerialMessageCodec::kSendCommand ||
+                !net::SerialMessageCodec::DecodeSend(frame->payload, frame->length, msg) ||
+                (options_.strict && active_.count(msg.pgn) == 0)) {
+                continue;
+            }
             {
                 std::lock_guard<std::mutex> lock(mutex_);
                 heard_.emplace_back(frame->payload, frame->payload + frame->length);
             }
-            N2KMsg msg{};
-            if (!options_.echo ||
-                !net::SerialMessageCodec::DecodeSend(frame->payload, frame->length, msg)) {
-                continue;
-            }
+            if (!options_.echo) continue;
             msg.addressA = kEchoSource;
             std::vector<uint8_t> payload;
             if (net::SerialMessageCodec::EncodeReceived(msg, Ms(), payload) != N2K_OK) continue;
@@ -196,6 +234,38 @@ private:
         if (!answers.empty()) InjectBytes(answers);
     }
 
+    // Carries out a command and appends its answer.
+    void Obey(const uint8_t* payload, std::size_t length, std::vector<uint8_t>& answers) {
+        std::vector<uint8_t> reply = {payload[0], Commands::kDone};
+        switch (payload[0]) {
+            case Commands::kStartup:
+                ++startups_;
+                if (!options_.answersStartup) return;
+                reply.insert(reply.end(), {0x00, 0x00});
+                break;
+            case Commands::kEnablePgn:
+                if (length != 14) return;
+                if (options_.refusesPgns) {
+                    reply[1] = 0x00;
+                } else {
+                    listed_.insert(uint32_t{payload[1]} | uint32_t{payload[2]} << 8 |
+                                   uint32_t{payload[3]} << 16 | uint32_t{payload[4]} << 24);
+                }
+                break;
+            case Commands::kCommit:
+                committed_ = listed_;
+                break;
+            case Commands::kActivate:
+                active_ = committed_;
+                break;
+            default:
+                return;
+        }
+        net::DleFrameEncoder::Append(Commands::kReply, reply.data(), reply.size(), answers);
+    }
+
+    using Commands = net::SerialGatewayCommands;
+
     const int master_;
     const Options options_;
     int wake_[2] = {-1, -1};
@@ -203,10 +273,38 @@ private:
     std::atomic<bool> stopping_{false};
     std::atomic<std::size_t> startups_{0};
     net::DleFrameDecoder decoder_;  // the thread's
-    std::mutex mutex_;                   // protects: pending_, heard_
+    // The thread's: the PGN list as enabled, committed and active.
+    std::set<uint32_t> listed_, committed_, active_;
+    std::mutex mutex_;  // protects: pending_, heard_, got_
     std::vector<uint8_t> pending_;
     std::vector<std::vector<uint8_t>> heard_;
+    std::vector<Frame> got_;
     std::thread thread_;
+};
+
+// A strict simulated gateway that does not echo, on a pseudo-terminal
+// reached through a link that outlives it, so that it can be unplugged and
+// plugged back in as a new device.
+struct PluggableGateway {
+    PluggableGateway() { PlugIn(); }
+    void PlugIn() {
+        pty = std::make_unique<Pty>();
+        std::filesystem::remove(link);
+        std::filesystem::create_symlink(pty->Path(), link);
+        SimulatedGateway::Options options;
+        options.echo = false;
+        options.strict = true;
+        gateway = std::make_unique<SimulatedGateway>(*pty, options);
+    }
+    void Unplug() {
+        gateway.reset();
+        pty.reset();
+    }
+
+    TempDir dir;
+    const std::string link = dir.File("gateway");
+    std::unique_ptr<Pty> pty;
+    std::unique_ptr<SimulatedGateway> gateway;
 };
 
 }  // namespace ferrow::test
