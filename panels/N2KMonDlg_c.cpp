@@ -6,8 +6,10 @@
 #include "peripherals/Peripheral.h"
 #include "platform/ProcessClock.h"
 #include "panels/model/BrovikPgn.h"
+#include "panels/model/GatewayStatusLine.h"
 
 #include <ferrow/Ferrow_N2K_Mon_c.h>
+#include <ferrow/FerrowGatewayStats.h>
 #include <ferrow/Ferrow_c.h>
 #include <ferrow/panels/CtrlAnchor.h>
 
@@ -27,13 +29,18 @@ namespace {
 
 constexpr std::size_t kBatchMessages = 64;
 
+// The gateway measures bus load over a second; counts read more often would
+// only flicker.
+constexpr uint64_t kStatusPeriodMs = 1000;
+
 // The template, in dialog units: each list wide enough for a row's key, its
-// eight data bytes and its rate.
+// eight data bytes and its rate; the status line as wide as both.
 constexpr int kWidth = 490;
-constexpr int kHeight = 191;
+constexpr int kHeight = 205;
 constexpr int kListWidth = 230;
 constexpr int kListHeight = 130;
-constexpr int kButtonTop = 160;
+constexpr int kStatusTop = 160;
+constexpr int kButtonTop = 174;
 constexpr int kRxLeft = 10;
 constexpr int kTxLeft = kRxLeft + kListWidth + 10;
 
@@ -92,6 +99,10 @@ void N2KMonDlg_c::CreateControls() {
                                   wxALIGN_RIGHT | wxST_NO_AUTORESIZE);
     PlaceCtrl(time, kWidth - 90, 0, 80, 10);
     Anchor(time, Area::Whole, ANCHOR_PIN_TOP);
+    auto* status = new wxStaticText(this, kStatusId, wxString(), wxDefaultPosition, wxDefaultSize,
+                                    wxST_NO_AUTORESIZE | wxST_ELLIPSIZE_END);
+    PlaceCtrl(status, kRxLeft, kStatusTop, kWidth - 2 * kRxLeft, 10);
+    Anchor(status, Area::Whole, ANCHOR_STRETCH_X);
     pauseButton_ = new wxButton(this, kPauseId, "Pause");
     PlaceCtrl(pauseButton_, 10, kButtonTop, 120, 25);
     disconnectButton_ = new wxButton(this, kDisconnectId, "Disconnect");
@@ -185,6 +196,20 @@ void N2KMonDlg_c::RefreshLists() {
     const auto ticks = static_cast<uint32_t>(ms / 10);
     pgn_->Age(rx_.list, ticks);
     pgn_->Age(tx_.list, ticks);
+    RefreshStatus(ms);
+}
+
+// Due once a second, at once after Connect and Disconnect, and when the
+// clock went back (a simulation bound to it).
+void N2KMonDlg_c::RefreshStatus(uint64_t ms) {
+    if (!statusDue_ && ms >= statusMs_ && ms - statusMs_ < kStatusPeriodMs) return;
+    Ferrow_c* emulator = nullptr;
+    WithPeripheral([&] { emulator = Peripheral::EmulatorOf(monitor_); });
+    FerrowGatewayStats stats{};
+    if (emulator == nullptr || emulator->GetGatewayStats(&stats) != 0) return;
+    statusMs_ = ms;
+    statusDue_ = false;
+    UpdateItemText(kStatusId, wxString(ferrow::panels::StatusLine(stats)).wc_str());
 }
 
 // A batch at a time, so that neither the buffer nor the time the link holds
@@ -237,6 +262,7 @@ void N2KMonDlg_c::Connection(bool connect) {
     } else if (emulator != nullptr) {
         emulator->DisConnect();
     }
+    statusDue_ = true;
     UpdateButtons();
 }
 

@@ -3,13 +3,15 @@
 // panel (the bench knobs too), press the button on the GPIO panel, type
 // console commands into the serial panel and watch the traffic on the NMEA
 // 2000 monitor. Without one, it runs headless: it prints the console's lines
-// and a summary line a second, takes console commands typed on standard
-// input, and runs until Ctrl-C. `--unique N` gives the device the NAME's
-// unique number N (1 to 2097151) and stores it; without it a device keeps the
-// one it drew at its first start.
+// and a summary a second (the traffic and the gateway's figures), takes
+// console commands typed on standard input, and runs until Ctrl-C, ending
+// with a last summary. `--unique N` gives the device the NAME's unique number
+// N (1 to 2097151) and stores it; without it a device keeps the one it drew
+// at its first start.
 #include "Bench.h"
 #include "MonitorBoard.h"
 #include "MonitorDevice.h"
+#include "Summary.h"
 
 #include <ferrow/ferrow.h>
 #ifdef FERROW_DEMO_PANELS
@@ -21,8 +23,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
-#include <map>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -48,41 +49,6 @@ void SetTheScene(Ferrow_ADC_c& adc) {
     adc.SetValue(kAdcBenchRpm, 800L);
     adc.SetValue(kAdcBenchCabin, 215L);
 }
-
-// Headless, nothing else empties the monitor's stores and the console's
-// transmit ring: this does, printing console lines as they come and a
-// summary of the traffic every second.
-class Summary {
-public:
-    Summary(MonitorDevice& device) : device_(device), emu_(*device.Emulator()) {}
-
-    void Drain() {
-        char line[1100];
-        while (emu_.serial->GetTXDataLine(line, sizeof line) > 0) {
-            line[std::strcspn(line, "\r\n")] = '\0';
-            std::printf("serial> %s\n", line);
-        }
-        N2KMsg msg;
-        while (emu_.n2kMon->GetTxMsg(&msg) == 1) ++sent_[msg.pgn];
-        while (emu_.n2kMon->GetRxMsg(&msg) == 1) ++received_;
-    }
-
-    void Print() {
-        std::string sent;
-        for (const auto& [pgn, count] : sent_) {
-            sent += " " + std::to_string(pgn) + ":" + std::to_string(count);
-        }
-        std::printf("%5lu s  sent%s  received %lu  address %u  instance %u\n",
-                    emu_.t_get_1ms() / 1000, sent.empty() ? " 0" : sent.c_str(), received_,
-                    device_.SourceAddress(), device_.Instance());
-    }
-
-private:
-    MonitorDevice& device_;
-    Ferrow_c& emu_;
-    std::map<uint32_t, unsigned long> sent_;
-    unsigned long received_ = 0;
-};
 
 // Headless, standard input stands in for the serial panel's input line: each
 // line typed reaches the console with the carriage return a terminal sends.
@@ -154,6 +120,7 @@ int main(int argc, char** argv) {
             std::this_thread::sleep_until(next + kBenchPeriod);
         }
     });
+    std::unique_ptr<Summary> summary;
     std::thread summaryThread;
     std::thread inputThread;
     if (window != nullptr) {
@@ -165,12 +132,12 @@ int main(int argc, char** argv) {
                     "Ctrl-C to stop\n",
                     kTitle);
         inputThread = std::thread([&] { ForwardTypedLines(*emu.serial, stop); });
+        summary = std::make_unique<Summary>(device);
         summaryThread = std::thread([&] {
-            Summary summary(device);
             for (int drains = 1; !stop; ++drains) {
                 std::this_thread::sleep_for(kDrainPeriod);
-                summary.Drain();
-                if (drains % kDrainsPerSummary == 0) summary.Print();
+                std::fputs(summary->Drain().c_str(), stdout);
+                if (drains % kDrainsPerSummary == 0) std::fputs(summary->Text().c_str(), stdout);
             }
         });
     }
@@ -186,6 +153,8 @@ int main(int argc, char** argv) {
     if (summaryThread.joinable()) summaryThread.join();
     if (inputThread.joinable()) inputThread.join();
     const int stopped = device.Stop();
+    // With the gateway closed, its figures are the run's totals.
+    if (summary) std::fputs((summary->Drain() + summary->Text()).c_str(), stdout);
     std::printf("stopped\n");
     return stopped == 0 ? 0 : 1;
 }

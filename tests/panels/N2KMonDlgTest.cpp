@@ -3,6 +3,7 @@
 // the same bus sending to it, while the panel is driven through its controls.
 #include "PanelsHost.h"
 
+#include "panels/model/GatewayStatusLine.h"
 #include "panels/model/PgnRowTable.h"
 #include "platform/ProcessClock.h"
 #include "tests/support/TempDir.h"
@@ -179,6 +180,7 @@ protected:
     wxListCtrl* TxList() { return ControlOf<wxListCtrl>(panel_, N2KMonDlg_c::kTxListId); }
     wxString RxCount() { return Count(panel_, N2KMonDlg_c::kRxCountId); }
     wxString TxCount() { return Count(panel_, N2KMonDlg_c::kTxCountId); }
+    wxStaticText* Status() { return ControlOf<wxStaticText>(panel_, N2KMonDlg_c::kStatusId); }
 
     // Set before SetUp: lines of the configuration file after the port, the
     // gateway argument, and a store size for a monitor of the test's own.
@@ -196,7 +198,7 @@ protected:
 
 TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnitsAndEachListTakesHalfOfAResize) {
     EXPECT_EQ(panel_->GetTitle(), "N2K Monitor");
-    const wxSize client = panel_->ConvertDialogToPixels(wxSize(490, 191));
+    const wxSize client = panel_->ConvertDialogToPixels(wxSize(490, 205));
     EXPECT_EQ(panel_->GetClientSize(), client);
     EXPECT_NE(panel_->GetWindowStyle() & wxRESIZE_BORDER, 0);
     const struct {
@@ -214,10 +216,11 @@ TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnitsAndEachListTakesHalfOfAResize) {
         {N2KMonDlg_c::kClearTxId, {335, 13, 45, 10}, {1, 0}, {0, 0}},
         {N2KMonDlg_c::kTxListId, {250, 25, 230, 130}, {1, 0}, {1, 1}},
         {N2KMonDlg_c::kTimeId, {400, 0, 80, 10}, {2, 0}, {0, 0}},
-        {N2KMonDlg_c::kPauseId, {10, 160, 120, 25}, {0, 1}, {0, 0}},
-        {N2KMonDlg_c::kDisconnectId, {140, 160, 70, 25}, {0, 1}, {0, 0}},
-        {N2KMonDlg_c::kConnectId, {210, 160, 70, 25}, {0, 1}, {0, 0}},
-        {wxID_OK, {425, 160, 55, 25}, {2, 1}, {0, 0}},
+        {N2KMonDlg_c::kPauseId, {10, 174, 120, 25}, {0, 1}, {0, 0}},
+        {N2KMonDlg_c::kDisconnectId, {140, 174, 70, 25}, {0, 1}, {0, 0}},
+        {N2KMonDlg_c::kConnectId, {210, 174, 70, 25}, {0, 1}, {0, 0}},
+        {wxID_OK, {425, 174, 55, 25}, {2, 1}, {0, 0}},
+        {N2KMonDlg_c::kStatusId, {10, 160, 470, 10}, {0, 1}, {2, 0}},
     };
     for (const auto& control : placed) {
         wxWindow* window = panel_->FindWindow(control.id);
@@ -235,6 +238,15 @@ TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnitsAndEachListTakesHalfOfAResize) {
     EXPECT_EQ(RxList()->GetColumnCount(), PgnRowTable::kColumns);
     EXPECT_EQ(TxList()->GetColumnCount(), PgnRowTable::kColumns);
     EXPECT_EQ(panel_->TimerInterval(), 100) << "without a configured period";
+    EXPECT_TRUE(PumpUntil([&] {
+        return Status()->GetLabel() == "Gateway not connected: frames in 0  out 0  dropped 0  errors 0";
+    })) << Status()->GetLabel();
+    // Two months of a full bus still fit the line.
+    FerrowGatewayStats busy{};
+    busy.framesIn = busy.framesOut = busy.dropped = busy.badInput = 9999999999;
+    busy.busLoad = 100.0;
+    busy.connected = 1;
+    EXPECT_LE(Status()->GetTextExtent(ferrow::panels::StatusLine(busy)).x, Status()->GetClientSize().x);
 
     // Grown by 200 x 100, each half takes 100 of the width.
     std::vector<wxRect> before;
@@ -271,6 +283,10 @@ TEST_F(N2KMonPanel, EachSideListsItsTrafficOneRowPerSenderAndGroupAndClearsAlone
     PeerSends(kWind, 2);
     ASSERT_TRUE(PumpUntil([&] { return TxCount() == "4 " && RxCount() == "2 "; }))
         << TxCount() << "|" << RxCount();
+    EXPECT_TRUE(PumpUntil([&] {
+        return Status()->GetLabel().StartsWith(
+            "Gateway: frames in 2  out 4  dropped 0  errors 0  bus load ");
+    })) << Status()->GetLabel();
     EXPECT_EQ(TxList()->GetItemCount(), 2);
     EXPECT_EQ(CountCell(TxList(), kHeading, kFirmwareAddress), "3");
     EXPECT_EQ(CountCell(TxList(), kPositionRapid, kFirmwareAddress), "1");
@@ -326,25 +342,33 @@ TEST_F(N2KMonPanel, ASelectedRowStaysWithItsSenderAsRowsComeAboveAndGoesOnClear)
 
 // The panel's clock is the process clock, here a simulated one that the
 // test moves: the rate falls to 0.0 within the rate window once the group
-// stops.
-TEST_F(N2KMonPanel, ARateFallsToZeroWhenItsGroupStops) {
+// stops, and the gateway's figures are read once a second.
+TEST_F(N2KMonPanel, ARateFallsToZeroWhenItsGroupStopsAndTheStatusLineWaitsASecond) {
     const auto clock = std::make_shared<ferrow::platform::VirtualClock>();
     clock->Set(1000000);
     const ferrow::platform::ProcessClock::Binding simulated(clock);
+    ConnectThroughPanel();
+    ASSERT_TRUE(PumpUntil([&] { return Status()->GetLabel().StartsWith("Gateway: frames in 0 "); }));
     N2KMsg msg = Message(kWind, kPeerAddress);
     for (uint32_t tick = 0; tick < 300; tick += 10) {
         msg.timeStamp = 5000 + tick;
         ASSERT_EQ(emu_->n2kGen->PutMsg(&msg, 0), 1);
     }
     ASSERT_TRUE(PumpUntil([&] { return RxCount() == "30 "; }));
-    const auto rate = [&] { return RxList()->GetItemText(0, PgnRowTable::kRate); };
+    const auto rate = [&] {
+        return RxList()->GetItemText(RowOf(RxList(), kWind, kPeerAddress), PgnRowTable::kRate);
+    };
     EXPECT_EQ(rate(), "10.0");
+    PeerSends(kHeading, 1);
+    ASSERT_TRUE(PumpUntil([&] { return RxCount() == "31 "; }));
     ASSERT_TRUE(PumpTicks(panel_, 2));
     EXPECT_EQ(rate(), "10.0") << "the clock stood still";
+    EXPECT_TRUE(Status()->GetLabel().StartsWith("Gateway: frames in 0 ")) << Status()->GetLabel();
 
     clock->Set(1000000 + 6000);
     EXPECT_TRUE(PumpUntil([&] { return rate() == "0.0"; })) << rate();
     EXPECT_EQ(ControlOf<wxStaticText>(panel_, N2KMonDlg_c::kTimeId)->GetLabel(), "1006.0");
+    EXPECT_TRUE(Status()->GetLabel().StartsWith("Gateway: frames in 1  out 0 ")) << Status()->GetLabel();
 }
 
 TEST_F(N2KMonPanel, ConnectDiscardsStoredCopiesAndTheButtonsFollowTheConnection) {

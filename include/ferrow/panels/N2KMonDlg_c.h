@@ -4,7 +4,9 @@
 // Pause, the gateway's Connect and Disconnect, and "Monitor All PGN", which
 // switches the emulator's dispAllPgn. Its timer empties the monitor's stores
 // into the lists every display period, whether the panel is shown or not,
-// and moves the rates on, so a group that stopped falls to 0.0/s.
+// and moves the rates on, so a group that stopped falls to 0.0/s. Under the
+// lists a status line shows the gateway's figures (GetGatewayStats), read
+// once a second.
 //
 // Each list shows a row's key, its data bytes and its rate at the default
 // size; the panel is resizable, each list taking half the width.
@@ -15,6 +17,7 @@
 
 #include <wx/timer.h>
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -47,6 +50,7 @@ public:
     static constexpr int kPauseId = 1025;
     static constexpr int kDisconnectId = 1002;
     static constexpr int kConnectId = 1001;
+    static constexpr int kStatusId = 1030;
     static constexpr int kTimerId = 11;
     static constexpr int kDefaultPeriodMs = 100;
 
@@ -56,8 +60,9 @@ public:
     // Stops the timer before the controls go.
     ~N2KMonDlg_c() override;
 
-    // One timer tick: unless paused, shows the time and empties the receive
-    // store into the RX list and the transmit store into the TX list.
+    // One timer tick: unless paused, shows the time, empties the receive
+    // store into the RX list and the transmit store into the TX list, and
+    // when it is due, reads the gateway's figures into the status line.
     void RefreshLists();
 
     // The running timer's interval in ms, or 0 while it is stopped.
@@ -99,6 +104,7 @@ private:
     // when the monitor has gone.
     bool ListStore(Side& side);
     void ClearSide(Side& side);
+    void RefreshStatus(uint64_t ms);
 
     void OnTimer(wxTimerEvent& event);
     void OnPause(wxCommandEvent& event);
@@ -112,6 +118,9 @@ private:
     std::unique_ptr<BrovikPgn> pgn_;
     int displayPeriod_ = kDefaultPeriodMs;
     bool paused_ = false;
+    // When the status line was last read, and whether it is due regardless.
+    uint64_t statusMs_ = 0;
+    bool statusDue_ = true;
     Side rx_;
     Side tx_;
     // Messages copied out of a store, listed after the copy.
