@@ -2,9 +2,6 @@
 // appear, what closing does, modal panels, and the panel base's own parts.
 #include "PanelsHost.h"
 
-#include "tests/support/TempDir.h"
-
-#include <ferrow/ferrow.h>
 #include <ferrow/panels/I2CDlg_c.h>
 #include <ferrow/panels/SPIDlg_c.h>
 
@@ -12,44 +9,20 @@
 #include <wx/stattext.h>
 
 #include <atomic>
-#include <memory>
 #include <thread>
 
 namespace ferrow::panels::test {
 namespace {
 
-using ferrow::test::TempDir;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-class FloatingPanel : public PanelsHostTest {
+class FloatingPanel : public FactoryPanelsTest {
 protected:
-    void SetUp() override {
-        PanelsHostTest::SetUp();
-        if (IsSkipped() || HasFatalFailure()) return;
-        emu_.reset(create_Ferrow_pObj(Handle(), nullptr, dir_.File("image.hex").c_str(),
-                                      dir_.File("ferrow.cfg").c_str(), 0,
-                                      FERROW_ADC | FERROW_GPIO | FERROW_EEPROM | FERROW_I2C |
-                                          FERROW_SPI,
-                                      nullptr, nullptr, 0, nullptr, 64));
-    }
-
-    void TearDown() override {
-        if (emu_) {
-            delete emu_->adc;
-            delete emu_->gpio;
-            delete emu_->eeprom;
-            delete emu_->i2c;
-            delete emu_->spi;
-            emu_.reset();
-        }
-        PanelsHostTest::TearDown();
-    }
+    FloatingPanel()
+        : FactoryPanelsTest(FERROW_ADC | FERROW_GPIO | FERROW_EEPROM | FERROW_I2C | FERROW_SPI) {}
 
     wxPoint PositionOf(const wxWindow* window) const { return window->GetScreenPosition(); }
-
-    TempDir dir_;
-    std::unique_ptr<Ferrow_c> emu_;
 };
 
 // Panels open beside the host window, apart and on screen; a panel stays

@@ -5,9 +5,7 @@
 
 #include "platform/MessageReport.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/TempDir.h"
 
-#include <ferrow/ferrow.h>
 #include <ferrow/panels/Control01Dlg_c.h>
 #include <ferrow/panels/EEPROMDlg_c.h>
 
@@ -22,25 +20,15 @@
 namespace ferrow::panels::test {
 namespace {
 
-using ferrow::test::TempDir;
-
-class PanelThreads : public PanelsHostTest {
+class PanelThreads : public FactoryPanelsTest {
 protected:
+    PanelThreads() : FactoryPanelsTest(0) {}
+
     void SetUp() override {
-        PanelsHostTest::SetUp();
+        FactoryPanelsTest::SetUp();
         if (IsSkipped() || HasFatalFailure()) return;
-        emu_ = std::make_unique<Ferrow_c>(Handle(), nullptr, dir_.File("image.hex").c_str(),
-                                          dir_.File("ferrow.cfg").c_str(), 0);
         emu_->SetAutoConnect(0);
     }
-
-    void TearDown() override {
-        emu_.reset();
-        PanelsHostTest::TearDown();
-    }
-
-    TempDir dir_;
-    std::unique_ptr<Ferrow_c> emu_;
 };
 
 // The firmware's loop waits for the GUI thread to enter Stop, then drives

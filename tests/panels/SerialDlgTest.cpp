@@ -4,9 +4,7 @@
 #include "PanelsHost.h"
 
 #include "platform/ProcessClock.h"
-#include "tests/support/TempDir.h"
 
-#include <ferrow/ferrow.h>
 #include <ferrow/panels/SerialDlg_c.h>
 
 #include <wx/button.h>
@@ -26,8 +24,6 @@
 
 namespace ferrow::panels::test {
 namespace {
-
-using ferrow::test::TempDir;
 
 // What the firmware's receive callback read, as the firmware reads it: the
 // callback takes everything waiting with GetRX.
@@ -57,16 +53,13 @@ std::pair<std::string, int> TakeReceived() {
     return {std::exchange(g_received.bytes, {}), std::exchange(g_received.calls, 0)};
 }
 
-class SerialPanel : public PanelsHostTest {
+class SerialPanel : public FactoryPanelsTest {
 protected:
+    SerialPanel() : FactoryPanelsTest(FERROW_SERIAL) {}
+
     void SetUp() override {
-        PanelsHostTest::SetUp();
+        FactoryPanelsTest::SetUp();
         if (IsSkipped() || HasFatalFailure()) return;
-        if (!config_.empty()) TempDir::Write(dir_.File("Ferrow.cfg"), config_);
-        emu_.reset(create_Ferrow_pObj(Handle(), nullptr, dir_.File("image.hex").c_str(),
-                                      dir_.File("Ferrow.cfg").c_str(), 0, FERROW_SERIAL, nullptr,
-                                      nullptr, 0, nullptr, 0));
-        ASSERT_NE(emu_, nullptr);
         emu_->SetAutoConnect(0);
         port_ = g_port = emu_->serial;
         ASSERT_NE(port_, nullptr);
@@ -80,13 +73,8 @@ protected:
     }
 
     void TearDown() override {
-        if (emu_) {
-            emu_->Stop();
-            delete emu_->serial;
-            emu_.reset();
-        }
+        FactoryPanelsTest::TearDown();
         g_port = nullptr;
-        PanelsHostTest::TearDown();
     }
 
     // The firmware transmits `bytes`.
@@ -145,11 +133,6 @@ protected:
         EXPECT_EQ(TakeReceived(), std::make_pair(bytes, 2));
     }
 
-    TempDir dir_;
-    // The configuration file's text before the emulator reads it; no file
-    // when empty.
-    std::string config_;
-    std::unique_ptr<Ferrow_c> emu_;
     Ferrow_Serial_c* port_ = nullptr;
     SerialDlg_c* panel_ = nullptr;
     wxListBox* log_ = nullptr;

@@ -5,17 +5,10 @@
 
 #include "PanelsHost.h"
 
-#include "tests/support/TempDir.h"
-
-#include <ferrow/ferrow.h>
-
 #include <wx/bitmap.h>
 #include <wx/dcclient.h>
 #include <wx/dcmemory.h>
 #include <wx/image.h>
-
-#include <memory>
-#include <string>
 
 namespace ferrow::panels::test {
 
@@ -32,30 +25,10 @@ inline wxImage PictureOf(wxWindow* window) {
     return picture.ConvertToImage();
 }
 
-class ChannelPanelsHostTest : public PanelsHostTest {
+class ChannelPanelsHostTest : public FactoryPanelsTest {
 protected:
-    void SetUp() override {
-        PanelsHostTest::SetUp();
-        if (IsSkipped() || HasFatalFailure()) return;
-        if (!config_.empty()) ferrow::test::TempDir::Write(dir_.File("Ferrow.cfg"), config_);
-        emu_.reset(create_Ferrow_pObj(Handle(), nullptr, dir_.File("image.hex").c_str(),
-                                      dir_.File("Ferrow.cfg").c_str(), 0,
-                                      FERROW_ADC | FERROW_GPIO | FERROW_PWM | FERROW_ICAP, nullptr,
-                                      nullptr, 0, nullptr, 0));
-        ASSERT_NE(emu_, nullptr);
-    }
-
-    void TearDown() override {
-        if (emu_) {
-            emu_->Stop();
-            delete emu_->adc;
-            delete emu_->gpio;
-            delete emu_->pwm;
-            delete emu_->icap;
-            emu_.reset();
-        }
-        PanelsHostTest::TearDown();
-    }
+    ChannelPanelsHostTest()
+        : FactoryPanelsTest(FERROW_ADC | FERROW_GPIO | FERROW_PWM | FERROW_ICAP) {}
 
     // The panel of the first peripheral whose panel class is T, or null.
     template <class T>
@@ -65,12 +38,6 @@ protected:
         }
         return nullptr;
     }
-
-    ferrow::test::TempDir dir_;
-    // The configuration file's text before the emulator reads it; no file
-    // when empty.
-    std::string config_;
-    std::unique_ptr<Ferrow_c> emu_;
 };
 
 }  // namespace ferrow::panels::test

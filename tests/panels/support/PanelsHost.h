@@ -4,6 +4,9 @@
 
 #include "GuiTest.h"
 
+#include "tests/support/TempDir.h"
+
+#include <ferrow/ferrow.h>
 #include <ferrow/panels/FerrowPanels.h>
 #include <ferrow/panels/FloatingDlg_c.h>
 
@@ -16,6 +19,7 @@
 #include <wx/toplevel.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace ferrow::panels::test {
@@ -114,6 +118,46 @@ protected:
     HWND Handle() const { return FerrowPanels_Handle(host_); }
 
     wxFrame* host_ = nullptr;
+};
+
+// An emulator from the factory on the host window with the peripherals the
+// FERROW_ bits `kinds` ask for; the firmware deletes them, here the fixture.
+class FactoryPanelsTest : public PanelsHostTest {
+protected:
+    explicit FactoryPanelsTest(unsigned long kinds) : kinds_(kinds) {}
+
+    void SetUp() override {
+        PanelsHostTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
+        if (!config_.empty()) ferrow::test::TempDir::Write(dir_.File("Ferrow.cfg"), config_);
+        emu_.reset(create_Ferrow_pObj(Handle(), nullptr, dir_.File("image.hex").c_str(),
+                                      dir_.File("Ferrow.cfg").c_str(), 0, kinds_, nullptr,
+                                      nullptr, 0, nullptr, 64));
+        ASSERT_NE(emu_, nullptr);
+    }
+
+    void TearDown() override {
+        if (emu_) {
+            emu_->Stop();
+            delete emu_->adc;
+            delete emu_->gpio;
+            delete emu_->pwm;
+            delete emu_->icap;
+            delete emu_->eeprom;
+            delete emu_->i2c;
+            delete emu_->spi;
+            delete emu_->serial;
+            emu_.reset();
+        }
+        PanelsHostTest::TearDown();
+    }
+
+    const unsigned long kinds_;
+    ferrow::test::TempDir dir_;
+    // The configuration file's text before the emulator reads it; no file
+    // when empty.
+    std::string config_;
+    std::unique_ptr<Ferrow_c> emu_;
 };
 
 }  // namespace ferrow::panels::test
