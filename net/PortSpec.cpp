@@ -3,6 +3,7 @@
 #include "net/serial/SerialPort.h"
 
 #include <cstdlib>
+#include <vector>
 
 namespace ferrow::net {
 namespace {
@@ -41,14 +42,34 @@ std::optional<uint16_t> ParsePort(const std::string& text) {
     return static_cast<uint16_t>(value);
 }
 
-// "HOST:PORT", the port after the last colon.
-std::optional<PortSpec> HostAndPort(PortSpec wanted, const std::string& rest) {
-    const size_t colon = rest.rfind(':');
-    if (colon == std::string::npos || colon == 0) return std::nullopt;
-    const std::optional<uint16_t> port = ParsePort(rest.substr(colon + 1));
+// The fields between colons.
+std::vector<std::string> Fields(const std::string& text) {
+    std::vector<std::string> fields;
+    std::size_t start = 0;
+    for (std::size_t colon; (colon = text.find(':', start)) != std::string::npos;
+         start = colon + 1) {
+        fields.push_back(text.substr(start, colon - start));
+    }
+    fields.push_back(text.substr(start));
+    return fields;
+}
+
+// "HOST:PORT", or "HOST:PORT:LOCALPORT" where `withLocalPort`. Host names
+// and IPv4 addresses hold no colon.
+std::optional<PortSpec> HostAndPort(PortSpec wanted, const std::string& rest, bool withLocalPort) {
+    const std::vector<std::string> fields = Fields(rest);
+    if (fields.size() < 2 || fields.size() > (withLocalPort ? 3u : 2u) || fields[0].empty()) {
+        return std::nullopt;
+    }
+    const std::optional<uint16_t> port = ParsePort(fields[1]);
     if (!port) return std::nullopt;
-    wanted.name = rest.substr(0, colon);
+    wanted.name = fields[0];
     wanted.port = *port;
+    if (fields.size() == 3) {
+        const std::optional<uint16_t> localPort = ParsePort(fields[2]);
+        if (!localPort) return std::nullopt;
+        wanted.localPort = *localPort;
+    }
     return wanted;
 }
 
@@ -104,8 +125,11 @@ std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
         wanted.kind = Kind::TcpListen;
         rest = portName.substr(11);
         wanted.candump = TakeSuffix(rest, "candump");
-        const std::optional<uint16_t> port = ParsePort(rest);
+        const std::vector<std::string> fields = Fields(rest);
+        if (fields.size() > 2 || (fields.size() == 2 && fields[0].empty())) return std::nullopt;
+        const std::optional<uint16_t> port = ParsePort(fields.back());
         if (!port) return std::nullopt;
+        wanted.name = fields.size() == 2 ? fields[0] : "";
         wanted.port = *port;
         return wanted;
     }
@@ -126,7 +150,7 @@ std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
         wanted.kind = kind;
         rest = portName.substr(4);
         wanted.candump = TakeSuffix(rest, "candump");
-        return HostAndPort(wanted, rest);
+        return HostAndPort(wanted, rest, kind == Kind::Udp);
     }
     wanted.name = kDefaultBus;
     wanted.fellBack = !portName.empty();

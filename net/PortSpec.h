@@ -2,17 +2,26 @@
 // "GW_PORT_NAME":
 //   vbus, vbus:NAME            the in-process virtual bus (NAME: "vbus")
 //   tcp:HOST:PORT[:candump]    client of a network gateway
-//   tcp-listen:PORT[:candump]  our device is the gateway clients connect to
-//   udp:HOST:PORT[:candump]    datagrams to HOST:PORT, received on PORT
+//   tcp-listen:[ADDR:]PORT[:candump]
+//                              our device is the gateway clients connect to,
+//                              on the interface of ADDR only if given
+//   udp:HOST:PORT[:LOCALPORT][:candump]
+//                              datagrams to HOST:PORT, received on LOCALPORT
+//                              (PORT unless given). HOST may be a broadcast
+//                              address, shared by every program on PORT; two
+//                              programs on one machine cross their ports
+//                              instead: udp:127.0.0.1:A:B and udp:127.0.0.1:B:A
 //   file:PATH[:fast]           replay of a RAW or candump log
 //   /dev/DEVICE[:BAUD]         a serial (USB) gateway, 115200 baud unless BAUD
 //   auto                       the first serial gateway that answers among
 //                              /dev/ttyUSB* and /dev/ttyACM*
 //   can:IFNAME, canN, vcanN, slcanN   a SocketCAN interface
-// Socket transports speak the RAW line format unless ":candump" follows;
-// a log replays at its recorded pace unless ":fast" follows. A name that is
-// none of these (such as the Windows default "COM5") stands for the default
-// virtual bus.
+// Socket transports speak the RAW line format unless ":candump" follows: as
+// a client (tcp:, udp:) in the form a gateway takes, "09F11223 00 5C 3D",
+// and as the gateway (tcp-listen:) in the form it sends, with time and
+// direction. A log replays at its recorded pace unless ":fast" follows. A
+// name that is none of these (such as the Windows default "COM5") stands for
+// the default virtual bus.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +43,8 @@ struct PortSpec {
     };
 
     Kind kind = Kind::VirtualBus;
-    // The bus name, host, log or device path, or CAN interface.
+    // The bus name, host, log or device path, CAN interface, or the address
+    // a listener binds to (empty: every interface).
     std::string name;
     uint16_t port = 0;
     uint32_t baud = 0;
@@ -42,6 +52,8 @@ struct PortSpec {
     bool fast = false;
     // Set when the name was not understood and a virtual bus stands in.
     bool fellBack = false;
+    // Where UDP is received: `port` unless set.
+    uint16_t localPort = 0;
 
     // nullopt for a name of a known kind that is malformed (a port that is
     // not a number from 1 to 65535, an empty host, path or interface, a baud

@@ -37,9 +37,13 @@ private:
     std::string portName_;
 };
 
+// A client writes RAW lines as a gateway takes them from a PC; our device as
+// the gateway writes them as gateways send them, which chart software reads.
 std::unique_ptr<LineFormat> FormatFor(const PortSpec& port) {
     if (port.candump) return std::make_unique<CandumpLineFormat>();
-    return std::make_unique<RawLineFormat>();
+    return std::make_unique<RawLineFormat>(port.kind == PortSpec::Kind::TcpListen
+                                               ? RawLineFormat::Form::FromGateway
+                                               : RawLineFormat::Form::ToGateway);
 }
 
 std::unique_ptr<FrameLink> LinkFor(const PortSpec& port) {
@@ -47,9 +51,11 @@ std::unique_ptr<FrameLink> LinkFor(const PortSpec& port) {
         case PortSpec::Kind::TcpClient:
             return std::make_unique<TcpClientLink>(port.name, port.port, FormatFor(port));
         case PortSpec::Kind::TcpListen:
-            return std::make_unique<TcpListenLink>(port.port, FormatFor(port));
+            return std::make_unique<TcpListenLink>(port.name, port.port, FormatFor(port));
         case PortSpec::Kind::Udp:
-            return std::make_unique<UdpLink>(port.name, port.port, FormatFor(port));
+            return std::make_unique<UdpLink>(port.name, port.port,
+                                             port.localPort != 0 ? port.localPort : port.port,
+                                             FormatFor(port));
         case PortSpec::Kind::SocketCan:
             return std::make_unique<SocketCanLink>(port.name);
         case PortSpec::Kind::LogFile:

@@ -1,6 +1,8 @@
-// Cuts the bytes a peer sends into lines ended by LF or CR LF. A line longer
-// than a frame's line can be is thrown away whole, up to its end, so that a
-// peer sending endless bytes costs no more than one line of memory.
+// Cuts the bytes a peer sends into lines ended by CR, LF or CR LF: gateways
+// and terminal programs end lines either way. Empty lines are no lines, so a
+// CR LF ends one line, never two. A line longer than a frame's line can be
+// is thrown away whole, up to its end, so that a peer sending endless bytes
+// costs no more than one line of memory.
 #pragma once
 
 #include <cstddef>
@@ -20,8 +22,8 @@ public:
     std::size_t Feed(std::string_view bytes, OnLine&& onLine) {
         std::size_t overlong = 0;
         for (char c : bytes) {
-            if (c == '\n') {
-                if (!overlong_) onLine(Trimmed());
+            if (c == '\r' || c == '\n') {
+                if (!overlong_ && !line_.empty()) onLine(std::string_view(line_));
                 line_.clear();
                 overlong_ = false;
             } else if (overlong_) {
@@ -40,18 +42,12 @@ public:
     // Ends the line under way, as the end of a datagram does.
     template <typename OnLine>
     void Finish(OnLine&& onLine) {
-        if (!overlong_ && !line_.empty()) onLine(Trimmed());
+        if (!overlong_ && !line_.empty()) onLine(std::string_view(line_));
         line_.clear();
         overlong_ = false;
     }
 
 private:
-    std::string_view Trimmed() const {
-        std::string_view line(line_);
-        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-        return line;
-    }
-
     std::string line_;
     bool overlong_ = false;
 };

@@ -103,15 +103,19 @@ std::optional<LineFormat::Line> RawLineFormat::Parse(std::string_view line) cons
 
 std::string RawLineFormat::Format(const CanFrame& frame, Direction direction,
                                   microseconds since) const {
-    constexpr long long kDayMs = 24LL * 60 * 60 * 1000;
-    const long long ms =
-        (std::chrono::duration_cast<std::chrono::milliseconds>(since).count() % kDayMs + kDayMs) %
-        kDayMs;
-    char time[16];
-    std::snprintf(time, sizeof time, "%02lld:%02lld:%02lld.%03lld", ms / 3600000,
-                  ms / 60000 % 60, ms / 1000 % 60, ms % 1000);
-    std::string line = time;
-    line += direction == Direction::Transmitted ? " T " : " R ";
+    std::string line;
+    if (form_ == Form::FromGateway) {
+        constexpr long long kDayMs = 24LL * 60 * 60 * 1000;
+        const long long ms =
+            (std::chrono::duration_cast<std::chrono::milliseconds>(since).count() % kDayMs +
+             kDayMs) %
+            kDayMs;
+        char time[16];
+        std::snprintf(time, sizeof time, "%02lld:%02lld:%02lld.%03lld ", ms / 3600000,
+                      ms / 60000 % 60, ms / 1000 % 60, ms % 1000);
+        line = time;
+        line += direction == Direction::Transmitted ? "T " : "R ";
+    }
     HexText::Append(line, frame.id & CanFrame::kIdMask, 8);
     const uint8_t length = std::min(frame.length, CanFrame::kMaxLength);
     for (uint8_t i = 0; i < length; ++i) {

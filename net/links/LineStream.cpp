@@ -1,9 +1,19 @@
 #include "net/links/LineStream.h"
 
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
 namespace ferrow::net {
 
+// Every line format ends its lines in LF; a line partly sent still counts.
+std::size_t LineStream::PendingLines() const {
+    return static_cast<std::size_t>(std::count(pending_.begin(), pending_.end(), '\n'));
+}
+
 bool LineStream::Queue(std::string_view lines) {
-    if (pending_.size() + lines.size() > kPendingLimit) return false;
+    if (lines.size() > Room()) return false;
     pending_.append(lines);
     return true;
 }
@@ -15,6 +25,18 @@ bool LineStream::Flush() {
                                MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
         pending_.erase(0, static_cast<std::size_t>(n));
+    }
+    return true;
+}
+
+bool LineStream::Read(const OnLine& onLine, std::size_t& overlong) {
+    char buffer[4096];
+    for (int i = 0; i < 16; ++i) {
+        const ssize_t n = recv(socket_.Fd(), buffer, sizeof buffer, MSG_DONTWAIT);
+        if (n == 0) return false;
+        if (n < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+        bytesRead_ += static_cast<uint64_t>(n);
+        overlong += splitter_.Feed(std::string_view(buffer, static_cast<std::size_t>(n)), onLine);
     }
     return true;
 }

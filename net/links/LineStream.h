@@ -1,16 +1,14 @@
 // One TCP connection of a socket link, used by its I/O thread only: whole
-// lines wait in a bounded buffer until the peer takes them, so that a slow
-// peer loses lines rather than stalling the link; received bytes are cut
-// into lines.
+// lines wait in a bounded buffer until the peer takes them, and received
+// bytes are cut into lines.
 #pragma once
 
 #include "net/formats/LineSplitter.h"
 #include "net/links/Socket.h"
 
-#include <sys/socket.h>
-
-#include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -21,10 +19,18 @@ public:
     // Some seconds of a busy network as text.
     static constexpr std::size_t kPendingLimit = 64 * 1024;
 
+    using OnLine = std::function<void(std::string_view)>;
+
     explicit LineStream(Socket socket) : socket_(std::move(socket)) {}
 
     int Fd() const { return socket_.Fd(); }
     bool WantsWrite() const { return !pending_.empty(); }
+    // Bytes Queue takes now.
+    std::size_t Room() const { return kPendingLimit - pending_.size(); }
+    // Lines queued that the peer has not taken yet.
+    std::size_t PendingLines() const;
+    // Every byte received so far.
+    uint64_t BytesRead() const { return bytesRead_; }
 
     // False, queuing nothing, when the lines do not fit.
     bool Queue(std::string_view lines);
@@ -35,23 +41,13 @@ public:
     // peer cannot starve the others. Calls onLine for every complete line;
     // false when the connection is closed or lost. `overlong` counts the
     // lines thrown away.
-    template <typename OnLine>
-    bool Read(OnLine&& onLine, std::size_t& overlong) {
-        char buffer[4096];
-        for (int i = 0; i < 16; ++i) {
-            const ssize_t n = recv(socket_.Fd(), buffer, sizeof buffer, 0);
-            if (n == 0) return false;
-            if (n < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
-            overlong += splitter_.Feed(std::string_view(buffer, static_cast<std::size_t>(n)),
-                                       onLine);
-        }
-        return true;
-    }
+    bool Read(const OnLine& onLine, std::size_t& overlong);
 
 private:
     Socket socket_;
     LineSplitter splitter_;
     std::string pending_;
+    uint64_t bytesRead_ = 0;
 };
 
 }  // namespace ferrow::net

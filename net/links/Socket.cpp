@@ -3,6 +3,8 @@
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,20 +27,29 @@ sockaddr_in ToAddress(const Socket::Endpoint& endpoint) {
     return address;
 }
 
-sockaddr_in AnyAddress(uint16_t port) { return ToAddress({htonl(INADDR_ANY), port}); }
+sockaddr_in LocalEnd(int fd) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) return {};
+    return address;
+}
+
+bool SetOption(int fd, int level, int name, int value) {
+    return setsockopt(fd, level, name, &value, sizeof value) == 0;
+}
 
 // SO_REUSEADDR lets a link come back on its port at once after a restart,
 // and lets other programs share a datagram port; Linux still refuses a second
 // TCP listener.
-Socket BoundSocket(int type, uint16_t port, const std::string& what, std::string& error) {
+Socket BoundSocket(int type, const Socket::Endpoint& at, const std::string& what,
+                   std::string& error) {
     Socket socket(::socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (!socket) {
         error = Failed(what, errno);
         return socket;
     }
-    const int on = 1;
-    const sockaddr_in address = AnyAddress(port);
-    if (setsockopt(socket.Fd(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
+    const sockaddr_in address = ToAddress(at);
+    if (!SetOption(socket.Fd(), SOL_SOCKET, SO_REUSEADDR, 1) ||
         bind(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         error = Failed(what, errno);
         socket.Reset();
@@ -86,6 +97,11 @@ Socket Socket::StartConnect(const Endpoint& to, std::string& error) {
         error = std::strerror(errno);
         return socket;
     }
+    if (!socket.WatchPeer()) {
+        error = std::strerror(errno);
+        socket.Reset();
+        return socket;
+    }
     if (connect(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 &&
         errno != EINPROGRESS) {
         error = std::strerror(errno);
@@ -94,9 +110,14 @@ Socket Socket::StartConnect(const Endpoint& to, std::string& error) {
     return socket;
 }
 
-Socket Socket::Listen(uint16_t port, std::string& error) {
-    const std::string what = "Cannot listen on TCP port " + std::to_string(port);
-    Socket socket = BoundSocket(SOCK_STREAM, port, what, error);
+Socket Socket::Listen(const Endpoint& at, std::string& error) {
+    std::string what = "Cannot listen on TCP port " + std::to_string(at.port);
+    if (at.address != htonl(INADDR_ANY)) {
+        char text[INET_ADDRSTRLEN] = "";
+        inet_ntop(AF_INET, &at.address, text, sizeof text);
+        what += std::string(" of ") + text;
+    }
+    Socket socket = BoundSocket(SOCK_STREAM, at, what, error);
     if (socket && listen(socket.Fd(), SOMAXCONN) != 0) {
         error = Failed(what, errno);
         socket.Reset();
@@ -106,10 +127,9 @@ Socket Socket::Listen(uint16_t port, std::string& error) {
 
 Socket Socket::BindDatagram(uint16_t port, std::string& error) {
     const std::string what = "Cannot bind UDP port " + std::to_string(port);
-    Socket socket = BoundSocket(SOCK_DGRAM, port, what, error);
-    const int on = 1;
+    Socket socket = BoundSocket(SOCK_DGRAM, {htonl(INADDR_ANY), port}, what, error);
     // Gateways are often reached by broadcast.
-    if (socket && setsockopt(socket.Fd(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
+    if (socket && !SetOption(socket.Fd(), SOL_SOCKET, SO_BROADCAST, 1)) {
         error = Failed(what, errno);
         socket.Reset();
     }
@@ -126,15 +146,26 @@ std::string Socket::ConnectError() const {
 Socket Socket::Accept(int& error) const {
     Socket accepted(accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     error = accepted ? 0 : errno;
+    if (accepted && !accepted.WatchPeer()) {
+        error = errno;
+        accepted.Reset();
+    }
     return accepted;
 }
 
-uint16_t Socket::LocalPort() const {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    if (getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
-    return ntohs(address.sin_port);
+bool Socket::WatchPeer() const {
+    return SetOption(fd_, SOL_SOCKET, SO_KEEPALIVE, 1) &&
+           SetOption(fd_, IPPROTO_TCP, TCP_KEEPIDLE, static_cast<int>(kKeepAliveIdle.count())) &&
+           SetOption(fd_, IPPROTO_TCP, TCP_KEEPINTVL,
+                     static_cast<int>(kKeepAliveInterval.count())) &&
+           SetOption(fd_, IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveProbes) &&
+           SetOption(fd_, IPPROTO_TCP, TCP_USER_TIMEOUT, static_cast<int>(kUserTimeout.count())) &&
+           SetOption(fd_, SOL_SOCKET, SO_SNDBUF, kSendBuffer);
 }
+
+uint16_t Socket::LocalPort() const { return ntohs(LocalEnd(fd_).sin_port); }
+
+uint32_t Socket::LocalAddress() const { return LocalEnd(fd_).sin_addr.s_addr; }
 
 long Socket::ReceiveFrom(char* buffer, std::size_t size, Endpoint& from) const {
     sockaddr_in address{};

@@ -3,6 +3,7 @@
 // a datagram socket. IPv4: gateways on a boat's LAN speak nothing else.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -17,6 +18,21 @@ public:
         uint32_t address = 0;
         uint16_t port = 0;
     };
+
+    // How a TCP connection notices a peer that has died without a word: an
+    // idle connection is probed after kKeepAliveIdle, every
+    // kKeepAliveInterval, and given up after kKeepAliveProbes unanswered;
+    // data the peer leaves unacknowledged (or a window it keeps shut) for
+    // kUserTimeout ends it too. Far short of the kernel's own quarter of an
+    // hour, long enough for a LAN gateway's hiccup.
+    static constexpr std::chrono::seconds kKeepAliveIdle{2};
+    static constexpr std::chrono::seconds kKeepAliveInterval{1};
+    static constexpr int kKeepAliveProbes = 3;
+    static constexpr std::chrono::milliseconds kUserTimeout{5000};
+    // The kernel's send buffer of a TCP connection, fixed (the kernel
+    // doubles it) so that a peer that stops reading is seen within about a
+    // second of a busy network instead of after megabytes.
+    static constexpr int kSendBuffer = 32 * 1024;
 
     Socket() = default;
     explicit Socket(int fd) : fd_(fd) {}
@@ -33,19 +49,24 @@ public:
     // False with a sentence naming `host` when it has no IPv4 address.
     static bool Resolve(const std::string& host, uint16_t port, Endpoint& endpoint,
                         std::string& error);
-    // Non-blocking; the connection may still be under way: wait until
-    // writable, then ask ConnectError.
+    // Non-blocking, watching its peer as above; the connection may still be
+    // under way: wait until writable, then ask ConnectError.
     static Socket StartConnect(const Endpoint& to, std::string& error);
-    // Non-blocking, on every interface; port 0 takes a free one.
-    static Socket Listen(uint16_t port, std::string& error);
+    // Non-blocking, on `at`'s address (0: every interface); port 0 takes a
+    // free one.
+    static Socket Listen(const Endpoint& at, std::string& error);
+    // On every interface, shared with other programs, broadcasts allowed.
     static Socket BindDatagram(uint16_t port, std::string& error);
 
     // The errno text of a finished connect, empty once connected.
     std::string ConnectError() const;
-    // A waiting connection, non-blocking; invalid when none is waiting or
-    // it could not be taken, with the errno in `error`.
+    // A waiting connection, non-blocking, watching its peer as above;
+    // invalid when none is waiting or it could not be taken, with the errno
+    // in `error`.
     Socket Accept(int& error) const;
     uint16_t LocalPort() const;
+    // In network order.
+    uint32_t LocalAddress() const;
 
     // One datagram, without waiting: its size, or negative with errno set.
     long ReceiveFrom(char* buffer, std::size_t size, Endpoint& from) const;
@@ -55,6 +76,9 @@ public:
     static std::vector<uint32_t> LocalAddresses();
 
 private:
+    // False when the kernel refuses a setting.
+    bool WatchPeer() const;
+
     int fd_ = -1;
 };
 

@@ -3,6 +3,7 @@
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
 
+#include <linux/can.h>
 #include <linux/can/error.h>
 #include <linux/can/raw.h>
 #include <net/if.h>
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <numeric>
 #include <cstring>
 
 namespace ferrow::net {
@@ -154,6 +156,12 @@ bool SocketCanLink::Receive(CanFrame& frame) {
 }
 
 bool SocketCanLink::IsUp() const { return socket_ && !busOff_ && !down_; }
+
+void SocketCanLink::AddStats(FerrowGatewayStats& stats) const {
+    stats.busErrors += std::accumulate(counters_.problems.begin(), counters_.problems.end(),
+                                       uint64_t{0});
+    stats.badInput += counters_.ignored;
+}
 
 bool SocketCanLink::Take(const can_frame& raw, CanFrame& frame) {
     if ((raw.can_id & CAN_ERR_FLAG) != 0) {

@@ -9,13 +9,15 @@
 #include "net/links/FrameLink.h"
 #include "net/links/Socket.h"
 
-#include <linux/can.h>
-
 #include <array>
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+
+// The kernel's frame, from <linux/can.h>, which only the link itself and its
+// tests include.
+struct can_frame;
 
 namespace ferrow::net {
 
@@ -48,6 +50,8 @@ public:
     bool Receive(CanFrame& frame) override;
     // Open, not bus-off, and the interface not gone down.
     bool IsUp() const override;
+    // Every problem as a bus error, ignored frames as bad input.
+    void AddStats(FerrowGatewayStats& stats) const override;
     const Counters& GetCounters() const { return counters_; }
 
     // What Receive does with one frame read from the socket, kept apart so

@@ -4,8 +4,17 @@
 
 namespace ferrow::net {
 
-TcpClientLink::TcpClientLink(std::string host, uint16_t port, std::unique_ptr<LineFormat> format)
-    : SocketLink(std::move(format), LineFormat::Direction::Transmitted),
+namespace {
+
+// Rounds of taking lines and sending them per wake-up, so that a firmware
+// sending without pause cannot keep the thread from reading.
+constexpr int kSendRounds = 4;
+
+}  // namespace
+
+TcpClientLink::TcpClientLink(std::string host, uint16_t port, std::unique_ptr<LineFormat> format,
+                             Clock clock)
+    : SocketLink(std::move(format), Role::Client, std::move(clock)),
       host_(std::move(host)),
       port_(port) {}
 
@@ -21,6 +30,8 @@ int TcpClientLink::Open(std::string& error) {
                 reason + ".";
         return -1;
     }
+    heardAt_.reset();
+    backlog_ = false;
     StartThread();
     return 0;
 }
@@ -60,34 +71,57 @@ void TcpClientLink::Run() {
     std::vector<Watch> watches;
     for (;;) {
         if (connected_) {
-            watches.assign(1, Watch(connected_->Fd(), connected_->WantsWrite()));
-            if (!Wait(watches, std::chrono::milliseconds(-1))) return;
-            if (Exchange(*connected_, watches[0])) continue;
+            watches.assign(1, Watch(connected_->Fd(), connected_->WantsWrite() || backlog_));
+            if (!WaitUntil(watches, IdleDeadline())) return;
+            const bool open = Exchange(*connected_, watches[0]);
+            const auto deadline = IdleDeadline();
+            if (open && !(deadline && Now() >= *deadline)) continue;
+            CountUnsent(connected_->PendingLines());
+            CountPeerLoss();
             connected_.reset();
             SetUp(false);
         }
         // Frames sent around the loss have nowhere to go.
-        CountUnsent(TakeOutbox().size());
+        CountUnsent(DiscardOutbox());
         watches.clear();
         if (!Wait(watches, retry)) return;
         std::string reason;
         connected_ = Connect(reason);
         retry = connected_ ? kFirstRetry : std::min(retry * 2, kLastRetry);
+        heardAt_.reset();
+        backlog_ = false;
         SetUp(connected_.has_value());
     }
 }
 
 bool TcpClientLink::Exchange(LineStream& stream, const Watch& ready) {
-    std::size_t unsent = 0;
-    for (const std::string& line : TakeOutbox()) {
-        if (!stream.Queue(line)) ++unsent;
+    if (ready.readable || ready.hungUp) {
+        const uint64_t before = stream.BytesRead();
+        std::size_t overlong = 0;
+        const bool open = stream.Read([this](std::string_view line) { Deliver(line); }, overlong);
+        CountBadLines(overlong);
+        if (stream.BytesRead() != before) heardAt_ = Now();
+        if (!open) return false;
     }
-    CountUnsent(unsent);
-    std::size_t overlong = 0;
-    const bool open = !(ready.readable || ready.hungUp) ||
-                      stream.Read([this](std::string_view line) { Deliver(line); }, overlong);
-    CountBadLines(overlong);
-    return open && stream.Flush();
+    // Lines leave the outbox only once the connection has taken those before
+    // them, so a gateway that stops reading leaves them there and Send
+    // refuses: nothing accepted is lost to a slow gateway.
+    backlog_ = false;
+    if (!stream.Flush()) return false;
+    for (int round = 0; round < kSendRounds && !stream.WantsWrite(); ++round) {
+        std::string lines;
+        if (TakeLines(lines, stream.Room()) == 0) return true;
+        stream.Queue(lines);
+        if (!stream.Flush()) return false;
+    }
+    // Out of rounds with the connection still taking: come back at once.
+    backlog_ = !stream.WantsWrite();
+    return true;
+}
+
+std::optional<std::chrono::milliseconds> TcpClientLink::IdleDeadline() const {
+    if (!heardAt_) return std::nullopt;
+    return *heardAt_ + kIdleTimeout;
 }
 
 }  // namespace ferrow::net

@@ -1,6 +1,10 @@
 #include "net/links/UdpLink.h"
 
 #include "net/formats/LineSplitter.h"
+#include "platform/MessageReport.h"
+#include "platform/Text.h"
+
+#include <arpa/inet.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,15 +18,18 @@ constexpr std::size_t kMaxDatagram = 65535;
 // Sent datagrams remembered for echo detection: far more than are in flight
 // on loopback or a LAN at once.
 constexpr std::size_t kRecentlySent = 64;
+// Datagrams read per wake-up, so that a flood cannot hold the thread from
+// sending.
+constexpr int kReceiveBurst = 64;
 
 }  // namespace
 
-UdpLink::UdpLink(std::string host, uint16_t port, std::unique_ptr<LineFormat> format)
-    : UdpLink(std::move(host), port, port, std::move(format)) {}
+UdpLink::UdpLink(std::string host, uint16_t port, std::unique_ptr<LineFormat> format, Clock clock)
+    : UdpLink(std::move(host), port, port, std::move(format), std::move(clock)) {}
 
 UdpLink::UdpLink(std::string host, uint16_t port, uint16_t localPort,
-                 std::unique_ptr<LineFormat> format)
-    : SocketLink(std::move(format), LineFormat::Direction::Transmitted),
+                 std::unique_ptr<LineFormat> format, Clock clock)
+    : SocketLink(std::move(format), Role::Client, std::move(clock)),
       host_(std::move(host)),
       port_(port),
       localPort_(localPort),
@@ -37,13 +44,26 @@ int UdpLink::Open(std::string& error) {
     if (!socket_) return -1;
     boundPort_ = socket_.LocalPort();
     localAddresses_ = Socket::LocalAddresses();
+    if (boundPort_ == port_ && IsThisMachine(destination_.address)) {
+        const std::string other = std::to_string(port_ == 65535 ? port_ - 1 : port_ + 1);
+        const std::string here = "udp:" + host_ + ":";
+        platform::MessageReport::Note(
+            L"Gateway",
+            platform::Text::Widen(here + std::to_string(port_) +
+                                  " sends to this machine on the port it receives on, " +
+                                  "so two programs there hear each other one way at most: write " +
+                                  here + std::to_string(port_) + ":" + other + " here and " + here +
+                                  other + ":" + std::to_string(port_) +
+                                  " in the other program, or use a broadcast address."));
+    }
+    blocked_ = false;
+    heardAt_.reset();
     StartThread();
     return 0;
 }
 
 void UdpLink::Close() {
     StopThread();
-    pending_.clear();
     recentlySent_.clear();
     socket_.Reset();
 }
@@ -51,33 +71,31 @@ void UdpLink::Close() {
 void UdpLink::Run() {
     std::vector<Watch> watches;
     for (;;) {
-        watches.assign(1, Watch(socket_.Fd(), !pending_.empty()));
-        if (!Wait(watches, std::chrono::milliseconds(-1))) return;
-        std::size_t unsent = 0;
-        for (std::string& line : TakeOutbox()) {
-            if (pending_.size() < kOutboxLimit) {
-                pending_.push_back(std::move(line));
-            } else {
-                ++unsent;
-            }
-        }
-        CountUnsent(unsent);
+        watches.assign(1, Watch(socket_.Fd(), blocked_));
+        const auto deadline = heardAt_ ? std::optional(*heardAt_ + kIdleTimeout) : std::nullopt;
+        if (!WaitUntil(watches, deadline)) return;
         if (watches[0].readable) ReceiveDatagrams();
         SendDatagrams();
+        if (heardAt_ && Now() >= *heardAt_ + kIdleTimeout) {
+            heardAt_.reset();
+            SetUp(false);
+            CountPeerLoss();
+        }
     }
 }
 
 void UdpLink::ReceiveDatagrams() {
-    // Bounded, so that a flood cannot hold the thread from sending.
-    for (int i = 0; i < 64; ++i) {
+    for (int i = 0; i < kReceiveBurst; ++i) {
         Socket::Endpoint from;
         const long n = socket_.ReceiveFrom(buffer_.data(), buffer_.size(), from);
         if (n < 0) return;
         const std::string_view datagram(buffer_.data(), static_cast<std::size_t>(n));
         if (IsEcho(from, datagram)) {
-            ++echoes_;
+            CountEcho();
             continue;
         }
+        heardAt_ = Now();
+        SetUp(true);
         LineSplitter splitter;
         const auto deliver = [this](std::string_view line) { Deliver(line); };
         CountBadLines(splitter.Feed(datagram, deliver));
@@ -85,20 +103,27 @@ void UdpLink::ReceiveDatagrams() {
     }
 }
 
+// Straight from the outbox: a datagram the socket cannot take now stays
+// there, so that Send refuses once the outbox is full. At most an outbox's
+// worth per wake-up: lines sent meanwhile wake the thread again.
 void UdpLink::SendDatagrams() {
     std::size_t unsent = 0;
-    while (!pending_.empty()) {
-        const std::string& line = pending_.front();
+    std::string line;
+    blocked_ = false;
+    for (std::size_t i = 0; i < kOutboxLimit && PeekLine(line); ++i) {
         const long n = socket_.SendTo(line.data(), line.size(), destination_);
-        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            blocked_ = true;
+            break;
+        }
+        PopLine();
         // Any other failure (no route, say) loses this datagram only.
         if (n < 0) {
             ++unsent;
-        } else {
-            recentlySent_.push_back(std::move(pending_.front()));
-            if (recentlySent_.size() > kRecentlySent) recentlySent_.pop_front();
+            continue;
         }
-        pending_.pop_front();
+        recentlySent_.push_back(std::move(line));
+        if (recentlySent_.size() > kRecentlySent) recentlySent_.pop_front();
     }
     CountUnsent(unsent);
 }
@@ -106,11 +131,15 @@ void UdpLink::SendDatagrams() {
 // Ours when it comes from our port on one of this machine's addresses and
 // says what we sent: a program sharing the port sends different lines.
 bool UdpLink::IsEcho(const Socket::Endpoint& from, std::string_view datagram) const {
-    if (from.port != boundPort_) return false;
-    const bool local = std::find(localAddresses_.begin(), localAddresses_.end(), from.address) !=
-                       localAddresses_.end();
-    if (!local) return false;
+    if (from.port != boundPort_ || !IsThisMachine(from.address)) return false;
     return std::find(recentlySent_.begin(), recentlySent_.end(), datagram) != recentlySent_.end();
+}
+
+bool UdpLink::IsThisMachine(uint32_t address) const {
+    // All of 127.0.0.0/8 is loopback, whatever the interfaces list.
+    if ((ntohl(address) >> 24) == 127) return true;
+    return std::find(localAddresses_.begin(), localAddresses_.end(), address) !=
+           localAddresses_.end();
 }
 
 }  // namespace ferrow::net

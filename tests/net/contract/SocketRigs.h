@@ -21,8 +21,9 @@ inline uint16_t RefusingPort(std::string& sentence) {
     return port;
 }
 
-// Our device's link to a gateway on the LAN; the gateway is a listening link.
-struct TcpClientRig : LinkRig<net::TcpClientLink, net::TcpListenLink> {
+// Our device's link to a gateway on the LAN; the gateway is made of plain
+// sockets, so that it can stop reading (StallPeer).
+struct TcpClientRig : LinkRig<net::TcpClientLink, RawGateway> {
     static constexpr const char* kName = "TcpClientLink";
     TcpClientRig() {
         Listen(0);
@@ -38,13 +39,14 @@ struct TcpClientRig : LinkRig<net::TcpClientLink, net::TcpListenLink> {
     }
     void LosePeer() { peer.reset(); }
     std::string RestorePeer() { return AndThen(Listen(port), [&] { return Accepted(); }); }
+    void StallPeer() { peer->StopReading(); }
+    void ResumePeer() { peer->ResumeReading(); }
 
 private:
     std::string Listen(uint16_t at) {
-        peer = std::make_unique<net::TcpListenLink>(at, Hex());
-        const std::string error = Opened(*peer);
+        peer = std::make_unique<RawGateway>(at);
         port = peer->Port();
-        return error;
+        return *peer ? "" : "cannot listen on port " + std::to_string(at);
     }
     std::string Accepted() {
         return Eventually([&] { return peer->ClientCount() == 1; }) ? "" : "never accepted";
@@ -58,6 +60,9 @@ struct TcpListenRig : LinkRig<net::TcpListenLink, net::TcpClientLink> {
     static constexpr const char* kNoPeerToLose =
         "Our device is the gateway here: it stays up while clients come and go, which its "
         "client count tells.";
+    static constexpr const char* kNoStalledPeer =
+        "Our device is the gateway here: a client that stops reading must not hold up the "
+        "others, so the lines for it are dropped and counted, and then it is dropped itself.";
     TcpListenRig() { subject = std::make_unique<Subject>(0, Hex()); }
     // On the port the rig's own subject holds.
     std::unique_ptr<Subject> BadAddress(std::string& sentence) {
@@ -78,12 +83,14 @@ struct TcpListenRig : LinkRig<net::TcpListenLink, net::TcpClientLink> {
 };
 
 // A gateway reached by UDP; its peer is a second link that sends to our
-// port and receives on the one we send to.
+// port and receives on the one we send to. Without a connection, a gateway
+// is lost by falling silent, on a clock the rig moves.
 struct UdpRig : LinkRig<net::UdpLink, net::UdpLink> {
     static constexpr const char* kName = "UdpLink";
-    static constexpr const char* kNoPeerToLose =
-        "UDP has no connection to lose: the link is up from Open to Close.";
-    UdpRig() { subject = std::make_unique<Subject>(kLoopback, peerPort, 0, Hex()); }
+    static constexpr const char* kNoStalledPeer =
+        "Datagrams have no back-pressure beyond the socket buffer: a peer that stops reading "
+        "loses them, as UDP does.";
+    UdpRig() { subject = std::make_unique<Subject>(kLoopback, peerPort, 0, Hex(), clock.Clock()); }
     static std::unique_ptr<Subject> BadAddress(std::string& sentence) {
         sentence = "No IPv4 address is known for host ''";
         return std::make_unique<Subject>("", 9, 0, Hex());
@@ -102,7 +109,25 @@ struct UdpRig : LinkRig<net::UdpLink, net::UdpLink> {
         for (uint32_t n = 0; n < count; ++n) lines += HexLineFormat().Format(Nth(n), {}, {});
         return RawSendTo(subject->LocalPort(), lines) && Swallowed(*this, count);
     }
+    // Heard once, then silent for the idle timeout.
+    void LosePeer() {
+        CanFrame heard;
+        PeerSend(Samples().front());
+        Eventually([&] { return subject->Receive(heard); });
+        peer.reset();
+        clock.Advance(net::SocketLink::kIdleTimeout);
+    }
+    // A datagram that holds no frame is still the gateway speaking.
+    std::string RestorePeer() {
+        return AndThen(Open(), [&] {
+            return RawSendTo(subject->LocalPort(), "\n") &&
+                           Eventually([&] { return subject->IsUp(); })
+                       ? ""
+                       : "still down";
+        });
+    }
 
+    ManualClock clock;
     const uint16_t peerPort = FreeLoopbackPort(SOCK_DGRAM);
 };
 
@@ -115,6 +140,9 @@ struct SocketCanRig : LinkRig<net::SocketCanLink, net::SocketCanLink> {
     static constexpr const char* kNoPeerToLose =
         "A CAN bus has no peer that goes away: its losses are bus-off and the interface going "
         "down, followed through error frames.";
+    static constexpr const char* kNoStalledPeer =
+        "A CAN bus has no reader to wait for: a frame goes on the bus or the kernel's full "
+        "transmit queue refuses it.";
     static std::string Unavailable() { return VcanMissing(); }
     SocketCanRig() {
         subject = std::make_unique<Subject>(kVcan);

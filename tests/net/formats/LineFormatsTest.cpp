@@ -1,6 +1,8 @@
 // The RAW and candump -L lines against literal lines: what each reads, what
-// each refuses, and what each writes.
+// each refuses, and what each writes; and how received bytes are cut into
+// lines.
 #include "net/formats/CandumpLineFormat.h"
+#include "net/formats/LineSplitter.h"
 #include "net/formats/RawLineFormat.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +14,7 @@ namespace {
 using ferrow::net::CandumpLineFormat;
 using ferrow::net::CanFrame;
 using ferrow::net::LineFormat;
+using ferrow::net::LineSplitter;
 using ferrow::net::RawLineFormat;
 using Direction = LineFormat::Direction;
 using std::chrono::microseconds;
@@ -75,13 +78,22 @@ TEST(RawLineFormat, RefusesMalformedLines) {
     });
 }
 
-TEST(RawLineFormat, WritesTimeOfDayInUtcUpperCaseAndCrLf) {
+// As a gateway sends them, with time of day and direction; as a gateway
+// takes them, with neither, which reads back as received.
+TEST(RawLineFormat, WritesBothFormsInUpperCaseAndCrLf) {
     const RawLineFormat raw;
     const microseconds since(1700000000123456);  // 22:13:20.123 UTC
     EXPECT_EQ(raw.Format(kEight, Direction::Received, since),
               "22:13:20.123 R 09F11223 00 5C 3D FF 7F FF 7F FC\r\n");
     EXPECT_EQ(raw.Format(Frame(0x1FFFFFFF, {}), Direction::Transmitted, microseconds(0)),
               "00:00:00.000 T 1FFFFFFF\r\n");
+    const RawLineFormat toGateway(RawLineFormat::Form::ToGateway);
+    const std::string request =
+        toGateway.Format(Frame(0x18EAFF23, {0x14, 0xF0, 0x01}), Direction::Transmitted, since);
+    EXPECT_EQ(request, "18EAFF23 14 F0 01\r\n");
+    EXPECT_EQ(toGateway.Format(Frame(0x3FFFFFFF, {}), Direction::Received, since), "1FFFFFFF\r\n");
+    ExpectReads(raw, {{"18EAFF23 14 F0 01\r", Frame(0x18EAFF23, {0x14, 0xF0, 0x01}),
+                       Direction::Received, -1}});
 }
 
 TEST(CandumpLineFormat, ReadsLogLinesInEitherCase) {
@@ -129,9 +141,11 @@ TEST(CandumpLineFormat, WritesTenDigitSecondsAndReadsShorterFractions) {
 
 TEST(LineFormats, FormatParseFormatIsStable) {
     const RawLineFormat raw;
+    const RawLineFormat toGateway(RawLineFormat::Form::ToGateway);
     const CandumpLineFormat candump;
     const microseconds since(1700000000123000);
     for (const LineFormat* format : {static_cast<const LineFormat*>(&raw),
+                                     static_cast<const LineFormat*>(&toGateway),
                                      static_cast<const LineFormat*>(&candump)}) {
         for (const CanFrame& frame : {kEight, Frame(0x1FFFFFFF, {}), Frame(0, {0xAB})}) {
             for (Direction direction : {Direction::Received, Direction::Transmitted}) {
@@ -147,6 +161,30 @@ TEST(LineFormats, FormatParseFormatIsStable) {
             }
         }
     }
+}
+
+// CR, LF and CR LF each end a line, also when a chunk ends between CR and
+// LF; empty lines are none; an overlong line goes whole, counted once.
+TEST(LineSplitter, EndsLinesAtCrLfOrBothAndDropsOverlongOnes) {
+    const std::string bytes = "a\rb\nc\r\n\r\n\nd\r" + std::string(300, 'x') + "\re\n";
+    for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
+        SCOPED_TRACE(cut);
+        LineSplitter splitter;
+        std::vector<std::string> lines;
+        const auto onLine = [&](std::string_view line) { lines.emplace_back(line); };
+        std::size_t overlong = splitter.Feed(std::string_view(bytes).substr(0, cut), onLine);
+        overlong += splitter.Feed(std::string_view(bytes).substr(cut), onLine);
+        EXPECT_EQ(lines, (std::vector<std::string>{"a", "b", "c", "d", "e"}));
+        EXPECT_EQ(overlong, 1u);
+    }
+    LineSplitter splitter;
+    std::vector<std::string> lines;
+    const auto onLine = [&](std::string_view line) { lines.emplace_back(line); };
+    splitter.Feed("f\r\ng", onLine);
+    splitter.Finish(onLine);
+    splitter.Feed("\nh", onLine);
+    splitter.Finish(onLine);
+    EXPECT_EQ(lines, (std::vector<std::string>{"f", "g", "h"}));
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // Helpers for the socket link tests: frames, the test line format, loopback
-// peers made of plain sockets, and waiting for a frame.
+// peers made of plain sockets, a clock the test moves, and waiting for a
+// frame.
 #pragma once
 
+#include "net/links/Socket.h"
 #include "net/links/SocketLink.h"
 #include "tests/net/formats/HexLineFormat.h"
 #include "tests/support/Eventually.h"
@@ -9,6 +11,8 @@
 #include <arpa/inet.h>
 #include <sys/socket.h>
 
+#include <atomic>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -64,5 +68,84 @@ inline bool RawSendTo(uint16_t port, const std::string& bytes) {
     return sendto(socket.Fd(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
                   sizeof to) == static_cast<ssize_t>(bytes.size());
 }
+
+// The clock of a link's timeouts, moved by the test alone; the links share
+// it, so it lasts as long as they do.
+class ManualClock {
+public:
+    net::SocketLink::Clock Clock() const {
+        return [ms = ms_] { return std::chrono::milliseconds(ms->load()); };
+    }
+    void Advance(std::chrono::milliseconds by) { *ms_ += by.count(); }
+
+private:
+    std::shared_ptr<std::atomic<int64_t>> ms_ = std::make_shared<std::atomic<int64_t>>(0);
+};
+
+// A gateway on loopback made of plain sockets, used from the test's thread
+// only: one connection at a time, taken and read when asked, never before.
+// Its receive buffer is small, so that once it stops reading its client
+// feels it soon.
+class RawGateway {
+public:
+    explicit RawGateway(uint16_t port = 0) {
+        std::string error;
+        listener_ = net::Socket::Listen({htonl(INADDR_LOOPBACK), port}, error);
+        const int window = 4096;
+        setsockopt(listener_.Fd(), SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
+    }
+    explicit operator bool() const { return static_cast<bool>(listener_); }
+    uint16_t Port() const { return listener_.LocalPort(); }
+
+    std::size_t ClientCount() {
+        Pump();
+        return client_ ? 1 : 0;
+    }
+    bool SendBytes(const std::string& bytes) {
+        Pump();
+        return client_ && RawSend(client_, bytes);
+    }
+    bool Send(const net::CanFrame& frame) {
+        return SendBytes(HexLineFormat().Format(frame, {}, {}));
+    }
+    // The next line the client sent, with its line end; never waits.
+    bool ReceiveLine(std::string& line) {
+        Pump();
+        const std::size_t end = received_.find('\n');
+        if (end == std::string::npos) return false;
+        line = received_.substr(0, end + 1);
+        received_.erase(0, end + 1);
+        return true;
+    }
+    bool Receive(net::CanFrame& frame) {
+        for (std::string line; ReceiveLine(line);) {
+            if (const auto parsed = HexLineFormat().Parse(line.substr(0, line.size() - 1))) {
+                frame = parsed->frame;
+                return true;
+            }
+        }
+        return false;
+    }
+    void StopReading() { reading_ = false; }
+    void ResumeReading() { reading_ = true; }
+
+private:
+    void Pump() {
+        char buffer[4096];
+        ssize_t n = 1;
+        while (client_ && reading_ && n > 0) {
+            n = recv(client_.Fd(), buffer, sizeof buffer, MSG_DONTWAIT);
+            if (n > 0) received_.append(buffer, static_cast<std::size_t>(n));
+            if (n == 0) client_.Reset();
+        }
+        int error = 0;
+        if (!client_) client_ = listener_.Accept(error);
+    }
+
+    net::Socket listener_;
+    net::Socket client_;
+    std::string received_;
+    bool reading_ = true;
+};
 
 }  // namespace ferrow::test

@@ -1,6 +1,8 @@
 // Our device as the gateway: clients on loopback exchange frames with it and
-// with each other, come and go, and cannot upset it with what they send.
-// What every link owes is checked by the link contract.
+// with each other, come and go, cannot upset it with what they send, and
+// cannot hold it up by not reading. What every link owes is checked by the
+// link contract.
+#include "net/formats/RawLineFormat.h"
 #include "net/links/TcpClientLink.h"
 #include "net/links/TcpListenLink.h"
 #include "tests/net/links/SocketLinkRig.h"
@@ -18,10 +20,14 @@
 
 namespace {
 
+using ferrow::net::CanFrame;
+using ferrow::net::RawLineFormat;
+using ferrow::net::Socket;
 using ferrow::net::TcpClientLink;
 using ferrow::net::TcpListenLink;
 using namespace ferrow::test;
 
+// RAW lines as chart software and gateways exchange them.
 struct ListenLinkTest : ::testing::Test {
     void SetUp() override {
         std::string error;
@@ -30,7 +36,9 @@ struct ListenLinkTest : ::testing::Test {
 
     // A client link, open, once the server has accepted it.
     std::unique_ptr<TcpClientLink> Join() {
-        auto client = std::make_unique<TcpClientLink>(kLoopback, server.Port(), Hex());
+        auto client = std::make_unique<TcpClientLink>(
+            kLoopback, server.Port(),
+            std::make_unique<RawLineFormat>(RawLineFormat::Form::ToGateway));
         std::string error;
         const std::size_t before = server.ClientCount();
         EXPECT_EQ(client->Open(error), 0) << error;
@@ -38,7 +46,8 @@ struct ListenLinkTest : ::testing::Test {
         return client;
     }
 
-    TcpListenLink server{0, Hex()};
+    ManualClock clock;
+    TcpListenLink server{0, std::make_unique<RawLineFormat>(), clock.Clock()};
 };
 
 TEST_F(ListenLinkTest, ClientsHearEachOtherAndOurDeviceButNotThemselvesAsTheyComeAndGo) {
@@ -54,10 +63,12 @@ TEST_F(ListenLinkTest, ClientsHearEachOtherAndOurDeviceButNotThemselvesAsTheyCom
     ASSERT_TRUE(server.Send(FrameOf(0x200, 2)));
     EXPECT_EQ(NextFrame(*a), FrameOf(0x200, 2));
     EXPECT_EQ(NextFrame(*arrives), FrameOf(0x200, 2));
+    CanFrame own;
+    EXPECT_FALSE(a->Receive(own));
 }
 
 TEST_F(ListenLinkTest, ClientsBeyondTheLimitAreTurnedAway) {
-    std::vector<ferrow::net::Socket> raw;
+    std::vector<Socket> raw;
     for (std::size_t i = 0; i < TcpListenLink::kMaxClients + 2; ++i) {
         raw.push_back(RawConnect(server.Port()));
     }
@@ -66,25 +77,82 @@ TEST_F(ListenLinkTest, ClientsBeyondTheLimitAreTurnedAway) {
     EXPECT_EQ(recv(raw.back().Fd(), &byte, 1, 0), 0);
 }
 
-TEST_F(ListenLinkTest, SkipsGarbageAndOverlongLinesFromARawClient) {
-    const auto raw = RawConnect(server.Port());
-    ASSERT_TRUE(raw);
-    ASSERT_TRUE(RawSend(raw, "garbage\r\n0000000G#00\n" + std::string(1 << 20, 'A') + "\n"));
-    ASSERT_TRUE(RawSend(raw, std::string(300, '1') + "\r\n\n09F11223#015C3D\r\n"));
-    EXPECT_EQ(NextFrame(server), FrameOf(0x09F11223, 1));
-    EXPECT_EQ(server.GetCounters().badLines, 4u);
+// Whatever ends its lines and whatever direction they say, a client's frames
+// are its own traffic; garbage and overlong lines are counted and skipped,
+// and a line cut by the client's leaving is no frame.
+TEST_F(ListenLinkTest, TakesEveryFrameAClientSendsAndSkipsTheRest) {
+    {
+        const auto raw = RawConnect(server.Port());
+        ASSERT_TRUE(RawSend(raw, "garbage\r00:00:01.000 T 00000101 01 5C 3D\r" +
+                                     std::string(1 << 20, 'A') + "\n"));
+        ASSERT_TRUE(RawSend(raw, "R 00000102 02 5C 3D\n\r\n00000103 03 5C 3D\r\n00000104 04"));
+        EXPECT_EQ(NextFrame(server), FrameOf(0x101, 1));
+        EXPECT_EQ(NextFrame(server), FrameOf(0x102, 2));
+        EXPECT_EQ(NextFrame(server), FrameOf(0x103, 3));
+    }
+    EXPECT_TRUE(Eventually([&] { return server.ClientCount() == 0; }));
+    CanFrame cut;
+    EXPECT_FALSE(server.Receive(cut));
+    EXPECT_EQ(server.GetCounters().badLines, 2u);
     EXPECT_TRUE(server.IsUp());
 }
 
-TEST_F(ListenLinkTest, ForgetsAClientThatClosesMidLine) {
-    {
-        const auto raw = RawConnect(server.Port());
-        ASSERT_TRUE(RawSend(raw, "09F11223#01"));
-        ASSERT_TRUE(Eventually([&] { return server.ClientCount() == 1; }));
+// A client that never reads: the lines meant for it are dropped and
+// counted, the other client gets every frame in order, and once its queue
+// has been full for the stall limit it is dropped.
+TEST_F(ListenLinkTest, AClientThatStopsReadingLosesItsLinesThenItsSlotAndHoldsNoOneUp) {
+    auto reader = Join();
+    Socket stalled(::socket(AF_INET, SOCK_STREAM, 0));
+    const int window = 4096;
+    setsockopt(stalled.Fd(), SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
+    const sockaddr_in address = LoopbackAddress(server.Port());
+    ASSERT_EQ(connect(stalled.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+              0);
+    ASSERT_TRUE(Eventually([&] { return server.ClientCount() == 2; }));
+
+    uint32_t sent = 0;
+    uint32_t heard = 0;
+    const auto exchange = [&](uint32_t frames) {
+        for (uint32_t end = sent + frames; sent < end; ++sent) {
+            if (!Eventually([&] { return server.Send(FrameOf(sent, 1)); })) return false;
+        }
+        for (CanFrame frame; heard < sent; ++heard) {
+            if (!Eventually([&] { return reader->Receive(frame); }) || frame != FrameOf(heard, 1)) {
+                return false;
+            }
+        }
+        return true;
+    };
+    ASSERT_TRUE(Eventually([&] { return exchange(200) && server.GetCounters().unsent > 0; },
+                           std::chrono::seconds(30)));
+    clock.Advance(TcpListenLink::kStallLimit);
+    ASSERT_TRUE(Eventually([&] { return server.ClientCount() == 1; }));
+    EXPECT_TRUE(exchange(200));
+    FerrowGatewayStats stats{};
+    server.AddStats(stats);
+    EXPECT_EQ(stats.peerLosses, 1u);
+    EXPECT_GT(stats.lostSends, 0u);
+}
+
+// Bound to loopback, it cannot be reached through this machine's other
+// addresses; an address that is not this machine's is refused at Open.
+TEST(ListenLinkAddress, ListensOnlyOnTheInterfaceAsked) {
+    TcpListenLink loopback("127.0.0.1", 0, Hex());
+    std::string error;
+    ASSERT_EQ(loopback.Open(error), 0) << error;
+    EXPECT_TRUE(RawConnect(loopback.Port()));
+    for (uint32_t other : Socket::LocalAddresses()) {
+        if ((ntohl(other) >> 24) == 127) continue;
+        Socket probe(::socket(AF_INET, SOCK_STREAM, 0));
+        sockaddr_in address = LoopbackAddress(loopback.Port());
+        address.sin_addr.s_addr = other;
+        EXPECT_NE(connect(probe.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+                  0);
     }
-    EXPECT_TRUE(Eventually([&] { return server.ClientCount() == 0; }));
-    ferrow::net::CanFrame frame;
-    EXPECT_FALSE(server.Receive(frame));
+    TcpListenLink elsewhere("192.0.2.254", 2600, Hex());
+    EXPECT_EQ(elsewhere.Open(error), -1);
+    EXPECT_EQ(error,
+              "Cannot listen on TCP port 2600 of 192.0.2.254: Cannot assign requested address.");
 }
 
 // With no descriptor left the waiting connection keeps the listener
@@ -103,7 +171,7 @@ void RunOutOfDescriptorsWithAConnectionWaiting() {
     if (server.Open(error) != 0) _exit(2);
     const rlimit limit{256, 256};
     if (setrlimit(RLIMIT_NOFILE, &limit) != 0) _exit(3);
-    ferrow::net::Socket client(::socket(AF_INET, SOCK_STREAM, 0));
+    Socket client(::socket(AF_INET, SOCK_STREAM, 0));
     std::vector<int> filler;
     for (int fd; (fd = open("/dev/null", O_RDONLY)) >= 0;) filler.push_back(fd);
     const sockaddr_in address = LoopbackAddress(server.Port());
