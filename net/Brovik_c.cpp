@@ -145,7 +145,12 @@ N2KStatus Brovik_c::Put(N2KMsg* msg, bool ownMessage) {
         status = transport_->Send(*msg);
     }
     Refresh();
-    ++(status == N2K_OK ? counted_.messagesOut : counted_.refused);
+    // Not being connected is told by the connected flag, not as an error.
+    if (status == N2K_OK) {
+        ++counted_.messagesOut;
+    } else if (status != N2K_NOT_CONNECTED) {
+        ++counted_.refused;
+    }
     return status;
 }
 

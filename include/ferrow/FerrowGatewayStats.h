@@ -11,7 +11,7 @@ struct FerrowGatewayStats {
     uint64_t framesOut;          // CAN frames handed to the network
     uint64_t messagesIn;         // messages GetMsg handed to the firmware from the gateway
     uint64_t messagesOut;        // messages PutMsg's gateway took
-    uint64_t refused;            // messages the gateway refused (busy, too long, not connected)
+    uint64_t refused;            // messages the connected gateway refused (busy, too long, bad)
     uint64_t dropped;            // received, lost to a full receive queue
     uint64_t lostSends;          // taken, then lost: a peer gone or not reading
     uint64_t badInput;           // lines, frames or bytes from the network that held nothing usable
