@@ -1,8 +1,7 @@
 // The RAW and candump -L lines against literal lines: what each reads, what
-// each refuses, and what each writes; and how received bytes are cut into
-// lines.
+// each refuses, and what each writes. How received bytes are cut into lines
+// is checked against a reference by the gateway lines fuzz target.
 #include "net/formats/CandumpLineFormat.h"
-#include "net/formats/LineSplitter.h"
 #include "net/formats/RawLineFormat.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +13,6 @@ namespace {
 using ferrow::net::CandumpLineFormat;
 using ferrow::net::CanFrame;
 using ferrow::net::LineFormat;
-using ferrow::net::LineSplitter;
 using ferrow::net::RawLineFormat;
 using Direction = LineFormat::Direction;
 using std::chrono::microseconds;
@@ -161,30 +159,6 @@ TEST(LineFormats, FormatParseFormatIsStable) {
             }
         }
     }
-}
-
-// CR, LF and CR LF each end a line, also when a chunk ends between CR and
-// LF; empty lines are none; an overlong line goes whole, counted once.
-TEST(LineSplitter, EndsLinesAtCrLfOrBothAndDropsOverlongOnes) {
-    const std::string bytes = "a\rb\nc\r\n\r\n\nd\r" + std::string(300, 'x') + "\re\n";
-    for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
-        SCOPED_TRACE(cut);
-        LineSplitter splitter;
-        std::vector<std::string> lines;
-        const auto onLine = [&](std::string_view line) { lines.emplace_back(line); };
-        std::size_t overlong = splitter.Feed(std::string_view(bytes).substr(0, cut), onLine);
-        overlong += splitter.Feed(std::string_view(bytes).substr(cut), onLine);
-        EXPECT_EQ(lines, (std::vector<std::string>{"a", "b", "c", "d", "e"}));
-        EXPECT_EQ(overlong, 1u);
-    }
-    LineSplitter splitter;
-    std::vector<std::string> lines;
-    const auto onLine = [&](std::string_view line) { lines.emplace_back(line); };
-    splitter.Feed("f\r\ng", onLine);
-    splitter.Finish(onLine);
-    splitter.Feed("\nh", onLine);
-    splitter.Finish(onLine);
-    EXPECT_EQ(lines, (std::vector<std::string>{"f", "g", "h"}));
 }
 
 }  // namespace

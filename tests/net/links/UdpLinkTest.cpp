@@ -1,16 +1,12 @@
 // The link to a network gateway over UDP, against plain sockets on loopback:
 // its own datagrams heard back, the warning when it would hear nothing else,
-// datagrams of many lines, and programs sharing a broadcast port. Crossed
-// ports, a gateway falling silent, and what every link owes are checked by
-// the link contract.
+// and datagrams of many lines. Crossed ports, a gateway falling silent, and
+// what every link owes are checked by the link contract.
 #include "net/links/UdpLink.h"
 #include "tests/net/links/SocketLinkRig.h"
 #include "tests/support/FreeLoopbackPort.h"
 
 #include <gtest/gtest.h>
-
-#include <ifaddrs.h>
-#include <net/if.h>
 
 namespace {
 
@@ -51,47 +47,6 @@ TEST(UdpLink, TakesEveryLineOfADatagramAndSkipsGarbage) {
     FerrowGatewayStats stats{};
     link.AddStats(stats);
     EXPECT_EQ(stats.badInput, 2u);
-}
-
-// The broadcast address of an interface that is up, other than loopback.
-std::string BroadcastAddress() {
-    std::string found;
-    ifaddrs* list = nullptr;
-    if (getifaddrs(&list) != 0) return found;
-    for (const ifaddrs* entry = list; entry != nullptr && found.empty(); entry = entry->ifa_next) {
-        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET ||
-            (entry->ifa_flags & (IFF_UP | IFF_BROADCAST)) != (IFF_UP | IFF_BROADCAST) ||
-            entry->ifa_broadaddr == nullptr) {
-            continue;
-        }
-        char text[INET_ADDRSTRLEN] = "";
-        inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(entry->ifa_broadaddr)->sin_addr,
-                  text, sizeof text);
-        found = text;
-    }
-    freeifaddrs(list);
-    return found;
-}
-
-// Two programs on one port of a broadcast address: each hears the other,
-// neither itself.
-TEST(UdpLink, ProgramsShareABroadcastPort) {
-    const std::string broadcast = BroadcastAddress();
-    if (broadcast.empty())
-        GTEST_SKIP() << "Needs an interface that is up and has a broadcast address";
-    const uint16_t port = FreeLoopbackPort(SOCK_DGRAM);
-    UdpLink a(broadcast, port, Hex());
-    UdpLink b(broadcast, port, Hex());
-    std::string error;
-    ASSERT_EQ(a.Open(error), 0) << error;
-    ASSERT_EQ(b.Open(error), 0) << error;
-    ASSERT_TRUE(a.Send(FrameOf(0x100, 1)));
-    EXPECT_EQ(NextFrame(b), FrameOf(0x100, 1));
-    ASSERT_TRUE(b.Send(FrameOf(0x200, 2)));
-    EXPECT_EQ(NextFrame(a), FrameOf(0x200, 2));
-    ferrow::net::CanFrame own;
-    EXPECT_FALSE(a.Receive(own) || b.Receive(own));
-    EXPECT_TRUE(Eventually([&] { return a.GetCounters().echoes + b.GetCounters().echoes == 2; }));
 }
 
 }  // namespace
