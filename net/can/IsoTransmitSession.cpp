@@ -13,7 +13,7 @@ IsoTransmitSession::IsoTransmitSession(const CanId& link, const uint8_t* data, u
       data_(data, data + size),
       packets_(IsoTransportFrames::PacketsFor(size)),
       deadline_(now + kResponseTimeout) {
-    out.push_back(IsoTransportFrames::Rts(link_, size));
+    out.push_back(IsoTransportFrames::Rts(link_, size, kPacketsPerCts));
 }
 
 void IsoTransmitSession::OnControl(const CanFrame& frame, std::chrono::milliseconds now,
@@ -46,7 +46,8 @@ void IsoTransmitSession::OnCts(uint8_t count, uint8_t next, std::chrono::millise
     // A CTS may ask again for packets already sent; one that names no packet
     // of this message is left to time out.
     if (next == 0 || next > packets_) return;
-    const unsigned last = std::min<unsigned>(packets_, next + count - 1u);
+    const unsigned last =
+        std::min<unsigned>(packets_, next + std::min(count, kPacketsPerCts) - 1u);
     const auto size = static_cast<uint16_t>(data_.size());
     IsoTransportFrames::AppendData(link_, data_.data(), size, next, last, out);
     deadline_ = now + kResponseTimeout;

@@ -21,10 +21,12 @@ public:
     // sent (T3), and to follow a CTS that put the transfer on hold (T4).
     static constexpr std::chrono::milliseconds kResponseTimeout{1250};
     static constexpr std::chrono::milliseconds kHoldTimeout{1050};
+    // The most packets sent for one CTS, as the RTS tells the receiver: what
+    // a CTS asks for must fit the room a transmit queue keeps for answers.
+    static constexpr uint8_t kPacketsPerCts = 16;
 
-    // `link` is a valid id naming the carried PGN, the priority of every
-    // frame, the source and the destination; `size` is 9 to 1,785 bytes.
-    // Appends the RTS.
+    // `link` is a valid id naming the carried PGN, the source and the
+    // destination; `size` is 9 to 1,785 bytes. Appends the RTS.
     IsoTransmitSession(const CanId& link, const uint8_t* data, uint16_t size,
                        std::chrono::milliseconds now, std::vector<CanFrame>& out);
 
@@ -33,8 +35,8 @@ public:
     State Current() const { return state_; }
 
     // A TP.CM frame that the destination sent to the source: a CTS appends
-    // the packets it asks for, an EndOfMsgAck or an Abort for this PGN ends
-    // the session.
+    // the packets it asks for, kPacketsPerCts at most, an EndOfMsgAck or an
+    // Abort for this PGN ends the session.
     void OnControl(const CanFrame& frame, std::chrono::milliseconds now,
                    std::vector<CanFrame>& out);
     // Past the timeout, appends an Abort and ends the session.

@@ -187,7 +187,7 @@ IsoTransportAssembler::Session* IsoTransportAssembler::Free() {
 }
 
 CanId IsoTransportAssembler::ReplyLink(const CanId& link) {
-    return CanId{Frames::kControlPriority, link.pgn, link.destination, link.source};
+    return CanId{Frames::kPriority, link.pgn, link.destination, link.source};
 }
 
 }  // namespace ferrow::net

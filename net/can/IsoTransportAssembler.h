@@ -73,7 +73,7 @@ private:
     void Drop(Session& session, std::vector<CanFrame>& replies);
     Session* Free();
     // Our side of a connection whose message is `link`: from us to its
-    // sender, at the default priority.
+    // sender.
     static CanId ReplyLink(const CanId& link);
 
     CanCounters& counters_;

@@ -11,7 +11,7 @@ constexpr uint8_t kPadding = 0xFF;
 
 CanFrame Frame(uint32_t pgn, const CanId& link) {
     CanFrame frame;
-    frame.id = CanId{link.priority, pgn, link.source, link.destination}.Encode();
+    frame.id = CanId{IsoTransportFrames::kPriority, pgn, link.source, link.destination}.Encode();
     frame.length = CanFrame::kMaxLength;
     frame.data.fill(kPadding);
     return frame;
@@ -47,8 +47,8 @@ std::size_t IsoTransportFrames::BytesIn(unsigned sequence, uint16_t size) {
     return size - offset < 7u ? size - offset : 7u;
 }
 
-CanFrame IsoTransportFrames::Rts(const CanId& link, uint16_t size) {
-    return Announce(link, kRts, size, kNoLimit);
+CanFrame IsoTransportFrames::Rts(const CanId& link, uint16_t size, uint8_t perCts) {
+    return Announce(link, kRts, size, perCts);
 }
 
 CanFrame IsoTransportFrames::Bam(const CanId& link, uint16_t size) {

@@ -4,7 +4,9 @@
 // and EndOfMsgAck the size (two bytes), the packet count and one more byte,
 // for CTS the packets granted and the next packet, for Abort the reason; the
 // carried PGN fills bytes 5-7. A data frame (TP.DT) holds a sequence number
-// counted from 1 and seven bytes, the last one padded with 0xFF.
+// counted from 1 and seven bytes, the last one padded with 0xFF. Both go at
+// priority 7 whatever the message's own (SAE J1939-21), so the message's
+// priority does not cross the bus.
 #pragma once
 
 #include "net/can/CanFrame.h"
@@ -23,9 +25,10 @@ public:
     // Shorter messages fit a single frame.
     static constexpr uint16_t kMinSize = 9;
     static constexpr uint16_t kMaxSize = 1785;
-    // The standard's default priority for connection management.
-    static constexpr uint8_t kControlPriority = 7;
-    // RTS byte 4: the sender takes as many packets per CTS as the receiver grants.
+    // The priority of every TP.CM and TP.DT frame.
+    static constexpr uint8_t kPriority = 7;
+    // RTS byte 4 from a sender that takes as many packets per CTS as the
+    // receiver grants.
     static constexpr uint8_t kNoLimit = 0xFF;
 
     enum Control : uint8_t { kRts = 16, kCts = 17, kEndOfMsgAck = 19, kBam = 32, kAbort = 255 };
@@ -44,9 +47,10 @@ public:
     static std::size_t OffsetOf(unsigned sequence) { return (sequence - 1) * 7u; }
     static std::size_t BytesIn(unsigned sequence, uint16_t size);
 
-    // `link` names the carried PGN, the frame's priority, its source and its
-    // destination.
-    static CanFrame Rts(const CanId& link, uint16_t size);
+    // `link` names the carried PGN, the frame's source and its destination;
+    // its priority is not used. `perCts` is the most packets the sender
+    // sends for one CTS.
+    static CanFrame Rts(const CanId& link, uint16_t size, uint8_t perCts);
     static CanFrame Bam(const CanId& link, uint16_t size);
     static CanFrame Cts(const CanId& link, uint8_t count, uint8_t next);
     static CanFrame EndOfMsgAck(const CanId& link, uint16_t size);

@@ -2,8 +2,8 @@
 // the assembler or the outgoing connection it belongs to.
 #include "net/can/N2KCanCodec.h"
 
-#include "net/can/FastPacketFrames.h"
 #include "net/can/FastPacketPgns.h"
+#include "net/can/Framing.h"
 #include "net/can/IsoTransportFrames.h"
 
 #include <algorithm>
@@ -13,22 +13,10 @@ namespace ferrow::net {
 
 namespace {
 
-constexpr uint8_t kSingleFrame = 1;
-constexpr uint8_t kFastPacket = 2;
-constexpr uint8_t kIsoTransport = 3;
-
-bool Fits(const N2KMsg& msg) {
-    switch (msg.transport) {
-        case kSingleFrame:
-            return msg.length <= CanFrame::kMaxLength;
-        case kFastPacket:
-            return msg.length <= FastPacketFrames::kMaxLength;
-        case kIsoTransport:
-            return msg.length >= IsoTransportFrames::kMinSize &&
-                   msg.length <= IsoTransportFrames::kMaxSize;
-        default:
-            return false;
-    }
+// An ISO transport message to one node goes over a connection; a PDU2 PGN
+// has no destination, so it is broadcast whatever addressB says.
+bool IsConnection(const N2KMsg& msg) {
+    return CanId::IsPdu1(msg.pgn) && msg.addressB != CanId::kGlobal;
 }
 
 }  // namespace
@@ -40,11 +28,19 @@ N2KCanCodec::N2KCanCodec(uint8_t ownAddress) : fastPackets_(counters_), isoTrans
 
 void N2KCanCodec::SetOwnAddress(uint8_t address) { isoTransport_.SetOwnAddress(address); }
 
+std::size_t N2KCanCodec::FramesAtOnce(const N2KMsg& msg) {
+    const std::optional<uint8_t> framing = Framing::For(msg);
+    if (!framing) return 0;
+    if (*framing == Framing::kIsoTransport && IsConnection(msg)) return 1;
+    return Framing::FramesOf(*framing, msg.length);
+}
+
 N2KStatus N2KCanCodec::Send(const N2KMsg& msg, std::chrono::milliseconds now,
                             std::vector<CanFrame>& frames) {
+    const std::optional<uint8_t> framing = Framing::For(msg);
+    if (!framing) return N2K_BAD_MESSAGE;
     CanId id{msg.priority, msg.pgn, msg.addressA, msg.addressB};
-    if (!Fits(msg) || !id.Valid()) return N2K_BAD_MESSAGE;
-    if (msg.transport == kSingleFrame) {
+    if (*framing == Framing::kSingleFrame) {
         CanFrame frame;
         frame.id = id.Encode();
         frame.length = static_cast<uint8_t>(msg.length);
@@ -52,13 +48,11 @@ N2KStatus N2KCanCodec::Send(const N2KMsg& msg, std::chrono::milliseconds now,
         frames.push_back(frame);
         return N2K_OK;
     }
-    if (msg.transport == kFastPacket) {
+    if (*framing == Framing::kFastPacket) {
         fastPacketEncoder_.Encode(id, msg.data, msg.length, frames);
         return N2K_OK;
     }
-    if (CanId::IsPdu1(id.pgn) && id.destination != CanId::kGlobal) {
-        return Connect(id, msg, now, frames);
-    }
+    if (IsConnection(msg)) return Connect(id, msg, now, frames);
     id.destination = CanId::kGlobal;
     frames.push_back(IsoTransportFrames::Bam(id, msg.length));
     IsoTransportFrames::AppendData(id, msg.data, msg.length, 1,
@@ -93,7 +87,7 @@ bool N2KCanCodec::Receive(const CanFrame& frame, std::chrono::milliseconds now, 
     msg.priority = id.priority;
     msg.addressA = id.source;
     msg.addressB = id.destination;
-    msg.transport = kSingleFrame;
+    msg.transport = Framing::kSingleFrame;
     msg.length = frame.length;
     std::memcpy(msg.data, frame.data.data(), frame.length);
     msg.timeStamp = static_cast<uint32_t>(now.count() / 10);

@@ -38,25 +38,31 @@ public:
     // After an address claim.
     void SetOwnAddress(uint8_t address);
 
-    // Appends the frames that send `msg`, by its transport:
+    // Appends the frames that send `msg`, framed as Framing::For says (the
+    // PGN's own framing where the standard fixes it, else the record's
+    // transport):
     //   1  one frame of `length` bytes, at most 8;
     //   2  a fast packet of at most 223 bytes;
     //   3  9 to 1,785 bytes over ISO transport: a BAM with all its data
     //      packets when the message is global (a PDU2 PGN, or addressB 255),
     //      otherwise an RTS to addressB, whose data packets follow as Receive
-    //      takes the receiver's CTS frames. Its frames carry the message's
-    //      priority, which the receiving side gives the message back.
-    // N2K_OK; N2K_BAD_MESSAGE for a length that its transport cannot carry,
-    // an unknown transport, a priority above 7 or a PGN that no identifier
-    // carries; N2K_TX_BUSY while a connection from that source to that
-    // destination, or kMaxConnections connections, are open.
+    //      takes the receiver's CTS frames. Its frames go at priority 7,
+    //      whatever the message's.
+    // N2K_OK; N2K_BAD_MESSAGE for what no CAN network carries (Framing::For);
+    // N2K_TX_BUSY while a connection from that source to that destination,
+    // or kMaxConnections connections, are open.
     N2KStatus Send(const N2KMsg& msg, std::chrono::milliseconds now, std::vector<CanFrame>& frames);
+    // How many frames Send appends for `msg` at once: all of them, but only
+    // the RTS of a connection; 0 for a message it refuses as bad.
+    static std::size_t FramesAtOnce(const N2KMsg& msg);
 
     // Takes one frame from the bus. True with a whole message in `msg`, its
     // transport 1, 2 or 3 as it came and its time stamp `now` in 10 ms units;
-    // false while no message is complete, leaving `msg` untouched. The frames
-    // owed in answer (CTS, EndOfMsgAck, Abort, the data packets a CTS asked
-    // for) are appended to `frames`.
+    // false while no message is complete, leaving `msg` untouched. A message
+    // that came over ISO transport has the priority of its announcement: 7
+    // from every sender that keeps to J1939-21, whatever the message was sent
+    // with. The frames owed in answer (CTS, EndOfMsgAck, Abort, the data
+    // packets a CTS asked for) are appended to `frames`.
     bool Receive(const CanFrame& frame, std::chrono::milliseconds now, N2KMsg& msg,
                  std::vector<CanFrame>& frames);
 

@@ -3,7 +3,9 @@
 // after, with no user-space buffer to flush.
 #include "net/links/FrameLog.h"
 
+#include "platform/MessageReport.h"
 #include "platform/ProcessClock.h"
+#include "platform/Text.h"
 
 #include <cerrno>
 #include <cstring>
@@ -40,6 +42,7 @@ int FrameLog::Open(std::string& error) {
     fd_ = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     if (fd_ < 0) {
         error = "Cannot record CAN frames to \"" + path_ + "\": " + std::strerror(errno) + ".";
+        ++failures_;
         return -1;
     }
     return 0;
@@ -56,28 +59,41 @@ void FrameLog::CloseLocked() {
 }
 
 void FrameLog::Record(const CanFrame& frame, LineFormat::Direction direction) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (fd_ < 0) return;
-    const auto since = std::chrono::duration_cast<std::chrono::microseconds>(
-        clock_().time_since_epoch());
-    const std::string line = format_.Format(frame, direction, since);
-    std::size_t written = 0;
-    while (written < line.size()) {
-        const ssize_t n = ::write(fd_, line.data() + written, line.size() - written);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            error_ = "Stopped recording CAN frames to \"" + path_ + "\": " +
-                     (n < 0 ? std::strerror(errno) : "nothing written") + ".";
-            CloseLocked();
-            return;
+    std::string stopped;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (fd_ < 0) return;
+        const auto since = std::chrono::duration_cast<std::chrono::microseconds>(
+            clock_().time_since_epoch());
+        const std::string line = format_.Format(frame, direction, since);
+        std::size_t written = 0;
+        while (written < line.size()) {
+            const ssize_t n = ::write(fd_, line.data() + written, line.size() - written);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                error_ = "Stopped recording CAN frames to \"" + path_ + "\": " +
+                         (n < 0 ? std::strerror(errno) : "nothing written") + ".";
+                stopped = error_;
+                ++failures_;
+                CloseLocked();
+                break;
+            }
+            written += static_cast<std::size_t>(n);
         }
-        written += static_cast<std::size_t>(n);
     }
+    // The descriptor is closed, so this is said once; a note, never a
+    // dialog, as it may come from any thread in the middle of traffic.
+    if (!stopped.empty()) platform::MessageReport::Note(L"Gateway", platform::Text::Widen(stopped));
 }
 
 std::string FrameLog::TakeError() {
     std::lock_guard<std::mutex> lock(mutex_);
     return std::exchange(error_, std::string());
+}
+
+uint64_t FrameLog::Failures() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return failures_;
 }
 
 }  // namespace ferrow::net

@@ -1,5 +1,6 @@
 #include "net/links/FrameTransport.h"
 
+#include "net/can/Framing.h"
 #include "platform/MessageReport.h"
 #include "platform/ProcessClock.h"
 #include "platform/Text.h"
@@ -8,7 +9,16 @@ namespace ferrow::net {
 
 FrameTransport::FrameTransport(std::unique_ptr<FrameLink> link, Clock clock,
                                std::unique_ptr<FrameLog> log)
-    : link_(std::move(link)), clock_(std::move(clock)), log_(std::move(log)) {
+    : link_(std::move(link)),
+      clock_(std::move(clock)),
+      log_(std::move(log)),
+      toLink_([this](const CanFrame& frame) {
+          if (!link_->Send(frame)) return false;
+          ++framesOut_;
+          busBits_ += Framing::BitsOf(frame);
+          if (log_) log_->Record(frame, LineFormat::Direction::Transmitted);
+          return true;
+      }) {
     if (!clock_) clock_ = [] { return std::chrono::milliseconds(platform::ProcessClock::Ms64()); };
 }
 
@@ -26,37 +36,46 @@ int FrameTransport::Open() {
 
 void FrameTransport::Close() {
     link_->Close();
+    transmit_.Clear();
+    received_.Clear();
     if (log_) log_->Close();
 }
 
-bool FrameTransport::SendFrames(const std::vector<CanFrame>& frames) {
-    for (const CanFrame& frame : frames) {
-        if (!link_->Send(frame)) return false;
-        if (log_) log_->Record(frame, LineFormat::Direction::Transmitted);
-    }
-    return true;
+bool FrameTransport::LinkUp() {
+    if (link_->IsUp()) return true;
+    transmit_.Clear();
+    return false;
 }
 
 N2KStatus FrameTransport::Send(const N2KMsg& msg) {
-    if (!link_->IsUp()) return N2K_NOT_CONNECTED;
-    // Our device's address is the source of what it sends: transport
-    // sessions addressed to it are answered from then on.
-    codec_.SetOwnAddress(msg.addressA);
+    const std::size_t frames = N2KCanCodec::FramesAtOnce(msg);
+    if (frames == 0) return N2K_BAD_MESSAGE;
+    if (!LinkUp()) return N2K_NOT_CONNECTED;
+    const std::chrono::milliseconds now = clock_();
+    Transmit(now);
+    if (!transmit_.Fits(frames)) return N2K_TX_BUSY;
     outgoing_.clear();
-    const N2KStatus status = codec_.Send(msg, clock_(), outgoing_);
+    const N2KStatus status = codec_.Send(msg, now, outgoing_);
     if (status != N2K_OK) return status;
-    return SendFrames(outgoing_) ? N2K_OK : N2K_TX_BUSY;
+    transmit_.Add(outgoing_, now);
+    Transmit(now);
+    return N2K_OK;
 }
 
-void FrameTransport::PumpReceived() {
-    const std::chrono::milliseconds now = clock_();
+void FrameTransport::Transmit(std::chrono::milliseconds now) { transmit_.Drain(now, toLink_); }
+
+void FrameTransport::PumpReceived(std::chrono::milliseconds now) {
     CanFrame frame;
     N2KMsg msg{};
-    while (link_->Receive(frame)) {
+    while (received_.Size() < kReceiveLimit && link_->Receive(frame)) {
+        ++framesIn_;
+        busBits_ += Framing::BitsOf(frame);
         if (log_) log_->Record(frame, LineFormat::Direction::Received);
         outgoing_.clear();
         if (codec_.Receive(frame, now, msg, outgoing_)) received_.Push(msg);
-        SendFrames(outgoing_);
+        if (outgoing_.empty()) continue;
+        transmit_.Answer(outgoing_);
+        Transmit(now);
     }
     // The firmware polls on every loop pass; stale sessions need looking
     // for only as often as their timeouts can tell.
@@ -64,12 +83,36 @@ void FrameTransport::PumpReceived() {
     lastExpire_ = now;
     outgoing_.clear();
     codec_.Expire(now, outgoing_);
-    SendFrames(outgoing_);
+    transmit_.Answer(outgoing_);
 }
 
 N2KStatus FrameTransport::Fetch(N2KMsg& msg) {
-    PumpReceived();
+    const std::chrono::milliseconds now = clock_();
+    PumpReceived(now);
+    if (LinkUp()) Transmit(now);
     return received_.Pop(msg) ? N2K_OK : N2K_NO_MESSAGE;
+}
+
+uint64_t FrameTransport::Dropped() const {
+    FerrowGatewayStats link{};
+    link_->AddStats(link);
+    return received_.Dropped() + link.dropped;
+}
+
+void FrameTransport::AddStats(FerrowGatewayStats& stats) const {
+    const CanCounters& codec = codec_.Counters();
+    stats.framesIn += framesIn_;
+    stats.framesOut += framesOut_;
+    stats.busBits += busBits_;
+    stats.dropped += received_.Dropped();
+    stats.badInput += codec.malformed + codec.oversize;
+    stats.transportTimeouts += codec.expired + codec.connectionsTimedOut;
+    stats.transportAborts += codec.abortedBySender + codec.connectionsAborted;
+    // An answer owed and lost is a send lost too: the other side's session
+    // fails for it.
+    stats.lostSends += transmit_.LostSends() + transmit_.LostAnswers();
+    if (log_) stats.recordingFailures += log_->Failures();
+    link_->AddStats(stats);
 }
 
 }  // namespace ferrow::net

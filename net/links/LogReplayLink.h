@@ -1,7 +1,9 @@
 // A link that plays a recorded log back as the network: a RAW or candump -L
 // log, read a line at a time, its frames handed out in file order at the
-// recorded pace or as fast as they are taken. It ends with the log. The
-// owner serialises its calls, as the gateway does.
+// recorded pace or as fast as they are taken. Nothing is read ahead of what
+// is taken (but the one frame that tells the end), so a reader that falls
+// behind makes the replay run late and loses nothing. It ends with the log.
+// The owner serialises its calls, as the gateway does.
 #pragma once
 
 #include "net/formats/CandumpLineFormat.h"
@@ -48,6 +50,8 @@ public:
     bool Send(const CanFrame& frame) override;
     bool Receive(CanFrame& frame) override;
     bool IsUp() const override;
+    // Its skipped lines are bad input.
+    void AddStats(FerrowGatewayStats& stats) const override { stats.badInput += skippedLines_; }
 
     // Lines that are neither blank nor a frame in the log's format.
     uint64_t SkippedLines() const { return skippedLines_; }

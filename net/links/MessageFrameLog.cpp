@@ -1,17 +1,11 @@
 #include "net/links/MessageFrameLog.h"
 
 #include "net/can/CanId.h"
-#include "net/can/FastPacketPgns.h"
+#include "net/can/Framing.h"
 
 #include <chrono>
 
 namespace ferrow::net {
-
-namespace {
-
-constexpr uint8_t kIsoTransport = 3;
-
-}  // namespace
 
 MessageFrameLog::MessageFrameLog(std::unique_ptr<FrameLog> log) : log_(std::move(log)) {}
 
@@ -24,10 +18,9 @@ void MessageFrameLog::Close() {
 void MessageFrameLog::Record(const N2KMsg& msg, LineFormat::Direction direction) {
     if (!log_) return;
     N2KMsg framed = msg;
-    framed.transport = FastPacketPgns::TransportFor(msg.pgn, msg.length);
     // A recording has no receiver to answer a request to send: an addressed
     // transport session is kept as a broadcast, which a replay reassembles.
-    if (framed.transport == kIsoTransport) framed.addressB = CanId::kGlobal;
+    if (Framing::For(msg) == Framing::kIsoTransport) framed.addressB = CanId::kGlobal;
     std::lock_guard<std::mutex> lock(mutex_);
     frames_.clear();
     codec_.Send(framed, std::chrono::milliseconds(0), frames_);

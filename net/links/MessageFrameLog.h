@@ -1,6 +1,7 @@
 // The recording of a network that carries whole messages (a serial gateway,
 // the virtual bus): each message is written as the CAN frames that would
-// carry it, so that `file:` replays it and the Linux CAN tools read it.
+// carry it, so that `file:` replays it and the Linux CAN tools read it. A
+// recording that fails is reported and counted as FrameLog says.
 #pragma once
 
 #include "net/can/N2KCanCodec.h"
@@ -8,6 +9,7 @@
 
 #include <ferrow/N2KMsg.h>
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -25,6 +27,8 @@ public:
     void Close();
     // From any thread.
     void Record(const N2KMsg& msg, LineFormat::Direction direction);
+    // Recordings that could not be opened or stopped on a failed write.
+    uint64_t Failures() const { return log_ ? log_->Failures() : 0; }
 
 private:
     const std::unique_ptr<FrameLog> log_;

@@ -1,5 +1,8 @@
 #include "net/vbus/VirtualBusTransport.h"
 
+#include "net/can/Framing.h"
+#include "net/can/IsoTransportFrames.h"
+#include "net/transport/N2KRecord.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
 
@@ -14,6 +17,7 @@ VirtualBusTransport::VirtualBusTransport(std::string busName, std::unique_ptr<Fr
 VirtualBusTransport::~VirtualBusTransport() { Close(); }
 
 int VirtualBusTransport::Open() {
+    Close();
     bus_ = VirtualBus::Named(busName_);
     bus_->Join(member_);
     std::string error;
@@ -30,15 +34,30 @@ void VirtualBusTransport::Close() {
 }
 
 N2KStatus VirtualBusTransport::Send(const N2KMsg& msg) {
-    bus_->Send(member_, msg, Now());
+    const std::optional<uint8_t> framing = Framing::For(msg);
+    if (!framing) return N2K_BAD_MESSAGE;
+    if (!bus_) return N2K_NOT_CONNECTED;
+    N2KMsg carried;
+    N2KRecord::Copy(&carried, &msg);
+    carried.transport = *framing;
+    if (*framing == Framing::kIsoTransport) carried.priority = IsoTransportFrames::kPriority;
+    bus_->Send(member_, carried, Now());
+    Count(carried, framesOut_);
     log_.Record(msg, LineFormat::Direction::Transmitted);
     return N2K_OK;
 }
 
 N2KStatus VirtualBusTransport::Fetch(N2KMsg& msg) {
+    if (!bus_) return N2K_NOT_CONNECTED;
     if (!member_.Take(msg, Now())) return N2K_NO_MESSAGE;
+    Count(msg, framesIn_);
     log_.Record(msg, LineFormat::Direction::Received);
     return N2K_OK;
+}
+
+void VirtualBusTransport::Count(const N2KMsg& msg, uint64_t& frames) {
+    frames += Framing::FramesOf(msg.transport, msg.length);
+    busBits_ += Framing::BitsOf(msg.transport, msg.length);
 }
 
 BusInstant VirtualBusTransport::Now() const {
@@ -47,5 +66,13 @@ BusInstant VirtualBusTransport::Now() const {
 }
 
 uint64_t VirtualBusTransport::Dropped() const { return member_.Dropped(); }
+
+void VirtualBusTransport::AddStats(FerrowGatewayStats& stats) const {
+    stats.framesIn += framesIn_;
+    stats.framesOut += framesOut_;
+    stats.busBits += busBits_;
+    stats.dropped += member_.Dropped();
+    stats.recordingFailures += log_.Failures();
+}
 
 }  // namespace ferrow::net

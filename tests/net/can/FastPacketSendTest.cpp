@@ -1,5 +1,5 @@
-// Sending fast packets: the exact frames at the boundary lengths, the refusal
-// past 223 bytes, and the sequence id kept per source and PGN.
+// Sending fast packets: the exact frames at the boundary lengths and the
+// sequence id kept per source and PGN.
 #include "net/can/N2KCanCodec.h"
 #include "tests/net/can/CanTestFrames.h"
 
@@ -31,14 +31,6 @@ TEST(FastPacketSend, FramesEachBoundaryLengthAsTheTableSays) {
                   N2K_OK);
         EXPECT_EQ(frames, c.frames);
     }
-}
-
-TEST(FastPacketSend, RefusesMoreThan223Bytes) {
-    N2KCanCodec codec;
-    std::vector<CanFrame> frames;
-    EXPECT_EQ(codec.Send(Counting(kGnssPgn, 3, 0x23, 255, kFastPacket, 224), 0ms, frames),
-              N2K_BAD_MESSAGE);
-    EXPECT_TRUE(frames.empty());
 }
 
 TEST(FastPacketSend, SequenceIdAdvancesWithEveryMessageAndWrapsAfterSeven) {

@@ -1,7 +1,7 @@
-// Sending over ISO transport: a BAM with its data packets for a global
-// message, and a connection (RTS, the packets each CTS asks for, the end
-// acknowledged, aborted or timed out) for an addressed one; at 9 and 1,785
-// bytes, with 8 and 1,786 refused.
+// Sending over ISO transport, every frame at priority 7: a BAM with its data
+// packets for a global message, and a connection (RTS, the packets each CTS
+// asks for, 16 at most, the end acknowledged, aborted or timed out) for an
+// addressed one; at 9 and 1,785 bytes, with 1,786 refused.
 #include "net/can/IsoTransmitSession.h"
 #include "tests/net/can/CanTestFrames.h"
 
@@ -17,16 +17,19 @@ using namespace ferrow::test;
 
 constexpr uint8_t kIsoTransport = 3;
 
-// GNSS satellites in view (129540) broadcast by 0x23 at priority 6.
-constexpr uint32_t kSatsPgn = 129540;
-constexpr uint32_t kBamId = 0x18ECFF23;
-constexpr uint32_t kBroadcastDataId = 0x18EBFF23;
+// Broadcasts from 0x23, and our side of a connection to 0x42.
+constexpr uint32_t kBamId = 0x1CECFF23;
+constexpr uint32_t kBroadcastDataId = 0x1CEBFF23;
+constexpr uint32_t kOurRtsId = 0x1CEC4223;
+constexpr uint32_t kOurDataId = 0x1CEB4223;
+
+// Group function (126208) is a fast packet: past 223 bytes it connects.
+constexpr uint16_t kConnected = 230;
 
 struct Sender {
-    N2KStatus Send(uint16_t size, uint8_t destination = 0x42, std::chrono::milliseconds now = 0ms) {
-        const uint32_t pgn = destination == 255 ? kSatsPgn : kGroupPgn;
-        const uint8_t priority = destination == 255 ? 6 : 3;
-        return codec.Send(Counting(pgn, priority, 0x23, destination, kIsoTransport, size), now,
+    N2KStatus Connect(uint16_t size, uint8_t destination = 0x42,
+                      std::chrono::milliseconds now = 0ms) {
+        return codec.Send(Counting(kGroupPgn, 3, 0x23, destination, kIsoTransport, size), now,
                           frames);
     }
     std::vector<CanFrame> Answer(const CanFrame& frame, std::chrono::milliseconds now = 0ms) {
@@ -45,24 +48,23 @@ struct Sender {
     std::vector<CanFrame> frames;
 };
 
-TEST(IsoTransportSend, BroadcastsANineByteMessage) {
+// Commanded address (65240) is single-frame: its nine bytes are broadcast.
+// A PDU2 PGN has no destination, so it is broadcast whatever addressB says.
+TEST(IsoTransportSend, BroadcastsAtPriority7WhateverTheMessagesPriority) {
     Sender sender;
-    ASSERT_EQ(sender.Send(9, 255), N2K_OK);
+    ASSERT_EQ(sender.codec.Send(Counting(65240, 3, 0x23, 0x42, 1, 9), 0ms, sender.frames), N2K_OK);
     EXPECT_EQ(sender.frames,
               (std::vector<CanFrame>{
-                  Frame(kBamId, {0x20, 0x09, 0x00, 0x02, 0xFF, 0x04, 0xFA, 0x01}),
+                  Frame(kBamId, {0x20, 0x09, 0x00, 0x02, 0xFF, 0xD8, 0xFE, 0x00}),
                   Frame(kBroadcastDataId, {0x01, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07}),
                   Frame(kBroadcastDataId, {0x02, 0x08, 0x09, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}),
               }));
-}
 
-TEST(IsoTransportSend, BroadcastsA1785ByteMessageIn255Packets) {
-    Sender sender;
-    ASSERT_EQ(sender.Send(1785, 255), N2K_OK);
+    sender.frames.clear();
+    ASSERT_EQ(sender.codec.Send(Counting(129540, 6, 0x23, 255, 2, 1785), 0ms, sender.frames),
+              N2K_OK);
     ASSERT_EQ(sender.frames.size(), 256u);
     EXPECT_EQ(sender.frames[0], Frame(kBamId, {0x20, 0xF9, 0x06, 0xFF, 0xFF, 0x04, 0xFA, 0x01}));
-    EXPECT_EQ(sender.frames[1],
-              Frame(kBroadcastDataId, {0x01, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07}));
     EXPECT_EQ(sender.frames[37],
               Frame(kBroadcastDataId, {0x25, 0xFD, 0xFE, 0xFF, 0x00, 0x01, 0x02, 0x03}));
     EXPECT_EQ(sender.frames[255],
@@ -70,115 +72,76 @@ TEST(IsoTransportSend, BroadcastsA1785ByteMessageIn255Packets) {
     for (uint8_t sequence = 1; sequence != 0; ++sequence) {
         ASSERT_EQ(sender.frames[sequence], CountingPacket(kBroadcastDataId, sequence, 1785));
     }
-}
 
-TEST(IsoTransportSend, RefusesWhatIsoTransportCannotCarry) {
-    Sender sender;
-    EXPECT_EQ(sender.Send(1786, 255), N2K_BAD_MESSAGE);
-    EXPECT_EQ(sender.Send(1786, 0x42), N2K_BAD_MESSAGE);
-    EXPECT_EQ(sender.Send(8, 255), N2K_BAD_MESSAGE);
+    sender.frames.clear();
+    EXPECT_EQ(sender.codec.Send(Counting(129540, 6, 0x23, 255, 3, 1786), 0ms, sender.frames),
+              N2K_BAD_MESSAGE);
+    EXPECT_EQ(sender.Connect(1786), N2K_BAD_MESSAGE);
     EXPECT_TRUE(sender.frames.empty());
 }
 
-TEST(IsoTransportSend, BroadcastsAPdu2PgnWhateverItsDestination) {
+// The RTS offers 16 packets per CTS; a CTS that asks for more gets 16, and
+// one may ask again for packets already sent. A CTS for another PGN is not
+// ours.
+TEST(IsoTransportSend, ConnectsAndSendsWhatEachCtsAsksUntilTheAcknowledgement) {
     Sender sender;
-    ASSERT_EQ(sender.codec.Send(Counting(kSatsPgn, 6, 0x23, 0x42, kIsoTransport, 9), 0ms,
-                                sender.frames),
-              N2K_OK);
-    ASSERT_EQ(sender.frames.size(), 3u);
-    EXPECT_EQ(sender.frames[0].id, kBamId);
-}
-
-TEST(IsoTransportSend, ConnectsForANineByteMessageAndEndsOnItsAcknowledgement) {
-    Sender sender;
-    ASSERT_EQ(sender.Send(9), N2K_OK);
-    EXPECT_EQ(sender.frames, (std::vector<CanFrame>{
-                                 Frame(kRtsId, {0x10, 0x09, 0x00, 0x02, 0xFF, 0x00, 0xED, 0x01})}));
-    EXPECT_EQ(sender.Answer(Cts(2, 1)),
-              (std::vector<CanFrame>{
-                  Frame(kConnectionDataId, {0x01, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07}),
-                  Frame(kConnectionDataId, {0x02, 0x08, 0x09, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}),
-              }));
-    EXPECT_TRUE(sender.Answer(EndOfMsgAck(9)).empty());
-    EXPECT_EQ(sender.codec.Counters().connectionsCompleted, 1u);
-}
-
-TEST(IsoTransportSend, SendsA1785ByteMessageAsEachCtsAsks) {
-    Sender sender;
-    ASSERT_EQ(sender.Send(1785), N2K_OK);
+    ASSERT_EQ(sender.Connect(kConnected), N2K_OK);
     EXPECT_EQ(sender.frames, (std::vector<CanFrame>{Frame(
-                                 kRtsId, {0x10, 0xF9, 0x06, 0xFF, 0xFF, 0x00, 0xED, 0x01})}));
-    unsigned next = 1;
-    while (next <= 255) {
-        const auto count = static_cast<uint8_t>(std::min(16u, 256 - next));
-        const auto packets = sender.Answer(Cts(count, static_cast<uint8_t>(next)));
-        ASSERT_EQ(packets.size(), count);
-        for (const CanFrame& packet : packets) {
-            ASSERT_EQ(packet, CountingPacket(kConnectionDataId, uint8_t(next++), 1785));
-        }
-    }
-    sender.Answer(EndOfMsgAck(1785));
-    EXPECT_EQ(sender.codec.Counters().connectionsCompleted, 1u);
-}
-
-TEST(IsoTransportSend, SendsAgainThePacketsACtsAsksFor) {
-    Sender sender;
-    sender.Send(30);
-    sender.Answer(Cts(5, 1));
-    EXPECT_EQ(sender.Answer(Cts(2, 3)),
-              (std::vector<CanFrame>{CountingPacket(kConnectionDataId, 3, 30),
-                                     CountingPacket(kConnectionDataId, 4, 30)}));
-}
-
-TEST(IsoTransportSend, IgnoresACtsForAnotherPgn) {
-    Sender sender;
-    sender.Send(9);
+                                 kOurRtsId, {0x10, 0xE6, 0x00, 0x21, 0x10, 0x00, 0xED, 0x01})}));
+    EXPECT_EQ(sender.Answer(Cts(2, 1)),
+              (std::vector<CanFrame>{CountingPacket(kOurDataId, 1, kConnected),
+                                     CountingPacket(kOurDataId, 2, kConnected)}));
+    EXPECT_EQ(sender.Answer(Cts(1, 2)),
+              (std::vector<CanFrame>{CountingPacket(kOurDataId, 2, kConnected)}));
     EXPECT_TRUE(sender.Answer(Frame(kAnswerId, {0x11, 0x02, 0x01, 0xFF, 0xFF, 0x00, 0xEE, 0x01}))
                     .empty());
-}
-
-TEST(IsoTransportSend, OneConnectionAtATimeToADestination) {
-    Sender sender;
-    ASSERT_EQ(sender.Send(9), N2K_OK);
-    EXPECT_EQ(sender.Send(9), N2K_TX_BUSY);
-    EXPECT_EQ(sender.Send(9, 0x43), N2K_OK);
-    sender.Answer(EndOfMsgAck(9));
-    EXPECT_EQ(sender.Send(9), N2K_OK);
-}
-
-TEST(IsoTransportSend, RefusesAConnectionPastTheLimit) {
-    Sender sender;
-    for (uint8_t destination = 0; destination < N2KCanCodec::kMaxConnections; ++destination) {
-        ASSERT_EQ(sender.Send(9, destination), N2K_OK);
+    unsigned next = 3;
+    while (next <= 33) {
+        const auto packets = sender.Answer(Cts(255, static_cast<uint8_t>(next)));
+        ASSERT_EQ(packets.size(), std::min(16u, 34 - next));
+        for (const CanFrame& packet : packets) {
+            ASSERT_EQ(packet, CountingPacket(kOurDataId, uint8_t(next++), kConnected));
+        }
     }
-    EXPECT_EQ(sender.Send(9, 0x42), N2K_TX_BUSY);
+    sender.Answer(EndOfMsgAck(kConnected));
+    EXPECT_EQ(sender.codec.Counters().connectionsCompleted, 1u);
+    EXPECT_TRUE(sender.Answer(Cts(2, 1)).empty()) << "the connection is over";
 }
 
-TEST(IsoTransportSend, UnansweredRtsTimesOutWithAnAbort) {
+TEST(IsoTransportSend, OneConnectionPerDestinationAndEightAtOnce) {
     Sender sender;
-    sender.Send(9, 0x42, 1000ms);
-    EXPECT_TRUE(sender.Expire(1000ms + IsoTransmitSession::kResponseTimeout - 1ms).empty());
-    EXPECT_EQ(sender.Expire(1000ms + IsoTransmitSession::kResponseTimeout),
-              (std::vector<CanFrame>{
-                  Abort(kRtsId, 0x03)}));
-    EXPECT_EQ(sender.codec.Counters().connectionsTimedOut, 1u);
-    EXPECT_EQ(sender.Send(9), N2K_OK);
+    ASSERT_EQ(sender.Connect(kConnected), N2K_OK);
+    EXPECT_EQ(sender.Connect(kConnected), N2K_TX_BUSY);
+    for (uint8_t destination = 0; destination < N2KCanCodec::kMaxConnections - 1; ++destination) {
+        ASSERT_EQ(sender.Connect(kConnected, destination), N2K_OK);
+    }
+    EXPECT_EQ(sender.Connect(kConnected, 0x43), N2K_TX_BUSY);
+    sender.Answer(EndOfMsgAck(kConnected));
+    EXPECT_EQ(sender.Connect(kConnected), N2K_OK);
 }
 
-TEST(IsoTransportSend, HoldingCtsGivesTheReceiverItsOwnTimeout) {
-    Sender sender;
-    sender.Send(9, 0x42, 0ms);
-    sender.Answer(Cts(0, 1), 1000ms);
-    EXPECT_TRUE(sender.Expire(1000ms + IsoTransmitSession::kHoldTimeout - 1ms).empty());
-    EXPECT_EQ(sender.Expire(1000ms + IsoTransmitSession::kHoldTimeout).size(), 1u);
-}
+// Unanswered, the RTS times out with an Abort; a CTS that holds the transfer
+// gives the receiver its own timeout; the receiver's Abort ends it at once.
+TEST(IsoTransportSend, AConnectionEndsOnItsTimeoutsOrTheReceiversAbort) {
+    Sender silent;
+    silent.Connect(kConnected, 0x42, 1000ms);
+    EXPECT_TRUE(silent.Expire(1000ms + IsoTransmitSession::kResponseTimeout - 1ms).empty());
+    EXPECT_EQ(silent.Expire(1000ms + IsoTransmitSession::kResponseTimeout),
+              (std::vector<CanFrame>{Abort(kOurRtsId, 0x03)}));
+    EXPECT_EQ(silent.codec.Counters().connectionsTimedOut, 1u);
+    EXPECT_EQ(silent.Connect(kConnected), N2K_OK);
 
-TEST(IsoTransportSend, ReceiverAbortEndsTheConnection) {
-    Sender sender;
-    sender.Send(9);
-    EXPECT_TRUE(sender.Answer(Abort(kAnswerId, 0x01)).empty());
-    EXPECT_EQ(sender.codec.Counters().connectionsAborted, 1u);
-    EXPECT_TRUE(sender.Answer(Cts(2, 1)).empty());
+    Sender held;
+    held.Connect(kConnected, 0x42, 0ms);
+    held.Answer(Cts(0, 1), 1000ms);
+    EXPECT_TRUE(held.Expire(1000ms + IsoTransmitSession::kHoldTimeout - 1ms).empty());
+    EXPECT_EQ(held.Expire(1000ms + IsoTransmitSession::kHoldTimeout).size(), 1u);
+
+    Sender aborted;
+    aborted.Connect(kConnected);
+    EXPECT_TRUE(aborted.Answer(Abort(kAnswerId, 0x01)).empty());
+    EXPECT_EQ(aborted.codec.Counters().connectionsAborted, 1u);
+    EXPECT_TRUE(aborted.Answer(Cts(2, 1)).empty());
 }
 
 }  // namespace

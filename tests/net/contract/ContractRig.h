@@ -87,23 +87,33 @@ bool Swallowed(const R& rig, uint32_t count) {
 // open, and how it says so; Open, which opens the subject and waits until
 // its peer reaches it; PeerSend, and PeerHeard, which never waits; Flood,
 // by which the peer sends Nth 0 to count - 1, true once the subject has had
-// them all; kQueueLimit and Dropped, its receive queue and what it lost.
+// them all; kQueueLimit and Dropped, its receive queue and what it lost;
+// unless kNoTransmitBackPressure says why not, StallPeer and ResumePeer, by
+// which its peer stops taking what the subject sends and takes it again.
+// PeerPartial counts what the peer got of messages that never came whole.
 struct Rig {
     static constexpr const char* kNoBadAddress = nullptr;
     static constexpr const char* kReceiveOnly = nullptr;
     static constexpr const char* kNoQueue = nullptr;
     static constexpr const char* kNoPeerToLose = nullptr;
+    static constexpr const char* kNoTransmitBackPressure = nullptr;
+    static constexpr const char* kNoMessages = nullptr;
     // Empty where this machine can make the peer, else why not.
     static std::string Unavailable() { return {}; }
     void LosePeer() {}
     std::string RestorePeer() { return {}; }
     std::wstring ToldOfLoss() const { return {}; }
+    uint64_t PeerPartial() const { return 0; }
 };
 
 // Links carry frames: the extremes of identifier and length, and bytes that
 // look like line ends.
 struct Frames : Rig {
     using Item = CanFrame;
+    static constexpr const char* kNoTransmitBackPressure =
+        "A link moves frames: that it refuses what it cannot deliver is the stalled-peer rules'.";
+    static constexpr const char* kNoMessages =
+        "A link moves frames; what a message may be is checked by the transport above it.";
     static std::vector<CanFrame> Samples() {
         return {Frame(0x09F11223, {0x01, 0x5C, 0x3D}),
                 Frame(CanFrame::kIdMask, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}), Frame(0, {}),
@@ -116,6 +126,8 @@ struct Frames : Rig {
 // Transports carry messages: single frame, fast packet, addressed, empty.
 struct Messages : Rig {
     using Item = N2KMsg;
+    // What Send answers for 1,786 bytes, past what any CAN framing holds.
+    static constexpr N2KStatus kOverlongStatus = N2K_BAD_MESSAGE;
     static std::vector<N2KMsg> Samples() {
         return {Counting(127250, 2, kSource, 255, 1, 8), Counting(129029, 3, kSource, 255, 2, 223),
                 Counting(59904, 6, kSource, 0x10, 1, 3), Counting(127250, 7, kSource, 255, 1, 0)};

@@ -13,6 +13,8 @@ namespace ferrow::test {
 struct SerialRig : PluggableGateway, TransportRig<net::SerialTransport> {
     static constexpr const char* kName = "SerialTransport";
     static constexpr std::size_t kQueueLimit = Subject::kReceiveLimit;
+    // A serial gateway takes at most 249 data bytes in one message.
+    static constexpr N2KStatus kOverlongStatus = N2K_TOO_LONG;
     SerialRig() { subject = std::make_unique<Subject>(link, net::SerialPort::kDefaultBaud); }
     static std::unique_ptr<Subject> BadAddress(std::string& sentence) {
         sentence = "Cannot open /dev/ferrow-no-such-device: No such file or directory.";
@@ -44,6 +46,8 @@ struct SerialRig : PluggableGateway, TransportRig<net::SerialTransport> {
     std::wstring ToldOfLoss() const {
         return L"Gateway|Lost the serial gateway at " + platform::Text::Widen(link) + L": ";
     }
+    void StallPeer() { gateway->SetReading(false); }
+    void ResumePeer() { gateway->SetReading(true); }
 
     std::size_t heard = 0;  // of the device's messages, those taken by PeerHeard
 };

@@ -25,6 +25,7 @@ struct LogReplayRig : Frames {
         "It reads the log as its frames are taken: nothing waits, so nothing is dropped.";
     static constexpr const char* kNoPeerToLose =
         "A log has no peer that goes away: it ends, and then it is down.";
+    static constexpr const char* kNoStalledPeer = kReceiveOnly;
     static constexpr std::size_t kQueueLimit = 0;
     LogReplayRig() {
         std::string text;
@@ -56,9 +57,15 @@ struct LogReplayRig : Frames {
 };
 
 // The frame transport over a wire whose other end is a second transport.
+// It takes frames from the wire only while its own queue has room, so what
+// a flood leaves over is dropped and counted by the wire's end, as by a
+// socket link.
 struct FrameTransportRig : TransportRig<net::FrameTransport> {
     static constexpr const char* kName = "FrameTransport";
-    static constexpr std::size_t kQueueLimit = Subject::kReceiveLimit;
+    static constexpr std::size_t kQueueLimit = Wire::kLimit;
+    static constexpr const char* kNoStalledPeer =
+        "Its queues move only when it is called, as the firmware's loop calls it: the transmit "
+        "rules hold it to refusing, with whole messages.";
     FrameTransportRig() {
         subject = std::make_unique<Subject>(std::make_unique<WireEnd>(wire, true));
         peer = std::make_unique<Subject>(std::make_unique<WireEnd>(wire, false));
@@ -79,6 +86,13 @@ struct FrameTransportRig : TransportRig<net::FrameTransport> {
         wire.up = true;
         return {};
     }
+    void StallPeer() { wire.toB.stalled = true; }
+    void ResumePeer() { wire.toB.stalled = false; }
+    // Stray frames, and messages begun and never finished.
+    uint64_t PeerPartial() const {
+        const net::CanCounters& counters = peer->Counters();
+        return counters.orphanFrames + counters.incomplete + counters.expired;
+    }
 
     Wire wire;
 };
@@ -90,6 +104,10 @@ struct VirtualBusRig : TransportRig<net::VirtualBusTransport> {
         "Every name makes a bus of its own: a virtual bus has no bad address.";
     static constexpr const char* kNoPeerToLose =
         "A bus in the process cannot go away: members leave it, and it stays.";
+    static constexpr const char* kNoTransmitBackPressure =
+        "A bus waits for no receiver: one that stops reading loses what its full queue cannot "
+        "hold, and counts it, as a node on a cable would.";
+    static constexpr const char* kNoStalledPeer = kNoTransmitBackPressure;
     static constexpr std::size_t kQueueLimit = net::VirtualBus::kQueueLimit;
     VirtualBusRig() {
         static std::atomic<unsigned> buses{0};

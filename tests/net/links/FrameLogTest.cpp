@@ -1,5 +1,5 @@
 // The frame recorder: the exact lines it appends, writers on many threads,
-// and a file it cannot open.
+// and a file it cannot open or write.
 #include "net/links/FrameLog.h"
 #include "tests/support/TempDir.h"
 
@@ -72,15 +72,26 @@ TEST(FrameLog, KeepsEveryLineWholeWithWritersOnManyThreads) {
     EXPECT_TRUE(std::all_of(perThread.begin(), perThread.end(), [](int n) { return n == kFrames; }));
 }
 
-TEST(FrameLog, ReportsAnUnopenablePathOnceAndThenRecordsNothing) {
+// A file that cannot be opened is the caller's to report; one that stops
+// taking lines is said once on standard error, naming the file and why, and
+// recording stops. Both count as failures.
+TEST(FrameLog, AFailedRecordingIsSaidOnceAndCounted) {
     TempDir dir;
-    FrameLog log(dir.File("no/such/dir/frames.log"));
+    FrameLog unopenable(dir.File("no/such/dir/frames.log"));
     std::string error;
-    EXPECT_LT(log.Open(error), 0);
+    EXPECT_LT(unopenable.Open(error), 0);
     EXPECT_NE(error.find("Cannot record CAN frames to"), std::string::npos) << error;
-    log.Record(CanFrame{}, Direction::Received);
-    EXPECT_EQ(log.TakeError(), "");
+    unopenable.Record(CanFrame{}, Direction::Received);
     EXPECT_FALSE(std::filesystem::exists(dir.File("no")));
+    EXPECT_EQ(unopenable.Failures(), 1u);
+
+    FrameLog full("/dev/full");
+    ASSERT_EQ(full.Open(error), 0) << error;
+    ::testing::internal::CaptureStderr();
+    for (int i = 0; i < 3; ++i) full.Record(CanFrame{}, Direction::Received);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "Gateway: Stopped recording CAN frames to \"/dev/full\": No space left on device.\n");
+    EXPECT_EQ(full.Failures(), 1u);
 }
 
 }  // namespace

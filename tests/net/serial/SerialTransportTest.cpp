@@ -383,6 +383,7 @@ TEST(SerialTransport, RecordsEachMessageAsTheCanFramesThatCarryIt) {
     ASSERT_EQ(sent.size(), 2u);
     ASSERT_EQ(received.size(), 2u);
     addressed.addressB = 255;  // recorded as a broadcast: nothing answers a recording
+    addressed.priority = 7;    // as ISO transport frames go
     ExpectCarries(sent[0], fast, 0x23);
     ExpectCarries(sent[1], addressed, 0x23);
     ExpectCarries(received[0], fast, SimulatedGateway::kEchoSource);

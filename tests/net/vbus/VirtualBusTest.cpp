@@ -1,7 +1,9 @@
 // The virtual bus seen through gateways: who receives what, in which order,
-// who counts what a full queue drops, and traffic from several threads at
-// once. What every transport owes is checked by the link contract.
+// what a CAN network would carry and how, who counts what a full queue
+// drops, and traffic from several threads at once. What every transport
+// owes is checked by the link contract.
 #include "net/vbus/VirtualBus.h"
+#include "net/vbus/VirtualBusTransport.h"
 #include "tests/net/GatewayRig.h"
 
 #include <gtest/gtest.h>
@@ -15,6 +17,7 @@
 
 namespace {
 
+using ferrow::net::FrameLog;
 using ferrow::net::VirtualBus;
 using ferrow::test::GatewayRig;
 using ferrow::test::Numbered;
@@ -67,14 +70,19 @@ TEST(VirtualBus, LeavingDropsTheQueueAndNothingMoreArrivesButTheCountOfDropsStay
     EXPECT_EQ(leaver->DroppedCount(), 10u);
 }
 
-TEST(VirtualBus, RecordsArriveByteIdenticalAtEveryLength) {
+// Records arrive as sent, but for the transport, which is what a CAN network
+// would carry them with, and the priority of one over ISO transport, whose
+// frames go at 7. What no CAN framing holds is refused as the CAN path
+// refuses it.
+TEST(VirtualBus, CarriesWhatACanNetworkCarriesAsItWouldAndRefusesTheRest) {
     GatewayRig rig;
     auto [sender, receiver] = rig.ConnectedOn<2>("vbus:bytes");
-    for (uint16_t length : {0, 8, 223, 1786}) {
+    for (uint16_t length : {0, 8, 223, 1785}) {
         SCOPED_TRACE(length);
         N2KMsg sent = Numbered(0x23, 0, length);
-        sent.pgn = 0x1F10Du;
-        sent.priority = 7;
+        sent.pgn = 127245;  // rudder: single-frame, past 8 bytes ISO transport
+        sent.priority = 2;
+        sent.transport = 2;
         sent.addressB = 0x7E;
         for (unsigned i = 0; i < length; ++i) sent.data[i] = uint8_t(i * 7 + length);
         sent.timeStamp = 0xCAFE0000u + length;
@@ -85,12 +93,48 @@ TEST(VirtualBus, RecordsArriveByteIdenticalAtEveryLength) {
         N2KMsg got;
         std::memset(&got, 0xEE, sizeof got);
         ASSERT_EQ(receiver->GetMsg(&got), N2K_OK);
+        sent.transport = length <= 8 ? 1 : 3;
+        if (length > 8) sent.priority = 7;
         EXPECT_EQ(std::memcmp(&got, &sent, offsetof(N2KMsg, data) + length), 0);
         EXPECT_EQ(got.timeStamp, sent.timeStamp);
-        if (length < N2KMsg::kMaxData) {
-            EXPECT_EQ(got.data[length], 0xEE) << "only `length` bytes are written";
-        }
+        EXPECT_EQ(got.data[length], 0xEE) << "only `length` bytes are written";
     }
+    N2KMsg tooLong = Numbered(0x23, 1, 1786), badPriority = Numbered(0x23, 2),
+           badPgn = Numbered(0x23, 3);
+    badPriority.priority = 8;
+    badPgn.pgn = 59905;
+    for (N2KMsg* bad : {&tooLong, &badPriority, &badPgn}) {
+        EXPECT_EQ(sender->PutMsg(bad), N2K_BAD_MESSAGE) << SeqOf(*bad);
+    }
+    N2KMsg got{};
+    EXPECT_EQ(receiver->GetMsg(&got), N2K_NO_MESSAGE);
+}
+
+// A closed member answers that it is not connected; what it counts is the
+// CAN frames that would carry its messages, and a recording that fails.
+TEST(VirtualBus, AClosedMemberIsNotConnectedAndAnOpenOneCountsFramesAsCanWould) {
+    ferrow::net::VirtualBusTransport sender("stats", std::make_unique<FrameLog>("/dev/full"));
+    ferrow::net::VirtualBusTransport receiver("stats");
+    N2KMsg msg = Numbered(0x23, 0);
+    EXPECT_EQ(sender.Send(msg), N2K_NOT_CONNECTED);
+    EXPECT_EQ(sender.Fetch(msg), N2K_NOT_CONNECTED);
+    ASSERT_EQ(sender.Open(), 0);
+    ASSERT_EQ(receiver.Open(), 0);
+    ::testing::internal::CaptureStderr();
+    ASSERT_EQ(sender.Send(Numbered(0x23, 1, 223)), N2K_OK);
+    const std::string said = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(said.find("Gateway: Stopped recording CAN frames to \"/dev/full\""), 0u) << said;
+    ASSERT_EQ(receiver.Send(Numbered(0x42, 2, 3)), N2K_OK);
+    ASSERT_EQ(sender.Fetch(msg), N2K_OK);
+    FerrowGatewayStats stats{};
+    sender.AddStats(stats);
+    EXPECT_EQ(stats.framesOut, 32u);
+    EXPECT_EQ(stats.framesIn, 1u);
+    EXPECT_EQ(stats.busBits, 33u * (67 + 64)) << "group function is a fast packet, padded";
+    EXPECT_EQ(stats.recordingFailures, 1u);
+    sender.Close();
+    EXPECT_EQ(sender.Send(msg), N2K_NOT_CONNECTED);
+    EXPECT_EQ(sender.Fetch(msg), N2K_NOT_CONNECTED);
 }
 
 // Two senders and a receiver that keeps up, while a fourth gateway joins and
