@@ -93,7 +93,9 @@ void CheckFrames(const std::vector<CanFrame>& frames) {
     }
 }
 
-std::vector<uint8_t> ConnectionPayload() { return std::vector<uint8_t>(100, 0x3C); }
+// Past a fast packet's 223 bytes, so that it goes over an ISO connection
+// whatever the PGN's framing.
+std::vector<uint8_t> ConnectionPayload() { return std::vector<uint8_t>(300, 0x3C); }
 
 void OpenConnection(N2KCanCodec& codec, std::vector<CanFrame>& frames) {
     N2KMsg msg{};

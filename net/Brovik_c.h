@@ -49,16 +49,21 @@ public:
 
     // Connect and DisConnect may run on one thread while PutMsg and GetMsg run
     // on another. The statuses mean:
-    //   N2K_OK             sent: every other gateway on the network gets a
-    //                      copy, except one whose receive queue is full, which
-    //                      counts it as dropped (the sender is not told, as on
-    //                      a real bus); or, for GetMsg, the oldest received
-    //                      message was copied into `msg` unchanged.
-    //   N2K_NOT_CONNECTED  the gateway is not connected.
+    //   N2K_OK             taken whole: all its frames go out, in order
+    //                      (every other node gets a copy, except one whose
+    //                      receive queue is full, which counts it as dropped:
+    //                      the sender is not told, as on a real bus); or, for
+    //                      GetMsg, the oldest received message was copied
+    //                      into `msg` unchanged.
+    //   N2K_NOT_CONNECTED  the gateway is not connected, or its network is
+    //                      out of reach now.
     //   N2K_NO_MESSAGE     nothing received is waiting; `msg` is untouched.
-    //   N2K_BAD_MESSAGE    a null record, or a length past the data field.
-    //   N2K_TX_BUSY        the network cannot take the message now; a virtual
-    //                      bus never answers it.
+    //   N2K_BAD_MESSAGE    a null record, a length past the data field, or a
+    //                      message no CAN network carries (a priority above
+    //                      7, a PGN no identifier carries, over 1,785 bytes).
+    //   N2K_TX_BUSY        the network cannot take the whole message now:
+    //                      nothing of it was sent; a virtual bus never
+    //                      answers it.
     //   N2K_TOO_LONG       more data than the link carries in one message: a
     //                      serial gateway takes at most 249 bytes.
     // PutMsg sends our device's own message: the address it sends from is
