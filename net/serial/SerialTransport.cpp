@@ -1,8 +1,6 @@
 #include "net/serial/SerialTransport.h"
 
-#include "net/can/FastPacketFrames.h"
-#include "net/can/FastPacketPgns.h"
-#include "net/can/IsoTransportFrames.h"
+#include "net/can/Framing.h"
 #include "net/serial/DleFrameEncoder.h"
 #include "net/serial/SerialGatewayCommands.h"
 #include "net/serial/SerialMessageCodec.h"
@@ -22,10 +20,6 @@ namespace {
 void Show(const std::string& text) { platform::MessageReport::Show(L"Gateway", platform::Text::Widen(text)); }
 
 bool Transient(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
-
-// An extended data frame of `length` bytes: 67 bits around the data,
-// interframe space included.
-uint64_t FrameBits(unsigned length) { return 67 + 8 * length; }
 
 }  // namespace
 
@@ -111,21 +105,9 @@ void SerialTransport::Close() {
 
 std::string SerialTransport::Path() const { return path_; }
 
-// ISO transport is counted as a broadcast, without the answers an addressed
-// session would draw.
 SerialTransport::Carried SerialTransport::CarriedOnBus(const N2KMsg& msg) {
-    Carried carried;
-    switch (FastPacketPgns::TransportFor(msg.pgn, msg.length)) {
-        case 1:
-            return {1, FrameBits(msg.length)};
-        case 2:
-            carried.frames = FastPacketFrames::FramesFor(msg.length);
-            break;
-        default:
-            carried.frames = 1u + IsoTransportFrames::PacketsFor(msg.length);
-    }
-    carried.bits = carried.frames * FrameBits(CanFrame::kMaxLength);
-    return carried;
+    const uint8_t transport = Framing::Choose(msg.pgn, msg.length, msg.transport);
+    return {Framing::FramesOf(transport, msg.length), Framing::BitsOf(transport, msg.length)};
 }
 
 N2KStatus SerialTransport::Send(const N2KMsg& msg) {
@@ -192,6 +174,7 @@ void SerialTransport::AddStats(FerrowGatewayStats& stats) const {
     stats.lostSends += counters.unsent;
     stats.badInput += counters.badFrames;
     stats.peerLosses += counters.losses;
+    stats.recordingFailures += log_.Failures();
 }
 
 void SerialTransport::AppendSetup(Batch& batch) {

@@ -46,8 +46,8 @@ public:
     static constexpr std::size_t kMaxPgns = 256;
 
     // Frames and bits are those of the CAN frames that carry the messages
-    // on the bus: one frame, a fast packet, or an ISO transport broadcast
-    // (its announcement and data packets).
+    // on the bus, framed as the CAN codec frames them, ISO transport as a
+    // broadcast.
     struct Counters {
         uint64_t framesIn = 0;   // of the messages received
         uint64_t framesOut = 0;  // of the messages the device took whole

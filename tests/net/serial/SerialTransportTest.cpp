@@ -8,6 +8,7 @@
 #include "net/transport/N2KRecord.h"
 #include "net/can/CanId.h"
 #include "net/can/FastPacketPgns.h"
+#include "net/can/Framing.h"
 #include "net/can/N2KCanCodec.h"
 #include "net/formats/CandumpLineFormat.h"
 #include "net/serial/DleFrameEncoder.h"
@@ -100,8 +101,7 @@ FerrowGatewayStats StatsOf(const SerialTransport& transport) {
     return stats;
 }
 
-// The frames and bits of `msg` on the bus, as the CAN codec frames it: an
-// extended frame is 67 bits around its data, interframe space included.
+// The frames and bits of `msg` on the bus, as the CAN codec frames it.
 void AddOnBus(const N2KMsg& msg, uint64_t& frames, uint64_t& bits) {
     N2KMsg framed = msg;
     framed.transport = ferrow::net::FastPacketPgns::TransportFor(msg.pgn, msg.length);
@@ -110,7 +110,7 @@ void AddOnBus(const N2KMsg& msg, uint64_t& frames, uint64_t& bits) {
     std::vector<CanFrame> out;
     ASSERT_EQ(codec.Send(framed, 0ms, out), N2K_OK);
     frames += out.size();
-    for (const CanFrame& frame : out) bits += 67 + 8 * frame.length;
+    for (const CanFrame& frame : out) bits += ferrow::net::Framing::BitsOf(frame);
 }
 
 TEST(SerialTransport, CarriesEveryMessageBothWaysInOrderAtFullRateAndCountsTheirFrames) {
@@ -388,6 +388,14 @@ TEST(SerialTransport, RecordsEachMessageAsTheCanFramesThatCarryIt) {
     ExpectCarries(sent[1], addressed, 0x23);
     ExpectCarries(received[0], fast, SimulatedGateway::kEchoSource);
     ExpectCarries(received[1], addressed, SimulatedGateway::kEchoSource);
+
+    // One that cannot be made is counted, and traffic goes on.
+    CapturedMessages told;
+    SerialTransport unrecorded(rig.pty.Path(), kSerialBaud,
+                               std::make_unique<FrameLog>(dir.File("none/gateway.log")));
+    ASSERT_EQ(unrecorded.Open(), 0);
+    EXPECT_EQ(StatsOf(unrecorded).recordingFailures, 1u);
+    EXPECT_EQ(told.Shown().size(), 1u);
 }
 
 TEST(SerialTransport, TheGatewayObjectReachesASerialPortByItsName) {
@@ -404,8 +412,6 @@ TEST(SerialTransport, TheGatewayObjectReachesASerialPortByItsName) {
     EXPECT_EQ(ferrow::test::SeqOf(echo), 77u);
     EXPECT_EQ(echo.length, 223);
     EXPECT_EQ(echo.transport, 2);
-    N2KMsg tooLong = ferrow::test::Numbered(0x23, 78, 256);
-    EXPECT_EQ(gateway->PutMsg(&tooLong), N2K_TOO_LONG);
     EXPECT_EQ(gateway->DisConnect(), 0);
     EXPECT_EQ(simulated.HeardCount(), 1u);
 }
