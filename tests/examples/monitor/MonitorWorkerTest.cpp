@@ -4,6 +4,7 @@
 // presses the button and a tool on the network commands it.
 #include "tests/examples/monitor/MonitorRig.h"
 #include "tests/support/Eventually.h"
+#include "tests/support/FreeLoopbackPort.h"
 
 #include <atomic>
 #include <chrono>
@@ -73,6 +74,31 @@ TEST(MonitorWorker, RunsOnItsThreadsWhileOperatorAndNetworkPushIn) {
     typist.join();
     bench.join();
     rig.Shutdown();
+}
+
+// Two demos in one process stand for two programs on one PC sharing a
+// network over UDP with crossed ports: each hears the other's claim, so they
+// end on two addresses.
+TEST(MonitorWorker, TwoDevicesOverUdpWithCrossedPortsClaimTwoAddresses) {
+    const uint16_t first = ferrow::test::FreeLoopbackPort(SOCK_DGRAM);
+    const uint16_t second = ferrow::test::FreeLoopbackPort(SOCK_DGRAM);
+    const std::string host = "udp:127.0.0.1:";
+    Unit a(host + std::to_string(first) + ":" + std::to_string(second), "");
+    Unit b(host + std::to_string(second) + ":" + std::to_string(first), "");
+    a.args = {"--unique", "1"};
+    b.args = {"--unique", "2"};
+    a.Build(nullptr, {});
+    b.Build(nullptr, {});
+    EXPECT_TRUE(Eventually(
+        [&] {
+            const unsigned char one = a.device->SourceAddress();
+            const unsigned char two = b.device->SourceAddress();
+            return one != two && one < 252 && two < 252 && (one == kDefaultAddress || two == kDefaultAddress);
+        },
+        kPatience))
+        << int(a.device->SourceAddress()) << " and " << int(b.device->SourceAddress());
+    b.device.reset();
+    a.device.reset();
 }
 
 }  // namespace
