@@ -20,6 +20,7 @@
 #include <wx/image.h>
 #include <wx/textctrl.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
@@ -150,12 +151,13 @@ TEST_F(PanelScreenshots, ChannelPanels) {
 // A device on a busy network: what it sends on the right, what it hears from
 // a GPS, a wind sensor, an engine and a depth sounder on the left.
 TEST_F(PanelScreenshots, N2KMonitor) {
+    // On a bus of its own, so that the status line shows a connected gateway.
+    ferrow::test::TempDir::Write(dir_.File("n2k.cfg"), "GW_PORT_NAME=\"vbus:screenshot\"\n");
     std::unique_ptr<Ferrow_c> emu(create_Ferrow_pObj(
         Handle(), nullptr, dir_.File("n2k.hex").c_str(), dir_.File("n2k.cfg").c_str(), 0,
         FERROW_N2K_MON | FERROW_N2K_GEN, nullptr, nullptr, 0, nullptr, 0));
     ASSERT_NE(emu, nullptr);
-    // Unconnected, every message sent is monitored.
-    emu->dispAllPgn = 1;
+    ASSERT_EQ(emu->Connect(), 0);
     const struct {
         bool received;
         uint32_t pgn;
@@ -199,6 +201,9 @@ TEST_F(PanelScreenshots, N2KMonitor) {
             }
         }
     }
+    // The status line is read once a second.
+    const auto read = std::chrono::steady_clock::now() + std::chrono::milliseconds(1100);
+    ASSERT_TRUE(PumpUntil([&] { return std::chrono::steady_clock::now() >= read; }));
     Save(PanelOf(host_, N2KMonDlg_c::kTemplateId), "panel-n2kmon.png");
     delete emu->n2kMon;
     delete emu->n2kGen;
