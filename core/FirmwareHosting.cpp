@@ -199,6 +199,11 @@ int Ferrow_c::Stop() {
     CallFrame frame;
     ScopeLock lock(cs, false);
     bool ended = false;
+    // Asked at once: the thread manager's Stop sleeps 20 ms before it asks,
+    // which adds up when a network of emulators stops one after another. It
+    // then finds the stop asked for and returns without sleeping; a loop
+    // still busy is waited for in the usual steps.
+    if (ctx->threadMgr.IsActive()) ctx->threadMgr.RequestStop();
     for (int attempt = 0; attempt < kStopAttempts && !ended; ++attempt) {
         ctx->threadMgr.Stop(10);
         ctx->running = 0;
@@ -208,6 +213,9 @@ int Ferrow_c::Stop() {
             std::this_thread::sleep_for(kStopStep);
         }
     }
+    // The loop has returned, so the worker ends within its cycle; a Start
+    // right after must find it gone.
+    if (ended) ctx->threadMgr.WaitEnded(kStopAttempts * kStopStepsPerAttempt * kStopStep);
     if (useGateway == 1 && DisConnectI() < 0) return -1;
     return ended ? 0 : -1;
 }
