@@ -90,9 +90,12 @@ TEST(VirtualBusExchange, TwoFirmwaresExchangeAnIsoRequestAndItsAnswer) {
     std::mutex shownMutex;
     std::vector<uint32_t> shownTx, shownRx;
     std::atomic<bool> done{false};
+    // It empties the stores once more after being told to end, as a display
+    // closing would: what came in just before stays shown.
     std::thread display([&] {
         N2KMsg msg{};
-        while (!done) {
+        for (bool last = false; !last;) {
+            last = done;
             std::lock_guard<std::mutex> guard(shownMutex);
             while (requesterMon.GetTxMsg(&msg) == 1) shownTx.push_back(msg.pgn);
             while (requesterMon.GetRxMsg(&msg) == 1) shownRx.push_back(msg.pgn);
