@@ -11,9 +11,8 @@
 #include "net/links/UdpLink.h"
 #include "net/serial/SerialDiscovery.h"
 #include "net/serial/SerialTransport.h"
+#include "net/transport/OperatorMessage.h"
 #include "net/vbus/VirtualBusTransport.h"
-#include "platform/MessageReport.h"
-#include "platform/Text.h"
 
 namespace ferrow::net {
 namespace {
@@ -24,8 +23,8 @@ class RefusedTransport : public GatewayTransport {
 public:
     explicit RefusedTransport(std::string portName) : portName_(std::move(portName)) {}
     int Open() override {
-        platform::MessageReport::Show(L"Gateway", L"GW_PORT_NAME \"" + platform::Text::Widen(portName_) +
-                                            L"\" is not a port name this gateway understands");
+        OperatorMessage::Show("GW_PORT_NAME \"" + portName_ +
+                              "\" is not a port name this gateway understands");
         return -1;
     }
     void Close() override {}
@@ -76,9 +75,9 @@ std::unique_ptr<GatewayTransport> TransportForPort(const TransportRequest& reque
     const std::optional<PortSpec> wanted = PortSpec::Parse(portName);
     if (!wanted) return std::make_unique<RefusedTransport>(portName);
     if (wanted->fellBack) {
-        platform::MessageReport::Note(L"Gateway", L"GW_PORT_NAME \"" + platform::Text::Widen(portName) +
-                                            L"\" names no network here: using the in-process "
-                                            L"virtual bus \"" + platform::Text::Widen(wanted->name) + L"\"");
+        OperatorMessage::Note("GW_PORT_NAME \"" + portName +
+                              "\" names no network here: using the in-process virtual bus \"" +
+                              wanted->name + "\"");
     }
     std::unique_ptr<FrameLog> log =
         request.logPath.empty() ? nullptr : std::make_unique<FrameLog>(request.logPath);

@@ -3,9 +3,8 @@
 // after, with no user-space buffer to flush.
 #include "net/links/FrameLog.h"
 
-#include "platform/MessageReport.h"
+#include "net/transport/OperatorMessage.h"
 #include "platform/ProcessClock.h"
-#include "platform/Text.h"
 
 #include <cerrno>
 #include <cstring>
@@ -83,7 +82,7 @@ void FrameLog::Record(const CanFrame& frame, LineFormat::Direction direction) {
     }
     // The descriptor is closed, so this is said once; a note, never a
     // dialog, as it may come from any thread in the middle of traffic.
-    if (!stopped.empty()) platform::MessageReport::Note(L"Gateway", platform::Text::Widen(stopped));
+    if (!stopped.empty()) OperatorMessage::Note(stopped);
 }
 
 std::string FrameLog::TakeError() {

@@ -1,9 +1,8 @@
 #include "net/links/FrameTransport.h"
 
 #include "net/can/Framing.h"
-#include "platform/MessageReport.h"
+#include "net/transport/OperatorMessage.h"
 #include "platform/ProcessClock.h"
-#include "platform/Text.h"
 
 namespace ferrow::net {
 
@@ -26,11 +25,11 @@ int FrameTransport::Open() {
     std::string error;
     const int opened = link_->Open(error);
     if (opened < 0) {
-        platform::MessageReport::Show(L"Gateway", platform::Text::Widen(error));
+        OperatorMessage::Show(error);
         return opened;
     }
     // A recording that cannot be made is reported, never in traffic's way.
-    if (log_ && log_->Open(error) < 0) platform::MessageReport::Show(L"Gateway", platform::Text::Widen(error));
+    if (log_ && log_->Open(error) < 0) OperatorMessage::Show(error);
     return opened;
 }
 

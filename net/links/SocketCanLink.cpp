@@ -1,7 +1,7 @@
 #include "net/links/SocketCanLink.h"
 
-#include "platform/MessageReport.h"
-#include "platform/Text.h"
+#include "net/transport/OperatorMessage.h"
+
 
 #include <linux/can.h>
 #include <linux/can/error.h>
@@ -59,8 +59,6 @@ std::string Describe(SocketCanLink::Problem problem, const std::string& name,
     }
     return interface + " failed (" + detail + ").";
 }
-
-void Show(const std::string& text) { platform::MessageReport::Show(L"Gateway", platform::Text::Widen(text)); }
 
 }  // namespace
 
@@ -215,7 +213,7 @@ void SocketCanLink::Note(Problem problem, const std::string& detail) {
     ++counters_.problems[problem];
     if (reported_[problem]) return;
     reported_.set(problem);
-    Show(Describe(problem, interfaceName_, detail));
+    OperatorMessage::Show(Describe(problem, interfaceName_, detail));
 }
 
 void SocketCanLink::NoteFailure(const char* call, int err) {
@@ -234,7 +232,7 @@ void SocketCanLink::Recover() {
     down_ = false;
     if (reported_.none()) return;
     reported_.reset();
-    Show("CAN interface " + Quoted(interfaceName_) + " is working again.");
+    OperatorMessage::Show("CAN interface " + Quoted(interfaceName_) + " is working again.");
 }
 
 }  // namespace ferrow::net

@@ -1,8 +1,7 @@
 #include "net/links/UdpLink.h"
 
 #include "net/formats/LineSplitter.h"
-#include "platform/MessageReport.h"
-#include "platform/Text.h"
+#include "net/transport/OperatorMessage.h"
 
 #include <arpa/inet.h>
 
@@ -47,14 +46,12 @@ int UdpLink::Open(std::string& error) {
     if (boundPort_ == port_ && IsThisMachine(destination_.address)) {
         const std::string other = std::to_string(port_ == 65535 ? port_ - 1 : port_ + 1);
         const std::string here = "udp:" + host_ + ":";
-        platform::MessageReport::Note(
-            L"Gateway",
-            platform::Text::Widen(here + std::to_string(port_) +
-                                  " sends to this machine on the port it receives on, " +
-                                  "so two programs there hear each other one way at most: write " +
-                                  here + std::to_string(port_) + ":" + other + " here and " + here +
-                                  other + ":" + std::to_string(port_) +
-                                  " in the other program, or use a broadcast address."));
+        OperatorMessage::Note(here + std::to_string(port_) +
+                              " sends to this machine on the port it receives on, so two "
+                              "programs there hear each other one way at most: write " +
+                              here + std::to_string(port_) + ":" + other + " here and " + here +
+                              other + ":" + std::to_string(port_) +
+                              " in the other program, or use a broadcast address.");
     }
     blocked_ = false;
     heardAt_.reset();

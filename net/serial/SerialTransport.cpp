@@ -5,8 +5,7 @@
 #include "net/serial/SerialGatewayCommands.h"
 #include "net/serial/SerialMessageCodec.h"
 #include "net/transport/N2KRecord.h"
-#include "platform/MessageReport.h"
-#include "platform/Text.h"
+#include "net/transport/OperatorMessage.h"
 
 #include <unistd.h>
 
@@ -16,8 +15,6 @@
 
 namespace ferrow::net {
 namespace {
-
-void Show(const std::string& text) { platform::MessageReport::Show(L"Gateway", platform::Text::Widen(text)); }
 
 bool Transient(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
 
@@ -66,7 +63,7 @@ int SerialTransport::Open() {
     Close();
     std::string error;
     if (!thread_.CanRun()) {
-        Show("The serial gateway cannot run: the process has no file descriptors left.");
+        OperatorMessage::Show("The serial gateway cannot run: the process has no file descriptors left.");
         return -1;
     }
     if (discovery_) {
@@ -79,11 +76,11 @@ int SerialTransport::Open() {
         port_.Open(path_, baud_, error);
     }
     if (!port_.IsOpen()) {
-        Show(error);
+        OperatorMessage::Show(error);
         return -1;
     }
     // A recording that cannot be made is reported, never in traffic's way.
-    if (log_.Open(error) < 0) Show(error);
+    if (log_.Open(error) < 0) OperatorMessage::Show(error);
     decoder_.Reset();
     toldRefusal_ = false;
     // Ahead of anything sent once the transport is up.
@@ -161,7 +158,7 @@ SerialTransport::Counters SerialTransport::GetCounters() const {
 void SerialTransport::TellFull(uint32_t pgn) {
     if (toldFull_) return;
     toldFull_ = true;
-    Show("The serial gateway transmits at most " + std::to_string(kMaxPgns) + " PGNs: PGN " +
+    OperatorMessage::Show("The serial gateway transmits at most " + std::to_string(kMaxPgns) + " PGNs: PGN " +
          std::to_string(pgn) + " and every further new PGN are refused.");
 }
 
@@ -204,7 +201,7 @@ void SerialTransport::Run() {
             }
             CountUnsent(writing.Unwritten());
             writing.Clear();
-            Show("Lost the serial gateway at " + path_ + ": " + lost +
+            OperatorMessage::Show("Lost the serial gateway at " + path_ + ": " + lost +
                  ". Reopening it in the background.");
         }
         // Frames sent around the loss have nowhere to go.
@@ -277,7 +274,7 @@ void SerialTransport::Deliver(const uint8_t* bytes, std::size_t size) {
     }
     if (refused > 0 && !toldRefusal_) {
         toldRefusal_ = true;
-        Show("The serial gateway at " + path_ +
+        OperatorMessage::Show("The serial gateway at " + path_ +
              " refused to transmit a PGN: messages of that PGN do not reach the bus.");
     }
     PublishDecoderCounters(received, refused);

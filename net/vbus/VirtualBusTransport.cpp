@@ -3,8 +3,7 @@
 #include "net/can/Framing.h"
 #include "net/can/IsoTransportFrames.h"
 #include "net/transport/N2KRecord.h"
-#include "platform/MessageReport.h"
-#include "platform/Text.h"
+#include "net/transport/OperatorMessage.h"
 
 #include <utility>
 
@@ -22,7 +21,7 @@ int VirtualBusTransport::Open() {
     bus_->Join(member_);
     std::string error;
     // A recording that cannot be made is reported, never in traffic's way.
-    if (log_.Open(error) < 0) platform::MessageReport::Show(L"Gateway", platform::Text::Widen(error));
+    if (log_.Open(error) < 0) OperatorMessage::Show(error);
     return 0;
 }
 
