@@ -65,7 +65,9 @@ TYPED_TEST(LinkContract, APeerThatGoesAwayIsSeenAndTheLinkComesBack) {
 
     const std::vector<std::wstring> shown = this->told.Shown();
     const std::wstring told = this->rig.ToldOfLoss();
-    ASSERT_EQ(shown.size(), told.empty() ? 0u : 1u);
+    std::string all;
+    for (const std::wstring& text : shown) all += "\n" + platform::Text::Narrow(text);
+    ASSERT_EQ(shown.size(), told.empty() ? 0u : 1u) << all;
     if (!told.empty()) {
         EXPECT_EQ(shown[0].rfind(told, 0), 0u) << platform::Text::Narrow(shown[0]);
         EXPECT_EQ(shown[0].back(), L'.');

@@ -296,7 +296,11 @@ struct PluggableGateway {
         options.strict = true;
         gateway = std::make_unique<SimulatedGateway>(*pty, options);
     }
+    // The device's name goes first, as a USB device's does: a transport
+    // reopening it must not reach the pseudo-terminal that another test
+    // process is given next under the same number.
     void Unplug() {
+        std::filesystem::remove(link);
         gateway.reset();
         pty.reset();
     }
