@@ -62,8 +62,8 @@ public:
     //                      message no CAN network carries (a priority above
     //                      7, a PGN no identifier carries, over 1,785 bytes).
     //   N2K_TX_BUSY        the network cannot take the whole message now:
-    //                      nothing of it was sent; a virtual bus never
-    //                      answers it.
+    //                      nothing of it was sent; the ideal virtual bus
+    //                      never answers it.
     //   N2K_TOO_LONG       more data than the link carries in one message: a
     //                      serial gateway takes at most 249 bytes.
     // PutMsg sends our device's own message: the address it sends from is

@@ -110,8 +110,11 @@ std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
         return wanted;
     }
     if (StartsWith(portName, "vbus:")) {
-        wanted.name = portName.substr(5);
-        if (wanted.name.empty()) return std::nullopt;
+        const std::vector<std::string> fields = Fields(portName.substr(5));
+        if (fields.size() > 2 || fields[0].empty()) return std::nullopt;
+        if (fields.size() == 2 && fields[1] != "can") return std::nullopt;
+        if (fields.size() == 2) wanted.kind = Kind::VirtualCanBus;
+        wanted.name = fields[0];
         return wanted;
     }
     if (StartsWith(portName, "file:")) {

@@ -1,6 +1,12 @@
 // What a gateway port name asks for. The syntax, in the configuration key
 // "GW_PORT_NAME":
-//   vbus, vbus:NAME            the in-process virtual bus (NAME: "vbus")
+//   vbus, vbus:NAME            the in-process virtual bus (NAME: "vbus"):
+//                              whole messages, at once
+//   vbus:NAME:can              an in-process CAN bus of 250 kbit/s: frames
+//                              take their bit time, the lowest identifier
+//                              first, and a full transmit queue says so.
+//                              Each kind has its own names: vbus:x and
+//                              vbus:x:can are two buses
 //   tcp:HOST:PORT[:candump]    client of a network gateway
 //   tcp-listen:[ADDR:]PORT[:candump]
 //                              our device is the gateway clients connect to,
@@ -33,6 +39,7 @@ namespace ferrow::net {
 struct PortSpec {
     enum class Kind {
         VirtualBus,
+        VirtualCanBus,
         TcpClient,
         TcpListen,
         Udp,
@@ -57,7 +64,8 @@ struct PortSpec {
 
     // nullopt for a name of a known kind that is malformed (a port that is
     // not a number from 1 to 65535, an empty host, path or interface, a baud
-    // rate the terminal interface does not have).
+    // rate the terminal interface does not have, a bus option other than
+    // "can").
     static std::optional<PortSpec> Parse(const std::string& portName);
 };
 

@@ -12,6 +12,7 @@
 #include "net/serial/SerialDiscovery.h"
 #include "net/serial/SerialTransport.h"
 #include "net/transport/OperatorMessage.h"
+#include "net/vbus/CanBusLink.h"
 #include "net/vbus/VirtualBusTransport.h"
 
 namespace ferrow::net {
@@ -57,6 +58,8 @@ std::unique_ptr<FrameLink> LinkFor(const PortSpec& port) {
                                              FormatFor(port));
         case PortSpec::Kind::SocketCan:
             return std::make_unique<SocketCanLink>(port.name);
+        case PortSpec::Kind::VirtualCanBus:
+            return std::make_unique<CanBusLink>(port.name);
         case PortSpec::Kind::LogFile:
         case PortSpec::Kind::VirtualBus:
         case PortSpec::Kind::Serial:

@@ -17,10 +17,12 @@ struct FerrowGatewayStats {
     uint64_t badInput;           // lines, frames or bytes from the network that held nothing usable
     uint64_t transportTimeouts;  // fast-packet and ISO transport sessions that timed out
     uint64_t transportAborts;    // ISO transport sessions aborted, by either side
-    uint64_t busErrors;          // CAN controller problems: bus-off, error-passive, overflow...
+    uint64_t busErrors;          // CAN controller problems: bus-off, error-passive, overflow,
+                                 // collisions lost on a CAN-like virtual bus...
     uint64_t recordingFailures;  // recordings to GW_LOG_FILE that failed
     uint64_t peerLosses;         // times the network was lost: a connection dropped, a device unplugged
-    uint64_t busBits;            // nominal bits of the frames both ways, without stuff bits
+    uint64_t busBits;            // nominal bits of the frames both ways, without stuff bits;
+                                 // on a CAN-like virtual bus the exact bits, stuff bits too
     double busLoad;              // per cent of 250 kbit/s, averaged since the reading before that
                                  // measured it; readings less than a second apart repeat it
     int connected;               // what IsConnected says

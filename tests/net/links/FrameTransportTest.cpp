@@ -208,6 +208,7 @@ TEST(PortSpec, NamesChooseTheirTransport) {
     } cases[] = {
         {"vbus", {K::VirtualBus, "vbus"}},
         {"vbus:boat", {K::VirtualBus, "boat"}},
+        {"vbus:boat:can", {K::VirtualCanBus, "boat"}},
         {"", {K::VirtualBus, "vbus"}},
         {"tcp:192.168.1.5:1457", {K::TcpClient, "192.168.1.5", 1457}},
         {"tcp:gw.local:1457:candump", {K::TcpClient, "gw.local", 1457, 0, true}},
@@ -244,8 +245,9 @@ TEST(PortSpec, NamesChooseTheirTransport) {
     }
     for (const char* malformed :
          {"tcp:host:0", "tcp:host:65536", "tcp::1457", "tcp:host", "udp:host:12x", "tcp-listen:",
-          "file:", "vbus:", "/dev/", "/dev/:9600", "/dev/ttyUSB0:", "/dev/ttyUSB0:12345",
-          "/dev/ttyUSB0:115201", "/dev/ttyUSB0:99999999999", "can:", "can:a-name-of-16-chars"}) {
+          "file:", "vbus:", "vbus:x:bogus", "vbus::can", "vbus:x:can:can", "/dev/", "/dev/:9600",
+          "/dev/ttyUSB0:", "/dev/ttyUSB0:12345", "/dev/ttyUSB0:115201", "/dev/ttyUSB0:99999999999",
+          "can:", "can:a-name-of-16-chars"}) {
         EXPECT_FALSE(PortSpec::Parse(malformed).has_value()) << malformed;
     }
 }
