@@ -97,7 +97,7 @@ bool CanBus::Send(Member& member, const CanFrame& frame, Micros now) {
     sent.length = std::min(frame.length, CanFrame::kMaxLength);
     const auto bits = static_cast<uint16_t>(CanBitTiming::WireBits(sent));
     member.transmit_.push_back({sent, bits, horizon_});
-    earliest_ = waiting_++ == 0 ? horizon_ : std::min(earliest_, horizon_);
+    if (waiting_++ == 0) earliest_ = horizon_;
     member.stuffBits_.fetch_add(StuffOf(sent, bits), std::memory_order_relaxed);
     return true;
 }
