@@ -5,8 +5,8 @@
 namespace ferrow::n2k {
 namespace {
 
-// Held to 2^20 messages (1.8 GB when full), far beyond what a display or a
-// test needs.
+// Held to 2^20 messages (23 MB when full of single frames, 1.8 GB of the
+// longest messages), far beyond what a display or a test needs.
 constexpr unsigned long kMaxCapacity = 1ul << 20;
 
 }  // namespace

@@ -9,12 +9,7 @@ namespace {
 constexpr uint8_t kFastPacketTransport = 2;
 }  // namespace
 
-FastPacketAssembler::FastPacketAssembler(CanCounters& counters) : counters_(counters) {
-    slots_.reserve(kSlots);
-    for (std::size_t i = 0; i < kSlots; ++i) {
-        slots_.push_back(Slot{PartialMessage(FastPacketFrames::kMaxLength), 0});
-    }
-}
+FastPacketAssembler::FastPacketAssembler(CanCounters& counters) : counters_(counters) {}
 
 bool FastPacketAssembler::Accept(const CanId& id, const CanFrame& frame,
                                  std::chrono::milliseconds now, N2KMsg& msg) {
@@ -109,9 +104,14 @@ FastPacketAssembler::Slot* FastPacketAssembler::Find(const CanId& id,
 }
 
 FastPacketAssembler::Slot& FastPacketAssembler::Claim(std::chrono::milliseconds now) {
-    Slot* oldest = &slots_.front();
     for (Slot& slot : slots_) {
         if (!slot.message.InUse()) return slot;
+    }
+    if (slots_.size() < kSlots) {
+        return slots_.emplace_back(Slot{PartialMessage(FastPacketFrames::kMaxLength), 0});
+    }
+    Slot* oldest = &slots_.front();
+    for (Slot& slot : slots_) {
         if (slot.message.Deadline() < oldest->message.Deadline()) oldest = &slot;
     }
     oldest->message.Abandon(oldest->message.StaleAt(now) ? counters_.expired : counters_.noRoom);

@@ -1,7 +1,7 @@
 // Puts NMEA 2000 fast packets back together, one message per source and PGN
-// at a time, in a fixed set of slots. A message whose frames come twice, out
-// of order or not at all is dropped and counted; a half-built one goes stale
-// when its next frame is later than kFrameTimeout.
+// at a time, in a bounded set of slots made as senders need them. A message
+// whose frames come twice, out of order or not at all is dropped and counted;
+// a half-built one goes stale when its next frame is later than kFrameTimeout.
 #pragma once
 
 #include "net/can/CanCounters.h"
@@ -43,7 +43,8 @@ private:
     bool Continue(const CanFrame& frame, Slot* slot, std::chrono::milliseconds now, N2KMsg& msg);
     // The slot of `id`'s source and PGN, or null; a stale one is dropped first.
     Slot* Find(const CanId& id, std::chrono::milliseconds now);
-    // A free slot, or the one whose message was touched longest ago.
+    // A free slot, a new one while fewer than kSlots exist, or the one whose
+    // message was touched longest ago.
     Slot& Claim(std::chrono::milliseconds now);
 
     CanCounters& counters_;

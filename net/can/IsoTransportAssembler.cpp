@@ -10,12 +10,7 @@ constexpr uint8_t kIsoTransport = 3;
 using Frames = IsoTransportFrames;
 }  // namespace
 
-IsoTransportAssembler::IsoTransportAssembler(CanCounters& counters) : counters_(counters) {
-    sessions_.reserve(kSessions);
-    for (std::size_t i = 0; i < kSessions; ++i) {
-        sessions_.push_back(Session{PartialMessage(Frames::kMaxSize)});
-    }
-}
+IsoTransportAssembler::IsoTransportAssembler(CanCounters& counters) : counters_(counters) {}
 
 bool IsoTransportAssembler::Accept(const CanId& id, const CanFrame& frame,
                                    std::chrono::milliseconds now, N2KMsg& msg,
@@ -183,7 +178,8 @@ IsoTransportAssembler::Session* IsoTransportAssembler::Free() {
     for (Session& session : sessions_) {
         if (!session.message.InUse()) return &session;
     }
-    return nullptr;
+    if (sessions_.size() == kSessions) return nullptr;
+    return &sessions_.emplace_back(Session{PartialMessage(Frames::kMaxSize)});
 }
 
 CanId IsoTransportAssembler::ReplyLink(const CanId& link) {

@@ -1,8 +1,9 @@
 // Receives messages sent over ISO 11783-3 transport: broadcasts (BAM) from any
 // source, and connections (RTS/CTS) addressed to our own address, which it
 // answers with CTS frames and closes with an EndOfMsgAck. Sessions live in a
-// fixed set of slots; a connection that goes wrong is aborted, a broadcast
-// that goes wrong is dropped, and both are counted.
+// bounded set of slots made as senders need them; a connection that goes
+// wrong is aborted, a broadcast that goes wrong is dropped, and both are
+// counted.
 #pragma once
 
 #include "net/can/CanCounters.h"
@@ -71,6 +72,7 @@ private:
                   std::vector<CanFrame>& replies);
     // Drops a stale session, aborting it if it is a connection.
     void Drop(Session& session, std::vector<CanFrame>& replies);
+    // A free session, a new one while fewer than kSessions exist, or null.
     Session* Free();
     // Our side of a connection whose message is `link`: from us to its
     // sender.

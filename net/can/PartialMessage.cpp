@@ -6,12 +6,13 @@
 
 namespace ferrow::net {
 
-PartialMessage::PartialMessage(std::size_t capacity) : data_(capacity) {}
+PartialMessage::PartialMessage(std::size_t capacity) : capacity_(capacity) {}
 
 void PartialMessage::Begin(const CanId& id, uint16_t length, unsigned frames,
                            std::chrono::milliseconds deadline) {
     id_ = id;
-    length_ = static_cast<uint16_t>(std::min<std::size_t>(length, data_.size()));
+    length_ = static_cast<uint16_t>(std::min<std::size_t>(length, capacity_));
+    if (data_.size() < length_) data_.resize(length_);
     frames_.Start(frames);
     deadline_ = deadline;
     inUse_ = true;
@@ -45,7 +46,7 @@ void PartialMessage::Deliver(N2KMsg& msg, uint8_t transport, std::chrono::millis
     msg.addressB = id_.destination;
     msg.transport = transport;
     msg.length = length_;
-    std::memcpy(msg.data, data_.data(), length_);
+    if (length_ > 0) std::memcpy(msg.data, data_.data(), length_);
     msg.timeStamp = static_cast<uint32_t>(now.count() / 10);
 }
 

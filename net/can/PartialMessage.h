@@ -1,7 +1,8 @@
 // One message being put together from its frames: its identifier fields, its
 // announced length, which frames came, the bytes so far and when it goes
-// stale. Assemblers make a fixed number of these once, so their memory stays
-// bounded whatever arrives.
+// stale. Its bytes grow to the longest message it has held, never past its
+// capacity, so an assembler's memory stays bounded whatever arrives and is
+// small while little does.
 #pragma once
 
 #include "net/can/CanCounters.h"
@@ -48,6 +49,7 @@ public:
     void Deliver(N2KMsg& msg, uint8_t transport, std::chrono::milliseconds now) const;
 
 private:
+    std::size_t capacity_;
     std::vector<uint8_t> data_;
     CanId id_;
     uint16_t length_ = 0;

@@ -7,7 +7,8 @@
 
 namespace ferrow::net {
 
-MessageFrameLog::MessageFrameLog(std::unique_ptr<FrameLog> log) : log_(std::move(log)) {}
+MessageFrameLog::MessageFrameLog(std::unique_ptr<FrameLog> log)
+    : log_(std::move(log)), codec_(log_ ? std::make_unique<N2KCanCodec>() : nullptr) {}
 
 int MessageFrameLog::Open(std::string& error) { return log_ ? log_->Open(error) : 0; }
 
@@ -23,7 +24,7 @@ void MessageFrameLog::Record(const N2KMsg& msg, LineFormat::Direction direction)
     if (Framing::For(msg) == Framing::kIsoTransport) framed.addressB = CanId::kGlobal;
     std::lock_guard<std::mutex> lock(mutex_);
     frames_.clear();
-    codec_.Send(framed, std::chrono::milliseconds(0), frames_);
+    codec_->Send(framed, std::chrono::milliseconds(0), frames_);
     for (const CanFrame& frame : frames_) log_->Record(frame, direction);
 }
 

@@ -1,7 +1,9 @@
 // The recording of a network that carries whole messages (a serial gateway,
 // the virtual bus): each message is written as the CAN frames that would
 // carry it, so that `file:` replays it and the Linux CAN tools read it. A
-// recording that fails is reported and counted as FrameLog says.
+// recording that fails is reported and counted as FrameLog says. The codec
+// is built only for a recording: a gateway that records nothing, one on every
+// device of a large virtual network, carries none.
 #pragma once
 
 #include "net/can/N2KCanCodec.h"
@@ -33,7 +35,7 @@ public:
 private:
     const std::unique_ptr<FrameLog> log_;
     std::mutex mutex_;  // protects: codec_, frames_
-    N2KCanCodec codec_;
+    const std::unique_ptr<N2KCanCodec> codec_;  // null without a log
     std::vector<CanFrame> frames_;
 };
 

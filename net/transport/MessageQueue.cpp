@@ -1,49 +1,62 @@
 #include "net/transport/MessageQueue.h"
 
-#include "net/transport/N2KRecord.h"
+#include <algorithm>
+#include <cstring>
 
 namespace ferrow::net {
+namespace {
+
+// A packed record: the fields before the payload as they lie in N2KMsg
+// (pgn to length), the time stamp, then the stored payload.
+constexpr std::size_t kLead = offsetof(N2KMsg, data);
+constexpr std::size_t kHeader = kLead + sizeof(N2KMsg::timeStamp);
+
+// A corrupt length keeps its value but never reads past the data field.
+std::size_t StoredPayload(uint16_t length) { return std::min<std::size_t>(length, N2KMsg::kMaxData); }
+
+}  // namespace
 
 bool MessageQueue::Push(const N2KMsg& msg) {
+    unsigned char header[kHeader];
+    std::memcpy(header, &msg, kLead);
+    std::memcpy(header + kLead, &msg.timeStamp, sizeof msg.timeStamp);
     std::lock_guard<std::mutex> lock(mutex_);
     if (size_ >= capacity_) {
         ++dropped_;
         return false;
     }
-    const std::size_t tail = head_ + size_;
-    if (tail == blocks_.size() * kBlock) {
-        blocks_.push_back(spare_ ? std::move(spare_) : std::unique_ptr<Block>(new Block));
-    }
-    N2KRecord::Copy(&blocks_[tail / kBlock]->slots[tail % kBlock], &msg);
+    records_.Append(header, kHeader);
+    records_.Append(msg.data, StoredPayload(msg.length));
     ++size_;
     return true;
 }
 
 bool MessageQueue::Pop(N2KMsg& msg) {
+    unsigned char header[kHeader];
     std::lock_guard<std::mutex> lock(mutex_);
     if (size_ == 0) return false;
-    N2KRecord::Copy(&msg, &blocks_.front()->slots[head_]);
+    records_.Take(header, kHeader);
+    std::memcpy(&msg, header, kLead);
+    std::memcpy(&msg.timeStamp, header + kLead, sizeof msg.timeStamp);
+    records_.Take(msg.data, StoredPayload(msg.length));
     --size_;
-    // An empty queue gives back its last block too.
-    if (++head_ == kBlock || size_ == 0) {
-        spare_ = std::move(blocks_.front());
-        blocks_.pop_front();
-        head_ = 0;
-    }
     return true;
 }
 
 void MessageQueue::Clear() {
     std::lock_guard<std::mutex> lock(mutex_);
-    blocks_.clear();
-    spare_.reset();
-    head_ = 0;
+    records_.Clear();
     size_ = 0;
 }
 
 std::size_t MessageQueue::Size() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return size_;
+}
+
+std::size_t MessageQueue::ReservedBytes() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return records_.ReservedBytes();
 }
 
 uint64_t MessageQueue::Dropped() const {

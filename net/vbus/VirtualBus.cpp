@@ -7,24 +7,30 @@ namespace ferrow::net {
 
 bool VirtualBus::Member::Take(N2KMsg& msg, BusInstant now) {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (sent_.empty()) return false;
-    const BusInstant& oldest = sent_.front();
+    if (sent_.Size() == 0) return false;
+    BusInstant oldest;
+    sent_.CopyOut(&oldest, sizeof oldest);
     if (oldest.clock != nullptr && oldest.clock == now.clock && oldest.ms > now.ms) return false;
-    sent_.pop_front();
+    sent_.Take(nullptr, sizeof oldest);
     return queue_.Pop(msg);
 }
 
 uint64_t VirtualBus::Member::Dropped() const { return queue_.Dropped(); }
 
+std::size_t VirtualBus::Member::ReservedBytes() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return queue_.ReservedBytes() + sent_.ReservedBytes();
+}
+
 void VirtualBus::Member::Offer(const N2KMsg& msg, BusInstant sent) {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (queue_.Push(msg)) sent_.push_back(sent);
+    if (queue_.Push(msg)) sent_.Append(&sent, sizeof sent);
 }
 
 void VirtualBus::Member::Clear() {
     std::lock_guard<std::mutex> lock(mutex_);
     queue_.Clear();
-    sent_.clear();
+    sent_.Clear();
 }
 
 std::shared_ptr<VirtualBus> VirtualBus::Named(const std::string& name) {

@@ -8,12 +8,12 @@
 #pragma once
 
 #include "net/transport/MessageQueue.h"
+#include "platform/ChunkedBytes.h"
 
 #include <ferrow/N2KMsg.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -30,10 +30,10 @@ struct BusInstant {
 
 class VirtualBus {
 public:
-    // Messages queued per member before new ones are dropped: 7 MB of records
-    // at most, some seconds of a busy network.
+    // Messages queued per member before new ones are dropped: some seconds of
+    // a busy network. Memory follows what is queued: 160 kB when full of
+    // single frames, 7 MB only when full of the longest messages.
     static constexpr std::size_t kQueueLimit = 4096;
-
 
     // One place on a bus: the receive queue of the gateway that holds it.
     class Member {
@@ -48,6 +48,8 @@ public:
         bool Take(N2KMsg& msg, BusInstant now = {});
         // Messages lost because the queue was full, over the member's life.
         uint64_t Dropped() const;
+        // Memory held for what is queued.
+        std::size_t ReservedBytes() const;
 
     private:
         friend class VirtualBus;
@@ -57,7 +59,7 @@ public:
         // Keeps sent_ in step with queue_, which counts its own drops.
         mutable std::mutex mutex_;  // protects: queue_, sent_
         MessageQueue queue_{kQueueLimit};
-        std::deque<BusInstant> sent_;  // one per queued message
+        platform::ChunkedBytes sent_;  // a BusInstant per queued message
     };
 
     // The bus of that name, created on first use. It lives while someone

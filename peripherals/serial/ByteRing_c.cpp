@@ -3,7 +3,6 @@
 #include "peripherals/serial/ByteRing_c.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace ferrow::peripherals {
 namespace {
@@ -12,84 +11,67 @@ bool IsLineEnd(unsigned char byte) { return byte == '\n' || byte == '\r'; }
 
 }  // namespace
 
-ByteRing_c::ByteRing_c(uint32_t size) : size_(size), bytes_(new unsigned char[size]) {}
+ByteRing_c::ByteRing_c(uint32_t size) : size_(size) {}
 
 int ByteRing_c::Put(const unsigned char* data, int len) {
     if (data == nullptr || len < 0) return -1;
     std::lock_guard<std::mutex> lock(mutex_);
-    const uint32_t n = uint32_t(len);
-    if (n > size_ - count_) return -1;
-    const uint32_t first = std::min(n, size_ - write_);
-    std::memcpy(&bytes_[write_], data, first);
-    std::memcpy(&bytes_[0], data + first, n - first);
-    write_ = Advance(write_, n);
-    count_ += n;
+    if (uint32_t(len) > size_ - CountLocked()) return -1;
+    bytes_.Append(data, uint32_t(len));
     return len;
 }
 
 int ByteRing_c::Take(unsigned char* buffer, int len) {
     if (buffer == nullptr) return -1;
     std::lock_guard<std::mutex> lock(mutex_);
-    const uint32_t n = std::min(count_, Limit(len));
-    CopyOutLocked(buffer, n);
-    DropLocked(n);
+    const uint32_t n = std::min(CountLocked(), Limit(len));
+    bytes_.Take(buffer, n);
     return int(n);
 }
 
 int ByteRing_c::Peek(unsigned char* buffer, int len) {
     if (buffer == nullptr) return -1;
     std::lock_guard<std::mutex> lock(mutex_);
-    const uint32_t n = std::min(count_, Limit(len));
-    CopyOutLocked(buffer, n);
+    const uint32_t n = std::min(CountLocked(), Limit(len));
+    bytes_.CopyOut(buffer, n);
     return int(n);
 }
 
 int ByteRing_c::Skip(int len) {
     std::lock_guard<std::mutex> lock(mutex_);
-    const uint32_t n = std::min(count_, Limit(len));
-    DropLocked(n);
+    const uint32_t n = std::min(CountLocked(), Limit(len));
+    bytes_.Take(nullptr, n);
     return int(n);
 }
 
 int ByteRing_c::TakeLine(char* buffer, int size) {
     if (buffer == nullptr) return -1;
     std::lock_guard<std::mutex> lock(mutex_);
-    if (count_ == 0 || size < 2) return 0;
+    if (CountLocked() == 0 || size < 2) return 0;
     const uint32_t room = uint32_t(size) - 1;
-    const uint32_t limit = std::min(count_, room);
-    uint32_t n = 0;
-    bool ended = false;
-    for (uint32_t at = read_; n < limit && !ended; at = Advance(at, 1)) {
-        ended = IsLineEnd(bytes_[at]);
-        ++n;
-    }
+    const uint32_t limit = std::min(CountLocked(), room);
+    const std::optional<std::size_t> end = bytes_.Find(limit, IsLineEnd);
     // The caller's buffer is only written when a line is taken.
-    if (!ended && n < room) return 0;
-    CopyOutLocked(reinterpret_cast<unsigned char*>(buffer), n);
-    DropLocked(n);
+    if (!end && limit < room) return 0;
+    const uint32_t n = end ? uint32_t(*end + 1) : limit;
+    bytes_.Take(buffer, n);
     buffer[n] = '\0';
     return int(n);
 }
 
 void ByteRing_c::Empty() {
     std::lock_guard<std::mutex> lock(mutex_);
-    read_ = write_ = count_ = 0;
+    bytes_.Clear();
 }
 
 uint32_t ByteRing_c::Count() {
     std::lock_guard<std::mutex> lock(mutex_);
-    return count_;
+    return CountLocked();
 }
 
-void ByteRing_c::CopyOutLocked(unsigned char* out, uint32_t n) const {
-    const uint32_t first = std::min(n, size_ - read_);
-    std::memcpy(out, &bytes_[read_], first);
-    std::memcpy(out + first, &bytes_[0], n - first);
-}
-
-void ByteRing_c::DropLocked(uint32_t n) {
-    read_ = Advance(read_, n);
-    count_ -= n;
+std::size_t ByteRing_c::ReservedBytes() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return bytes_.ReservedBytes();
 }
 
 }  // namespace ferrow::peripherals

@@ -1,10 +1,13 @@
-// A fixed-capacity byte queue guarded by its own mutex: one direction of an
-// emulated serial line. Appends are all or nothing, so a message the firmware
-// writes is never cut in two by a full ring.
+// A bounded byte queue guarded by its own mutex: one direction of an emulated
+// serial line. Appends are all or nothing, so a message the firmware writes
+// is never cut in two by a full ring. Its bytes live in chunks taken and
+// given back as it fills and empties: a quiet port costs a chunk at most,
+// not its whole size.
 #pragma once
 
+#include "platform/ChunkedBytes.h"
+
 #include <cstdint>
-#include <memory>
 #include <mutex>
 
 namespace ferrow::peripherals {
@@ -34,23 +37,16 @@ public:
     void Empty();
     uint32_t Count();
     uint32_t Size() const { return size_; }
+    // Memory held for bytes.
+    std::size_t ReservedBytes();
 
 private:
-    // The position `n` bytes after `index`, wrapping at the end of storage.
-    uint32_t Advance(uint32_t index, uint32_t n) const {
-        return n < size_ - index ? index + n : n - (size_ - index);
-    }
     uint32_t Limit(int len) const { return len > 0 ? uint32_t(len) : 0; }
-    // Copies the oldest `n` bytes (n <= count_) without taking them.
-    void CopyOutLocked(unsigned char* out, uint32_t n) const;
-    void DropLocked(uint32_t n);
+    uint32_t CountLocked() const { return uint32_t(bytes_.Size()); }
 
     const uint32_t size_;
-    const std::unique_ptr<unsigned char[]> bytes_;
-    std::mutex mutex_;  // protects: read_, write_, count_ and the bytes they delimit
-    uint32_t read_ = 0;
-    uint32_t write_ = 0;
-    uint32_t count_ = 0;
+    std::mutex mutex_;  // protects: bytes_
+    platform::ChunkedBytes bytes_;
 };
 
 }  // namespace ferrow::peripherals

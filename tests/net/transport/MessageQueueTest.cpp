@@ -1,11 +1,13 @@
 // The one bounded queue of message records: the monitor's and generator's
 // stores, every transport's receive side and the virtual bus use it.
 #include "net/transport/MessageQueue.h"
+#include "platform/ChunkedBytes.h"
 #include "tests/net/GatewayRig.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstring>
 #include <thread>
 
@@ -81,6 +83,36 @@ TEST(MessageQueue, CopiesTheHeaderAndOnlyTheValidPayload) {
     ASSERT_TRUE(queue.Pop(out));
     EXPECT_EQ(out.length, 60000u);
     EXPECT_EQ(SeqOf(out), 2u);
+}
+
+// Records are kept as long as their messages, across chunk ends whole, and
+// a queue that was full gives its memory back as it empties.
+TEST(MessageQueue, MemoryFollowsTheBacklogAndLongRecordsCrossChunksWhole) {
+    constexpr std::size_t kChunk = ferrow::platform::ChunkedBytes::kChunk;
+    MessageQueue queue(4096);
+    for (uint32_t seq = 0; seq < 4096; ++seq) ASSERT_TRUE(queue.Push(Numbered(1, seq)));
+    EXPECT_LE(queue.ReservedBytes(), 4096 * (14 + 8) + kChunk) << "not 1,800 bytes a record";
+    N2KMsg msg;
+    while (queue.Pop(msg)) {}
+    EXPECT_LE(queue.ReservedBytes(), kChunk);
+
+    const uint16_t lengths[] = {1785, 0, 223, 1786, 1785};
+    for (uint16_t length : lengths) {
+        N2KMsg in = Numbered(2, length, length);
+        for (unsigned i = 4; i < length; ++i) in.data[i] = uint8_t(i * 13 + length);
+        ASSERT_TRUE(queue.Push(in));
+    }
+    for (uint16_t length : lengths) {
+        SCOPED_TRACE(length);
+        N2KMsg in = Numbered(2, length, length);
+        for (unsigned i = 4; i < length; ++i) in.data[i] = uint8_t(i * 13 + length);
+        ASSERT_TRUE(queue.Pop(msg));
+        EXPECT_EQ(std::memcmp(&msg, &in, offsetof(N2KMsg, data) + length), 0);
+        EXPECT_EQ(msg.timeStamp, in.timeStamp);
+    }
+    queue.Push(Numbered(1, 1));
+    queue.Clear();
+    EXPECT_EQ(queue.ReservedBytes(), 0u);
 }
 
 // One thread fills while another empties: nothing is lost or reordered

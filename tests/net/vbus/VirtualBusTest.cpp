@@ -4,6 +4,7 @@
 // owes is checked by the link contract.
 #include "net/vbus/VirtualBus.h"
 #include "net/vbus/VirtualBusTransport.h"
+#include "platform/ChunkedBytes.h"
 #include "tests/net/GatewayRig.h"
 
 #include <gtest/gtest.h>
@@ -68,6 +69,30 @@ TEST(VirtualBus, LeavingDropsTheQueueAndNothingMoreArrivesButTheCountOfDropsStay
     ASSERT_EQ(put(flood + 1), N2K_OK);
     EXPECT_EQ(Drain(*leaver), (Got{{1, flood + 1}})) << "neither the queued nor the missed message";
     EXPECT_EQ(leaver->DroppedCount(), 10u);
+}
+
+// A receiver that fell behind until its queue was full gets its memory back
+// as it catches up, the sending instants kept beside the records too, each
+// still holding back its own message.
+TEST(VirtualBus, AQueueThatWasFullGivesItsMemoryBackAsItEmpties) {
+    VirtualBus bus;
+    VirtualBus::Member from, to;
+    bus.Join(from);
+    bus.Join(to);
+    for (uint32_t seq = 0; seq < VirtualBus::kQueueLimit + 1; ++seq) {
+        bus.Send(from, Numbered(1, seq), {&bus, seq});
+    }
+    EXPECT_EQ(to.Dropped(), 1u);
+    EXPECT_LT(to.ReservedBytes(), VirtualBus::kQueueLimit * 64) << "not 1,800 bytes a record";
+    N2KMsg msg{};
+    for (uint32_t seq = 0; seq < VirtualBus::kQueueLimit; ++seq) {
+        ASSERT_FALSE(seq > 0 && to.Take(msg, {&bus, seq - 1})) << "each waits for its instant";
+        ASSERT_TRUE(to.Take(msg, {&bus, seq}));
+        ASSERT_EQ(SeqOf(msg), seq);
+    }
+    EXPECT_LE(to.ReservedBytes(), 2 * ferrow::platform::ChunkedBytes::kChunk);
+    bus.Leave(from);
+    bus.Leave(to);
 }
 
 // Records arrive as sent, but for the transport, which is what a CAN network

@@ -1,7 +1,8 @@
-// The serial byte ring on its own: wrap-around at the end of its 65,536
-// bytes, all-or-nothing appends, line takes, and lengths no caller should
-// send.
+// The serial byte ring on its own: order across its chunks and its full
+// 65,536 bytes, memory that follows what it holds, all-or-nothing appends,
+// line takes, and lengths no caller should send.
 #include "peripherals/serial/ByteRing_c.h"
+#include "platform/ChunkedBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,7 @@ using ferrow::peripherals::ByteRing_c;
 namespace {
 
 constexpr int kSize = 65536;
+constexpr std::size_t kChunk = ferrow::platform::ChunkedBytes::kChunk;
 
 // Not periodic in any power of two, so a byte out of place shows.
 std::vector<unsigned char> Pattern(int n) {
@@ -24,15 +26,16 @@ std::vector<unsigned char> Pattern(int n) {
 
 }  // namespace
 
-TEST(ByteRing_c, KeepsEveryByteInOrderAcrossTheEndOfItsStorage) {
+TEST(ByteRing_c, KeepsEveryByteInOrderWhenFullAndGivesMemoryBackWhenEmptied) {
     ByteRing_c ring(kSize);
     ASSERT_EQ(ring.Put(Pattern(60001).data(), 60001), 60001);
     ASSERT_EQ(ring.Skip(60001), 60001);
-    // 65,536 bytes starting 60,001 bytes in: the ring is full and wrapped.
+    // 65,536 bytes starting 60,001 bytes in, part way into a chunk: full.
     const auto data = Pattern(kSize);
     for (int at = 0; at < kSize; at += 4096) ASSERT_EQ(ring.Put(&data[size_t(at)], 4096), 4096);
     EXPECT_EQ(ring.Put(data.data(), 1), -1) << "one byte more does not fit";
     EXPECT_EQ(ring.Count(), uint32_t(kSize));
+    EXPECT_LE(ring.ReservedBytes(), kSize + 2 * kChunk);
     std::vector<unsigned char> peeked(kSize), out(kSize);
     ASSERT_EQ(ring.Peek(peeked.data(), kSize), kSize);
     EXPECT_TRUE(peeked == data);
@@ -40,6 +43,8 @@ TEST(ByteRing_c, KeepsEveryByteInOrderAcrossTheEndOfItsStorage) {
     ASSERT_EQ(ring.Take(out.data(), kSize), kSize - 3);
     EXPECT_EQ(std::memcmp(out.data(), &data[3], kSize - 3), 0);
     EXPECT_EQ(ring.Count(), 0u);
+    EXPECT_LE(ring.ReservedBytes(), kChunk) << "an emptied ring gives its memory back";
+    EXPECT_EQ(ByteRing_c(kSize).ReservedBytes(), 0u) << "an unused ring holds none";
 }
 
 TEST(ByteRing_c, TakesOneLineAtATimeOnlyWhenWholeOrFillingTheBuffer) {
