@@ -122,6 +122,8 @@ struct Snapshot {
 
 void BM_DemoNetwork(benchmark::State& state, Config config) {
     for (auto _ : state) {
+        // What the process held before the network: the rest is the devices'.
+        const double baseMB = StatusMegabytes("VmRSS");
         std::unique_ptr<Ferrow_Sim_c> simulation;
         if (config.virtualTime) simulation = std::make_unique<Ferrow_Sim_c>();
         const std::string name = "scale_" + std::to_string(config.devices);
@@ -162,8 +164,11 @@ void BM_DemoNetwork(benchmark::State& state, Config config) {
         const double perDeviceSecond = 1.0 / (config.devices * seconds);
 
         state.counters["cores"] = (to.cpuSeconds - from.cpuSeconds) / wallSeconds;
-        state.counters["peak_MB"] = StatusMegabytes("VmHWM");
-        state.counters["steady_MB"] = StatusMegabytes("VmRSS");
+        const double peakMB = StatusMegabytes("VmHWM"), steadyMB = StatusMegabytes("VmRSS");
+        state.counters["peak_MB"] = peakMB;
+        state.counters["steady_MB"] = steadyMB;
+        state.counters["peak_kB_per_device"] = 1024 * (peakMB - baseMB) / config.devices;
+        state.counters["steady_kB_per_device"] = 1024 * (steadyMB - baseMB) / config.devices;
         state.counters["sent_per_device_s"] = (to.messagesOut - from.messagesOut) * perDeviceSecond;
         state.counters["received_per_device_s"] = (to.messagesIn - from.messagesIn) * perDeviceSecond;
         state.counters["dropped"] = static_cast<double>(to.dropped - begun.dropped);
