@@ -108,6 +108,8 @@ int Brovik_c::Connect() {
         return -1;
     }
     transport_ = std::move(transport);
+    clock_ = ferrow::platform::ProcessClock::Bound();
+    load_ = {};
     Refresh();
     return 0;
 }
@@ -181,7 +183,7 @@ FerrowGatewayStats Brovik_c::Stats() {
     AddCounts(stats, counted_);
     Refresh();
     stats.connected = connected;
-    const uint64_t now = ferrow::platform::ProcessClock::Ms64();
+    const uint64_t now = clock_ ? clock_->Ms64() : ferrow::platform::ProcessClock::WallMs64();
     if (now - load_.ms >= kLoadWindowMs) {
         const uint64_t bits = stats.busBits - std::min(stats.busBits, load_.bits);
         load_.load = load_.ms == 0 ? 0.0 : 100.0 * bits * 1000.0 / (now - load_.ms) / kBusBitsPerSecond;

@@ -18,6 +18,10 @@
 #include <mutex>
 #include <string>
 
+namespace ferrow::platform {
+class VirtualClock;
+}
+
 class Brovik_c {
 public:
     // Room for the gateway's own keys, the emulator's keys and one per panel.
@@ -116,8 +120,11 @@ private:
     std::mutex connecting_;
     // Held through each transport call, so that DisConnect never closes the
     // transport under a message in flight.
-    mutable std::mutex mutex_;  // protects: transport_, generation_, before_, counted_, load_
+    mutable std::mutex mutex_;  // protects: transport_, clock_, generation_, before_, counted_, load_
     std::unique_ptr<ferrow::net::GatewayTransport> transport_;  // null while disconnected
+    // The clock of the thread that connected (null: wall time): the bus load
+    // is traffic over that time, whichever thread asks for it.
+    std::shared_ptr<ferrow::platform::VirtualClock> clock_;
     // Moved on by DisConnect, so that a connection made meanwhile is dropped.
     uint64_t generation_ = 0;
     // What the transports of earlier connections counted.

@@ -4,6 +4,7 @@
 #include "tests/support/TestEmulator.h"
 
 #include <ferrow/Exception.h>
+#include <ferrow/FerrowGatewayStats.h>
 #include <ferrow/Ferrow_Sim_c.h>
 #include <ferrow/Ferrow_c.h>
 
@@ -315,6 +316,26 @@ TEST(Ferrow_Sim_c, DeliversBusMessagesFromTheirSendInstantInSendOrder) {
     EXPECT_EQ(msg.data[0], 2);
     direct.Leave(from);
     direct.Leave(to);
+}
+
+TEST(Ferrow_Sim_c, MeasuresBusLoadOverVirtualTimeWhicheverThreadAsks) {
+    for (const std::string& bus : {UniqueBus(), UniqueBus() + ":can"}) {
+        SCOPED_TRACE(bus);
+        auto sender = Device::OnBus(bus, 7), receiver = Device::OnBus(bus, 1);
+        sender->onLoop = [](Device& d) { d.Send(130316, 0); };
+        receiver->onLoop = [](Device& d) { d.Receive(); };
+        Ferrow_Sim_c sim;
+        StartAll(sim, {sender.get(), receiver.get()});
+        // Read between runs, on wall time that hardly moves: the second
+        // reading is a virtual second after the first.
+        FerrowGatewayStats first{}, second{};
+        ASSERT_EQ(sim.Run(1000), 0);
+        ASSERT_EQ(sender->emu()->GetGatewayStats(&first), 0);
+        ASSERT_EQ(sim.Run(1000), 0);
+        ASSERT_EQ(sender->emu()->GetGatewayStats(&second), 0);
+        ASSERT_GT(second.busBits, first.busBits);
+        EXPECT_DOUBLE_EQ(second.busLoad, 100.0 * double(second.busBits - first.busBits) / 250000);
+    }
 }
 
 TEST(Ferrow_Sim_c, RecordsTheSameBytesOnEveryRunWithVirtualTimeStamps) {
