@@ -45,42 +45,56 @@ uint32_t AddressClaim::FreshUniqueNumber() {
     }
 }
 
-bool AddressClaim::Begin(uint8_t preferred, uint32_t nowMs) {
-    uint8_t address = 0;
-    const unsigned start = preferred <= kMaxAddress ? preferred : kDefaultAddress;
-    if (!NextFree(start, address)) {
-        address_ = pgn::kNullAddress;
-        return false;
-    }
-    Take(address, nowMs);
-    return true;
+uint8_t AddressClaim::Home() const {
+    return static_cast<uint8_t>((name_ & kUniqueNumberMask) % kAddresses);
+}
+
+bool AddressClaim::Begin(uint8_t preferred) {
+    return TakeFree(preferred <= kMaxAddress ? preferred : kDefaultAddress) == Outcome::kMoved;
 }
 
 AddressClaim::Outcome AddressClaim::OnClaim(uint8_t source, uint64_t name, uint32_t nowMs) {
+    heardClaimAtMs_ = nowMs;
     // A node that moves or gives up no longer holds its old address.
     Forget(name);
-    if (source > kMaxAddress) return Outcome::kNone;
-    if (source != address_) {
+    if (source <= kMaxAddress && source != address_) {
         others_[source] = name;
         held_.set(source);
-        return Outcome::kNone;
     }
-    if (name_ < name) return Outcome::kDefend;
+    if (!HasAddress()) {
+        // Without an address, one this claim freed is ours to try.
+        uint8_t freed = 0;
+        return NextFree(Home(), freed) ? TakeFree(freed) : Outcome::kNone;
+    }
+    if (source != address_) return Outcome::kNone;
+    if (name_ < name) {
+        owed_ = true;
+        return Outcome::kDefend;
+    }
     // An equal NAME is a node just like us: yielding ends the contest, as
     // both defending would never end.
     others_[source] = name;
     held_.set(source);
-    uint8_t next = 0;
-    if (!NextFree(address_ + 1u, next)) {
-        address_ = pgn::kNullAddress;
-        return Outcome::kGaveUp;
-    }
-    Take(next, nowMs);
-    return Outcome::kMoved;
+    return TakeFree(Home());
+}
+
+void AddressClaim::OnMessage(uint8_t source, uint32_t nowMs) {
+    if (!HasAddress() || source != address_) return;
+    if (reclaimedAtMs_ && nowMs - *reclaimedAtMs_ < kReclaimIntervalMs) return;
+    reclaimedAtMs_ = nowMs;
+    owed_ = true;
+}
+
+void AddressClaim::Sent(uint32_t nowMs) {
+    owed_ = false;
+    if (HasAddress() && !claimedAtMs_) claimedAtMs_ = nowMs;
 }
 
 bool AddressClaim::Ready(uint32_t nowMs) const {
-    return HasAddress() && static_cast<uint32_t>(nowMs - claimedAtMs_) >= kClaimHoldMs;
+    if (!HasAddress() || !claimedAtMs_) return false;
+    const uint32_t held = nowMs - *claimedAtMs_;
+    const bool quiet = !heardClaimAtMs_ || nowMs - *heardClaimAtMs_ >= kClaimHoldMs;
+    return held >= kClaimHoldMs && (quiet || held >= kQuietLimitMs);
 }
 
 bool AddressClaim::NextFree(unsigned start, uint8_t& out) const {
@@ -100,9 +114,16 @@ void AddressClaim::Forget(uint64_t name) {
     }
 }
 
-void AddressClaim::Take(uint8_t address, uint32_t nowMs) {
+AddressClaim::Outcome AddressClaim::TakeFree(unsigned start) {
+    owed_ = true;
+    claimedAtMs_.reset();
+    uint8_t address = 0;
+    if (!NextFree(start, address)) {
+        address_ = pgn::kNullAddress;
+        return Outcome::kGaveUp;
+    }
     address_ = address;
-    claimedAtMs_ = nowMs;
+    return Outcome::kMoved;
 }
 
 }  // namespace monitor

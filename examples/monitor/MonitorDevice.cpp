@@ -255,12 +255,12 @@ int MonitorDevice::AppInit() {
     std::lock_guard<std::mutex> lock(mutex_);
     const uint8_t stored = settings_.Address();
     trafficStarted_ = false;
-    if (claim_.Begin(stored, emu_->t_get_1ms()) && claim_.Address() != stored) {
+    if (claim_.Begin(stored) && claim_.Address() != stored) {
         console_.Print("address %u taken, claiming %u", stored, claim_.Address());
         settings_.SetAddress(claim_.Address());
     }
     address_ = claim_.Address();
-    SendClaim();
+    SendOwedClaim(emu_->t_get_1ms());
     return 0;
 }
 
@@ -276,6 +276,7 @@ void MonitorDevice::Tick() {
 
 void MonitorDevice::Loop() {
     std::lock_guard<std::mutex> lock(mutex_);
+    loops_.fetch_add(1, std::memory_order_relaxed);
     const uint32_t now = emu_->t_get_1ms();
     console_.Poll([this](char* line) { RunCommand(line); });
     ReleaseButton(now);
@@ -284,7 +285,8 @@ void MonitorDevice::Loop() {
     ServiceAlarm();
     Receive(now);
     ServiceClaim(now);
-    if (trafficStarted_) SendPeriodic(now);
+    // A claim still owed goes before our traffic into what the network takes.
+    if (trafficStarted_ && !claim_.Owed()) SendPeriodic(now);
 }
 
 void MonitorDevice::ServiceButton() {
@@ -315,11 +317,15 @@ void MonitorDevice::Receive(uint32_t nowMs) {
         N2KMsg msg;
         if (emu_->GetMsg(&msg) != N2K_OK) return;
         if (msg.length > N2KMsg::kMaxData) continue;
-        const bool forUs = msg.addressB == pgn::kGlobal ||
-                           (claim_.HasAddress() && msg.addressB == claim_.Address());
         if (msg.pgn == pgn::kAddressClaim) {
             OnAddressClaim(msg, nowMs);
-        } else if (msg.pgn == pgn::kIsoRequest && forUs) {
+            continue;
+        }
+        // From our address: its sender never heard our claim, or we missed its.
+        claim_.OnMessage(msg.addressA, nowMs);
+        const bool forUs = msg.addressB == pgn::kGlobal ||
+                           (claim_.HasAddress() && msg.addressB == claim_.Address());
+        if (msg.pgn == pgn::kIsoRequest && forUs) {
             OnIsoRequest(msg);
         } else if (msg.pgn == pgn::kGroupFunction && forUs && claim_.HasAddress()) {
             OnGroupFunction(msg);
@@ -334,21 +340,22 @@ void MonitorDevice::OnAddressClaim(const N2KMsg& msg, uint32_t nowMs) {
     const uint8_t lost = claim_.Address();
     switch (claim_.OnClaim(msg.addressA, name, nowMs)) {
     case AddressClaim::Outcome::kNone:
-        return;
     case AddressClaim::Outcome::kDefend:
-        break;
+        return;
     case AddressClaim::Outcome::kMoved:
-        console_.Print("address %u taken, claiming %u", lost, claim_.Address());
+        if (lost == pgn::kNullAddress) {
+            console_.Print("address %u freed, claiming it", claim_.Address());
+        } else {
+            console_.Print("address %u taken, claiming %u", lost, claim_.Address());
+        }
         settings_.SetAddress(claim_.Address());
-        trafficStarted_ = false;
         break;
     case AddressClaim::Outcome::kGaveUp:
         console_.Print("address %u taken, no address left", lost);
-        trafficStarted_ = false;
         break;
     }
+    trafficStarted_ = false;
     address_ = claim_.Address();
-    SendClaim();
 }
 
 void MonitorDevice::OnIsoRequest(const N2KMsg& msg) {
@@ -357,7 +364,7 @@ void MonitorDevice::OnIsoRequest(const N2KMsg& msg) {
     if (!in.U24(requested)) return;
     // Even without an address a node answers this one, with "cannot claim".
     if (requested == pgn::kAddressClaim) {
-        SendClaim();
+        claim_.Owe();
         return;
     }
     if (!claim_.HasAddress()) return;
@@ -388,6 +395,7 @@ void MonitorDevice::OnGroupFunction(const N2KMsg& msg) {
 }
 
 void MonitorDevice::ServiceClaim(uint32_t nowMs) {
+    SendOwedClaim(nowMs);
     if (trafficStarted_ || !claim_.Ready(nowMs)) return;
     trafficStarted_ = true;
     console_.Print("address %u claimed", claim_.Address());
@@ -409,7 +417,7 @@ void MonitorDevice::SendNow(uint32_t pgn, uint8_t destination, int temperatureSo
     N2KMsg msg;
     switch (pgn) {
     case pgn::kAddressClaim:
-        SendClaim();
+        claim_.Owe();
         return;
     case pgn::kPgnList:
         N2kEncode::PgnList(msg, N2kEncode::kTransmitList, kTransmitList, std::size(kTransmitList),
@@ -460,13 +468,15 @@ void MonitorDevice::SendTemperatures(uint8_t sid, int onlySource) {
     }
 }
 
-void MonitorDevice::SendClaim() {
+void MonitorDevice::SendOwedClaim(uint32_t nowMs) {
+    if (!claim_.Owed()) return;
     N2KMsg msg;
     N2kEncode::AddressClaim(msg, claim_.Name(), claim_.Address());
-    Send(msg);
+    // Refused for now, it goes again on the next pass.
+    if (Send(msg) != N2K_TX_BUSY) claim_.Sent(nowMs);
 }
 
-void MonitorDevice::Send(N2KMsg& msg) { emu_->PutMsg(&msg); }
+N2KStatus MonitorDevice::Send(N2KMsg& msg) { return emu_->PutMsg(&msg); }
 
 uint8_t MonitorDevice::NextSid() {
     const uint8_t sid = sid_;
@@ -483,7 +493,7 @@ void MonitorDevice::SetUniqueNumber(uint32_t number) {
     settings_.SetUniqueNumber(number);
     // Other nodes learn the new NAME from a claim of the address we hold.
     claim_.SetName(AddressClaim::MakeName(settings_.UniqueNumber()));
-    SendClaim();
+    claim_.Owe();
 }
 
 void MonitorDevice::RunCommand(char* line) {

@@ -14,6 +14,7 @@
 #include "Settings.h"
 
 #include <ferrow/CWnd.h>
+#include <ferrow/N2KStatus.h>
 
 #include <atomic>
 #include <cstdint>
@@ -56,6 +57,11 @@ public:
 
     // The claimed address, 254 while there is none.
     unsigned char SourceAddress() const { return address_.load(); }
+    // The address is held and the scheduled traffic has started from it;
+    // false again while a new one is claimed. From any thread.
+    bool Settled() const { return trafficStarted_.load(std::memory_order_relaxed); }
+    // Passes of the main loop so far, from any thread: cheap enough to poll.
+    uint64_t LoopCount() const { return loops_.load(std::memory_order_relaxed); }
     unsigned char Instance() const { return instance_.load(); }
 
 private:
@@ -81,9 +87,10 @@ private:
     void SendPeriodic(uint32_t nowMs);
     // Sends the messages of `pgn` now, to `destination` where it is addressable.
     void SendNow(uint32_t pgn, uint8_t destination, int temperatureSource = -1);
-    void SendClaim();
+    // The claim owed, if any; one that the network refuses stays owed.
+    void SendOwedClaim(uint32_t nowMs);
     void SendTemperatures(uint8_t sid, int onlySource);
-    void Send(N2KMsg& msg);
+    N2KStatus Send(N2KMsg& msg);
     void SetInstance(uint8_t instance);
     void SetUniqueNumber(uint32_t number);
     void ApplyBacklight();
@@ -110,7 +117,7 @@ private:
     std::optional<uint32_t> uniqueArgument_;
     std::optional<std::string> badUniqueArgument_;
     bool mainRan_ = false;
-    bool trafficStarted_ = false;
+    std::atomic<bool> trafficStarted_{false};
     bool alarm_ = false;
     uint8_t sid_ = 0;
     uint8_t heartbeatSequence_ = 0;
@@ -127,5 +134,6 @@ private:
     std::optional<uint32_t> releaseButtonAtMs_;
 
     std::atomic<unsigned char> address_;
+    std::atomic<uint64_t> loops_{0};
     std::atomic<unsigned char> instance_{0};
 };

@@ -22,6 +22,9 @@ static_assert(monitor::kAdcEngineRoom == 0 && monitor::kAdcSea == 1 && monitor::
                   monitor::kPinButton == 4 && monitor::kPinLed == 5 && monitor::kPinBacklight == 6,
               "the board's ADC channel ids and pins");
 
+// Where the rig's device moves when it loses 35: its unique number modulo 252.
+constexpr uint8_t kHome = kUnique % 252;
+
 constexpr long MilliKelvin(long tenthsCelsius) { return 273150 + tenthsCelsius * 100; }
 
 std::function<void(Unit&)> SerialNumber(unsigned long serial) {
@@ -53,34 +56,6 @@ void ExpectAllAfter(const MonitorRig& rig, unsigned long ms, const Match& ok) {
         if (h.ms <= ms) continue;
         EXPECT_TRUE(ok(h.msg)) << h.msg.pgn << " from " << int(h.msg.addressA) << " at " << h.ms;
     }
-}
-
-// Every booted device holds an address of its own, from 35 up without a gap,
-// the lowest NAME at 35; each sent from it in the last second, and stored it
-// with the unique number its NAME carries.
-void ExpectSettled(MonitorRig& rig) {
-    std::map<int, uint64_t> nameAt;  // from the newest claim of each address
-    for (const Heard& h : rig.Of(kClaimPgn)) nameAt[h.msg.addressA] = Le(h.msg, 0, 8);
-    std::set<int> expected;
-    std::set<int> addresses;
-    std::set<uint32_t> uniques;
-    uint64_t lowest = ~0ull;
-    for (std::size_t i = 0; i < rig.Size(); ++i) {
-        expected.insert(int(kDefaultAddress + i));
-        const int address = rig[i].device->SourceAddress();
-        addresses.insert(address);
-        const std::vector<uint8_t> record = rig[i].Record();
-        EXPECT_EQ(record[3], address) << "device " << i << " did not store its address";
-        EXPECT_EQ(nameAt[address] & kUniqueMask, UniqueIn(record)) << "device " << i;
-        uniques.insert(UniqueIn(record));
-        lowest = std::min(lowest, nameAt[address]);
-    }
-    EXPECT_EQ(addresses, expected);
-    EXPECT_EQ(uniques.size(), rig.Size()) << "two devices with one unique number";
-    EXPECT_EQ(nameAt[kDefaultAddress], lowest);
-    std::set<int> senders;
-    for (const Heard& h : rig.Of(kEnginePgn, rig.Now() - 1000)) senders.insert(h.msg.addressA);
-    EXPECT_EQ(senders, expected);
 }
 
 // One device's scheduled traffic, checked message by message as it is heard:
@@ -243,83 +218,130 @@ TEST(MonitorDevice, ClaimsDefendsAndGivesWayByName) {
     rig.Run(1000);
     EXPECT_TRUE(d.Printed("Ferrow demo monitor 1.0.0"));
     EXPECT_TRUE(d.Printed("address 35 claimed"));
+    // The one claim heard after `since`, from `address` with our NAME: when it came.
+    const auto oneClaim = [&](unsigned long since, uint8_t address) {
+        const std::vector<Heard> claims = rig.Of(kClaimPgn, since + 1);
+        EXPECT_EQ(claims.size(), 1u) << "claims after " << since << " ms";
+        if (claims.empty()) return 0ul;
+        ExpectClaim(claims.back().msg, address, name);
+        return claims.back().ms;
+    };
+    const auto askForClaims = [&](uint8_t to) {
+        const unsigned long asked = rig.Now();
+        EXPECT_EQ(d.Emu()->n2kGen->PutISORequest(kClaimPgn, kTool, to, 0), 1);
+        rig.Run(30);
+        return asked;
+    };
 
-    // A higher NAME on our address: we claim again and stay.
+    // Higher NAMEs on our address, five in one pass: one claim answers them all, and we stay.
     unsigned long t = rig.Now();
-    rig.Send(Claim(kDefaultAddress, ~0ull));
+    for (uint64_t higher = 1; higher <= 5; ++higher) {
+        rig.Send(Claim(kDefaultAddress, ~0ull - higher));
+    }
     rig.Run(50);
-    EXPECT_FALSE(rig.Of(kClaimPgn, t + 1).empty());
-    EXPECT_EQ(d.device->SourceAddress(), kDefaultAddress);
+    oneClaim(t, kDefaultAddress);
 
-    // A lower NAME takes it: we move on, past an address already claimed, and store the new one.
-    rig.Send(Claim(36, 0x100));
+    // A lower NAME takes it: we move on from our home address (the unique number modulo 252),
+    // past one already claimed, and store the new one.
+    const uint8_t home = uint8_t((kSerial & kUniqueMask) % 252);
+    const uint8_t moved = home + 1;
+    ASSERT_NE(home, kDefaultAddress);
+    ASSERT_NE(moved, kDefaultAddress);
+    rig.Send(Claim(home, 0x100));
     rig.Run(50);
     t = rig.Now();
     rig.Send(Claim(kDefaultAddress, 0x200));
     rig.Run(500);
-    EXPECT_EQ(d.device->SourceAddress(), 37);
-    const std::vector<Heard> moved = rig.Of(kClaimPgn, t + 1);
-    ASSERT_FALSE(moved.empty());
-    ExpectClaim(moved.front().msg, 37, name);
-    ExpectAllAfter(rig, t, [](const N2KMsg& m) { return m.addressA == 37; });
-    EXPECT_TRUE(d.Printed("address 35 taken, claiming 37"));
-    EXPECT_EQ(d.Record(), Settings(37, 0, 0, kSerial & kUniqueMask));
+    EXPECT_EQ(d.device->SourceAddress(), moved);
+    oneClaim(t, moved);
+    ExpectAllAfter(rig, t, [&](const N2KMsg& m) { return m.addressA == moved; });
+    EXPECT_TRUE(d.Printed("address 35 taken, claiming " + std::to_string(moved)));
+    EXPECT_EQ(d.Record(), Settings(moved, 0, 0, kSerial & kUniqueMask));
 
     // An ISO request for 60928, to all or to us: our claim, to all.
-    for (uint8_t to : {kGlobal, uint8_t(37)}) {
-        const std::vector<Heard> claims = rig.Answers(kClaimPgn, [&] {
-            EXPECT_EQ(d.Emu()->n2kGen->PutISORequest(kClaimPgn, kTool, to, 0), 1);
-        });
-        ASSERT_EQ(claims.size(), 1u) << "request to " << int(to);
-        ExpectClaim(claims[0].msg, 37, name);
-    }
+    for (uint8_t to : {kGlobal, moved}) oneClaim(askForClaims(to), moved);
 
-    // Every other address taken, then ours: it says it cannot claim and falls silent.
+    // Another node sends from our address without having claimed it where we heard: our claim
+    // again, but not more than once a second however much it sends.
+    const N2KMsg intruder =
+        Message(kHeartbeatPgn, 7, moved, kGlobal, 1, {0x70, 0x17, 0, 0xC0, 0xFF, 0xFF, 0xFF, 0xFF});
+    for (const std::size_t expected : {1u, 0u, 0u, 1u}) {
+        t = rig.Now();
+        rig.Send(intruder);
+        rig.Run(50);
+        EXPECT_EQ(rig.Of(kClaimPgn, t + 1).size(), expected) << "at " << t << " ms";
+        rig.Run(440);
+    }
+    EXPECT_EQ(d.device->SourceAddress(), moved);
+
+    // Every other address taken, then ours: it says it cannot claim and falls silent, but
+    // still answers a request.
     for (int address = 0; address <= 251; ++address) {
-        if (address != 37) rig.Send(Claim(uint8_t(address), 0x1000 + address));
+        if (address != moved) rig.Send(Claim(uint8_t(address), 0x1000 + address));
     }
     rig.Run(3000);
-    EXPECT_EQ(d.device->SourceAddress(), 37);
+    EXPECT_EQ(d.device->SourceAddress(), moved);
     t = rig.Now();
-    rig.Send(Claim(37, 0x300));
+    rig.Send(Claim(moved, 0x300));
     rig.Run(3000);
     EXPECT_EQ(d.device->SourceAddress(), kCannotClaim);
-    const std::vector<Heard> last = rig.Of(kClaimPgn, t + 1);
-    ASSERT_FALSE(last.empty());
-    EXPECT_EQ(last.back().msg.addressA, kCannotClaim);
+    oneClaim(t, kCannotClaim);
+    EXPECT_TRUE(d.Printed("address " + std::to_string(moved) + " taken, no address left"));
+    oneClaim(askForClaims(kGlobal), kCannotClaim);
     ExpectAllAfter(rig, t, [](const N2KMsg& m) { return m.pgn == kClaimPgn; });
+
+    // A node that moves away frees its address: claimed, stored, and traffic from it 250 ms on.
+    t = rig.Now();
+    rig.Send(Claim(kCannotClaim, 0x1000 + 77));
+    rig.Run(1000);
+    EXPECT_EQ(d.device->SourceAddress(), 77);
+    EXPECT_TRUE(d.Printed("address 77 freed, claiming it"));
+    EXPECT_EQ(d.Record()[3], 77);
+    const unsigned long retaken = oneClaim(t, 77);
+    const std::vector<Heard> engine = rig.Of(kEnginePgn, t + 1);
+    ASSERT_FALSE(engine.empty());
+    EXPECT_EQ(engine.front().ms, retaken + 250);
+    EXPECT_EQ(engine.front().msg.addressA, 77);
 }
 
-TEST(MonitorDevice, TwoDevicesWithDefaultSettingsHaveTwoNamesAndTwoAddresses) {
-    MonitorRig rig(2);
-    rig[0].args.clear();
-    rig[1].args.clear();
-    rig.Start(2000);
-    ExpectSettled(rig);
-}
-
-TEST(MonitorDevice, TwentyFreshDevicesClaimTwentyAddressesAndStoreThemForTheNextStart) {
-    constexpr std::size_t kDevices = 20;
-    // Unique numbers out of the order of start: the lowest NAME is the twelfth to claim.
-    const auto unique = [](std::size_t i) { return uint32_t(100 + (i * 7 + 3) % kDevices); };
-    MonitorRig rig(kDevices);
-    for (std::size_t i = 0; i < kDevices; ++i) {
-        rig[i].args = {"--unique", std::to_string(unique(i))};
-    }
-    rig.Start(3000);
-    ExpectSettled(rig);
-    EXPECT_EQ(rig[11].device->SourceAddress(), kDefaultAddress);
-    std::vector<std::vector<uint8_t>> records;
-    for (std::size_t i = 0; i < kDevices; ++i) {
-        records.push_back(rig[i].Record());
-        EXPECT_EQ(UniqueIn(records.back()), unique(i)) << i;
-    }
-
-    // Restarted, each claims the address it stored at once, and no one contests it.
+// On a CAN bus that another node keeps full, the device's transmit queue fills and the network
+// refuses its answer to a request for its claim: the claim goes, once, when there is room.
+TEST(MonitorDevice, AClaimRefusedByAFullBusGoesWhenThereIsRoom) {
+    MonitorRig rig(1, "", true);
+    Unit& d = rig[0];
     rig.Start(1000);
-    EXPECT_EQ(rig.Of(kClaimPgn, 1).size(), 0u);
-    ExpectSettled(rig);
-    for (std::size_t i = 0; i < kDevices; ++i) EXPECT_EQ(rig[i].Record(), records[i]) << i;
+    const uint64_t name = Le(rig.Last(kClaimPgn), 0, 8);
+    // Frames at priority 0 that win every arbitration, the tool's queue topped up as it drains.
+    const N2KMsg noise = Message(130312, 0, kTool, kGlobal, 1, std::vector<uint8_t>(8, 0x55));
+    const auto flood = [&](unsigned long ms) {
+        for (unsigned long run = 0; run < ms; run += 50) {
+            while (rig.Offer(noise) == N2K_OK) {
+            }
+            rig.Run(50);
+        }
+    };
+    flood(100);
+    // Its answers to requests for its product information (20 frames each), then NAKs (one
+    // frame each) to the last frame, fill its queue.
+    Ferrow_N2K_Gen_c* gen = d.Emu()->n2kGen;
+    for (int i = 0; i < 100; ++i) {
+        const uint32_t pgn = i < 70 ? kProductInfoPgn : 129029;
+        EXPECT_EQ(gen->PutISORequest(pgn, kTool, kDefaultAddress, 0), 1);
+        if (i % 10 == 9) flood(50);
+    }
+    const unsigned long asked = rig.Now();
+    EXPECT_EQ(gen->PutISORequest(kClaimPgn, kTool, kGlobal, 0), 1);
+    flood(500);
+    FerrowGatewayStats stats{};
+    ASSERT_EQ(d.Emu()->GetGatewayStats(&stats), 0);
+    EXPECT_GT(stats.refused, 0u) << "the bus never refused it";
+    EXPECT_TRUE(rig.Of(kClaimPgn, asked).empty()) << "not refused: the bus had room";
+
+    rig.Run(5000);
+    const std::vector<Heard> claims = rig.Of(kClaimPgn, asked);
+    ASSERT_EQ(claims.size(), 1u);
+    ExpectClaim(claims[0].msg, kDefaultAddress, name);
+    EXPECT_FALSE(rig.Of(kEnginePgn, claims[0].ms).empty()) << "its traffic did not resume";
 }
 
 TEST(MonitorDevice, AnswersIsoRequests) {
@@ -492,6 +514,7 @@ TEST(MonitorDevice, AnHourOfTrafficKeepsItsScheduleToTheMillisecond) {
     };
     gatewayLine();
     rig.Run(3599000);
+    EXPECT_EQ(rig[0].device->LoopCount(), 3600000u / kPace);
     EXPECT_EQ(claims, 1u);
     schedule.Expect({35998, 2400, 1800, 1800, 1800, 60});
     const std::string line = gatewayLine();
@@ -520,9 +543,10 @@ TEST(MonitorDevice, TwoDevicesRunADayWithExactHeartbeatsAcrossTheClockWraps) {
     MonitorRig rig(2);
     rig[0].args = {"--unique", "7"};
     rig[1].args = {"--unique", "9"};
-    // Both start at 35: the second moves to 36 at its first loop, and its traffic waits 250 ms
-    // from there.
-    std::map<int, ScheduleCheck> schedules = {{35, ScheduleCheck(250)}, {36, ScheduleCheck(255)}};
+    // Both start at 35: at its first loop the second moves to its home, 9 (its unique number
+    // modulo 252), and each starts its traffic 250 ms after the last claim it heard: the first
+    // hears the move at its next loop.
+    std::map<int, ScheduleCheck> schedules = {{35, ScheduleCheck(260)}, {9, ScheduleCheck(255)}};
     std::vector<std::tuple<unsigned long, int, uint32_t>> claims;  // when, from, unique number
     rig.hear = [&](const Heard& h) {
         if (h.msg.pgn == kClaimPgn) {
@@ -539,15 +563,15 @@ TEST(MonitorDevice, TwoDevicesRunADayWithExactHeartbeatsAcrossTheClockWraps) {
     rig.Run(kDay - rig.Now());
     // The one with the higher NAME claims, gives way and claims the next; the other defends.
     EXPECT_EQ(claims, (std::vector<std::tuple<unsigned long, int, uint32_t>>{
-                          {0, 35, 7}, {0, 35, 9}, {kPace, 35, 7}, {kPace, 36, 9}}));
-    for (const auto& [address, first] : {std::pair{35, 250ul}, std::pair{36, 255ul}}) {
+                          {0, 35, 7}, {0, 35, 9}, {kPace, 35, 7}, {kPace, 9, 9}}));
+    for (const auto& [address, first] : {std::pair{35, 260ul}, std::pair{9, 255ul}}) {
         const unsigned long temperatures = sends(first, 2000);
         schedules.at(address).Expect({sends(first, 100), sends(first, 1500), temperatures,
                                       temperatures, temperatures, sends(first, 60000)});
     }
     if (kDay == 24ul * 3600 * 1000) {
-        EXPECT_EQ(sends(250, 100), 863998u);
-        EXPECT_EQ(sends(250, 60000), 1440u);
+        EXPECT_EQ(sends(260, 100), 863998u);
+        EXPECT_EQ(sends(260, 60000), 1440u);
     }
     for (std::size_t i = 0; i < 2; ++i) {
         Ferrow_c& emu = *rig[i].Emu();
@@ -717,8 +741,8 @@ TEST(MonitorDevice, RestartKeepsSettingsAndABadImageGivesDefaults) {
     Press(rig, 50);
     rig.Send(Claim(kDefaultAddress, 0x10));
     rig.Run(300);
-    ASSERT_EQ(d.device->SourceAddress(), 36);
-    EXPECT_EQ(d.Record(), Settings(36, 12, 2));
+    ASSERT_EQ(d.device->SourceAddress(), kHome);
+    EXPECT_EQ(d.Record(), Settings(kHome, 12, 2));
 
     // Boots on the image and claims, reports and lights what it holds.
     const auto boot = [&](int address, int instance, unsigned long duty) {
@@ -735,8 +759,8 @@ TEST(MonitorDevice, RestartKeepsSettingsAndABadImageGivesDefaults) {
     };
     // Without a command line the stored unique number stays.
     d.args.clear();
-    boot(36, 12, 10000);
-    EXPECT_EQ(d.Record(), Settings(36, 12, 2));
+    boot(kHome, 12, 10000);
+    EXPECT_EQ(d.Record(), Settings(kHome, 12, 2));
 
     d.args = {"--unique"};
     std::vector<uint8_t> badChecksum = Settings(77, 5, 2);

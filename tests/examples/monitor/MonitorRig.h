@@ -1,8 +1,8 @@
 // Demo devices on a network of their own, in virtual time: each with its
 // files in a fresh directory, its bench and its serial console read line by
-// line, all in one simulation; on the virtual bus a plain emulator is the
-// tool that hears (at the instant they were sent) the messages and sends
-// its own.
+// line, all in one simulation; on the bus a plain emulator in the same
+// simulation is the tool that hears (at the instant they were sent) the
+// messages and sends its own.
 #pragma once
 
 #include "Bench.h"
@@ -207,12 +207,16 @@ private:
 
 class MonitorRig {
 public:
-    // `devices` units on a virtual bus of their own; with `logFile` the first
-    // records its traffic there.
-    explicit MonitorRig(std::size_t devices = 1, const std::string& logFile = "")
-        : network_("vbus:monitor_" + std::to_string(::getpid()) + "_" + std::to_string(buses_++)),
-          node_(TestEmulator::OnBus(network_)) {
-        EXPECT_EQ((*node_)->Connect(), 0);
+    // `devices` units on a virtual bus of their own, with `canBus` a CAN bus;
+    // with `logFile` the first records its traffic there.
+    explicit MonitorRig(std::size_t devices = 1, const std::string& logFile = "",
+                        bool canBus = false)
+        : network_("vbus:monitor_" + std::to_string(::getpid()) + "_" + std::to_string(buses_++) +
+                   (canBus ? ":can" : "")),
+          // Connected by the simulation it joins, so that it keeps its time,
+          // as a CAN bus requires of every member.
+          node_(std::make_unique<TestEmulator>(
+              nullptr, 0, nullptr, "GW_PORT_NAME=\"" + network_ + "\"\nAUTO_CONN=1\n")) {
         for (std::size_t i = 0; i < devices; ++i) {
             units_.push_back(std::make_unique<Unit>(network_, i == 0 ? logFile : ""));
         }
@@ -228,6 +232,7 @@ public:
         Shutdown();
         heard.clear();
         sim_ = std::make_unique<Ferrow_Sim_c>();
+        EXPECT_EQ(sim_->Add(node_->emu.get()), 0);
         for (auto& unit : units_) unit->Build(sim_.get(), prepare);
         sim_->SetStepFunction(&StepEntry, this);
         EXPECT_EQ(sim_->Start(0, nullptr), 0);
@@ -244,6 +249,7 @@ public:
     // steps the benches.
     void BootOnThreads() {
         Shutdown();
+        EXPECT_EQ((*node_)->Connect(), 0);
         for (auto& unit : units_) {
             unit->Build(nullptr, {});
             unit->bench = std::make_unique<Bench>(*unit->device);
@@ -301,7 +307,9 @@ public:
         for (auto& unit : units_) unit->CollectConsole();
     }
 
-    void Send(N2KMsg msg) { EXPECT_EQ((*node_)->PutMsg(&msg), N2K_OK); }
+    void Send(N2KMsg msg) { EXPECT_EQ(Offer(msg), N2K_OK); }
+    // The status too: a CAN bus's queue may be full.
+    N2KStatus Offer(N2KMsg msg) { return (*node_)->PutMsg(&msg); }
 
     // Messages heard of `pgn` from `since` on that `match` (if given) accepts.
     std::vector<Heard> Of(uint32_t pgn, unsigned long since = 0, const Match& match = {}) const {

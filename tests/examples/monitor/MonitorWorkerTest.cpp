@@ -45,6 +45,9 @@ TEST(MonitorWorker, RunsOnItsThreadsWhileOperatorAndNetworkPushIn) {
                    }).empty();
     };
 
+    // Read from this thread while the worker runs the loop.
+    EXPECT_TRUE(Eventually([&] { return d.device->Settled() && d.device->LoopCount() > 50; },
+                           kPatience));
     EXPECT_TRUE(Eventually([&] { return sent(kClaimPgn) && sent(kTemperaturePgn); }, kPatience));
     EXPECT_TRUE(Eventually([&] { return d.device->Instance() == 7; }, kPatience));
 
