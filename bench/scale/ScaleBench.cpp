@@ -62,16 +62,6 @@ double ProcessCpuSeconds() {
     return now.tv_sec + now.tv_nsec * 1e-9;
 }
 
-// The device's loop passes, where it counts them; 0 where it does not.
-template <typename Device>
-auto LoopsOf(const Device& device, int) -> decltype(static_cast<uint64_t>(device.LoopCount())) {
-    return device.LoopCount();
-}
-template <typename Device>
-uint64_t LoopsOf(const Device&, long) {
-    return 0;
-}
-
 // The network's time: a simulation's virtual clock, advanced here, or the
 // wall clock, waited for.
 class RunClock {
@@ -109,7 +99,7 @@ struct Snapshot {
             dropped += stats.dropped;
             refused += stats.refused;
             busBits = std::max(busBits, stats.busBits);
-            loops += LoopsOf(network.Device(i), 0);
+            loops += network.Device(i).LoopCount();
         }
         cpuSeconds = ProcessCpuSeconds();
         wall = std::chrono::steady_clock::now();

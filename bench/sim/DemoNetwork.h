@@ -46,12 +46,12 @@ public:
             options.configFile = config.c_str();
             options.simulation = simulation;
             devices_.push_back(std::make_unique<MonitorDevice>(options));
-            tallies_.push_back(std::make_unique<Tally>());
-            devices_.back()->Emulator()->AddPutMsgMonitor(tallies_.back().get(), &Count);
+            sent_.push_back(std::make_unique<std::atomic<uint64_t>>(0));
+            devices_.back()->Emulator()->AddPutMsgMonitor(sent_.back().get(), &Count);
         }
     }
 
-    // The devices go first: their workers write to the tallies.
+    // The devices go first: their workers count what they send.
     ~DemoNetwork() {
         devices_.clear();
         std::error_code ignored;
@@ -80,15 +80,15 @@ public:
     // Messages the devices have put on the bus.
     uint64_t Sent() const {
         uint64_t sent = 0;
-        for (const auto& tally : tallies_) sent += tally->sent.load(std::memory_order_relaxed);
+        for (const auto& count : sent_) sent += count->load(std::memory_order_relaxed);
         return sent;
     }
 
     // Every device holds an address, sends its traffic from it, and no two
     // hold the same one.
     bool Settled() const {
-        for (const auto& tally : tallies_) {
-            if (!tally->traffic.load(std::memory_order_relaxed)) return false;
+        for (const auto& device : devices_) {
+            if (!device->Settled()) return false;
         }
         const auto addresses = Addresses();
         return addresses.size() == devices_.size() && !addresses.count(monitor::pgn::kNullAddress);
@@ -110,18 +110,8 @@ public:
     }
 
 private:
-    // Written by the device's worker as it puts, read by the bench.
-    struct Tally {
-        std::atomic<uint64_t> sent{0};
-        // Its last message was not an address claim: after a claim, a device
-        // sends nothing else until the address is its own.
-        std::atomic<bool> traffic{false};
-    };
-
-    static int Count(void* tally, N2KMsg* msg) {
-        auto& counts = *static_cast<Tally*>(tally);
-        counts.sent.fetch_add(1, std::memory_order_relaxed);
-        counts.traffic.store(msg->pgn != monitor::pgn::kAddressClaim, std::memory_order_relaxed);
+    static int Count(void* sent, N2KMsg*) {
+        static_cast<std::atomic<uint64_t>*>(sent)->fetch_add(1, std::memory_order_relaxed);
         return 0;
     }
 
@@ -134,5 +124,6 @@ private:
 
     std::filesystem::path folder_;
     std::vector<std::unique_ptr<MonitorDevice>> devices_;
-    std::vector<std::unique_ptr<Tally>> tallies_;
+    // Messages each device has put, counted on its worker.
+    std::vector<std::unique_ptr<std::atomic<uint64_t>>> sent_;
 };
