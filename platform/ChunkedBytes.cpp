@@ -1,36 +1,32 @@
 #include "platform/ChunkedBytes.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace ferrow::platform {
 
 ChunkedBytes::~ChunkedBytes() { Clear(); }
 
-void ChunkedBytes::Append(const void* data, std::size_t n) {
+void ChunkedBytes::AppendAcross(const void* data, std::size_t n) {
     auto from = static_cast<const unsigned char*>(data);
     while (n > 0) {
-        std::size_t end = size_ == 0 ? kChunk : TailEnd();
-        if (end == kChunk) {
-            Chunk* chunk = Fresh();
-            if (size_ == 0) {
-                head_ = chunk;
-                head_offset_ = 0;
-            } else {
-                tail_->next = chunk;
-            }
-            tail_ = chunk;
-            end = 0;
+        if (tail_ == nullptr) {
+            head_ = tail_ = Fresh();
+            head_offset_ = tail_end_ = 0;
+        } else if (tail_end_ == kChunk) {
+            tail_->next = Fresh();
+            tail_ = tail_->next;
+            tail_end_ = 0;
         }
-        const std::size_t part = std::min(n, kChunk - end);
-        std::memcpy(tail_->bytes + end, from, part);
+        const std::size_t part = std::min(n, kChunk - tail_end_);
+        std::memcpy(tail_->bytes + tail_end_, from, part);
+        tail_end_ += part;
+        size_ += part;
         from += part;
         n -= part;
-        size_ += part;
     }
 }
 
-void ChunkedBytes::CopyOut(void* out, std::size_t n) const {
+void ChunkedBytes::CopyOutAcross(void* out, std::size_t n) const {
     auto to = static_cast<unsigned char*>(out);
     n = std::min(n, size_);
     std::size_t at = head_offset_;
@@ -42,7 +38,7 @@ void ChunkedBytes::CopyOut(void* out, std::size_t n) const {
     }
 }
 
-void ChunkedBytes::Take(void* out, std::size_t n) {
+void ChunkedBytes::TakeAcross(void* out, std::size_t n) {
     auto to = static_cast<unsigned char*>(out);
     n = std::min(n, size_);
     while (n > 0) {
@@ -54,12 +50,18 @@ void ChunkedBytes::Take(void* out, std::size_t n) {
         head_offset_ += part;
         size_ -= part;
         n -= part;
-        if (size_ == 0 || head_offset_ == kChunk) {
-            Chunk* next = head_->next;
-            Release(head_);
-            head_ = next;
+        if (size_ == 0) {
+            Emptied();
+        } else if (head_offset_ == kChunk) {
+            Chunk* used = head_;
+            head_ = used->next;
             head_offset_ = 0;
-            if (size_ == 0) tail_ = head_ = nullptr;
+            if (spare_ == nullptr) {
+                spare_ = used;
+            } else {
+                delete used;
+                --chunks_;
+            }
         }
     }
 }
@@ -72,7 +74,13 @@ void ChunkedBytes::Clear() {
     }
     delete spare_;
     spare_ = tail_ = nullptr;
-    head_offset_ = size_ = chunks_ = 0;
+    head_offset_ = tail_end_ = size_ = chunks_ = 0;
+}
+
+void ChunkedBytes::DropSpare() {
+    delete spare_;
+    spare_ = nullptr;
+    --chunks_;
 }
 
 ChunkedBytes::Chunk* ChunkedBytes::Fresh() {
@@ -84,15 +92,6 @@ ChunkedBytes::Chunk* ChunkedBytes::Fresh() {
     spare_ = nullptr;
     chunk->next = nullptr;
     return chunk;
-}
-
-void ChunkedBytes::Release(Chunk* chunk) {
-    if (spare_ == nullptr) {
-        spare_ = chunk;
-        return;
-    }
-    delete chunk;
-    --chunks_;
 }
 
 }  // namespace ferrow::platform

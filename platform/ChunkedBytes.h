@@ -1,12 +1,14 @@
 // A first-in first-out run of bytes kept in chunks that are taken as it grows
 // and given back as it empties, so that a queue allowed megabytes costs what
 // it holds: the message queues keep their records in one, the serial rings
-// their bytes. One emptied chunk is kept as a spare, so a queue going to and
-// fro across a chunk's end does not allocate each time; an empty one holds
-// that spare at most. Not locked: its owner serialises every call.
+// their bytes. A queue that empties keeps its last chunk, and one emptied
+// chunk is kept as a spare while it holds more, so that a queue going to and
+// fro does not allocate each time; an empty one holds one chunk at most. Not
+// locked: its owner serialises every call.
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <optional>
 
 namespace ferrow::platform {
@@ -24,12 +26,37 @@ public:
     // Memory held for bytes, the spare chunk included.
     std::size_t ReservedBytes() const { return chunks_ * kChunk; }
 
-    void Append(const void* data, std::size_t n);
+    // The three copies are inline while they stay inside one chunk, as most
+    // do, so that a fixed-size record moves without a call.
+    void Append(const void* data, std::size_t n) {
+        if (tail_ != nullptr && n <= kChunk - tail_end_) {
+            std::memcpy(tail_->bytes + tail_end_, data, n);
+            tail_end_ += n;
+            size_ += n;
+            return;
+        }
+        AppendAcross(data, n);
+    }
     // Copies the oldest `n` bytes (no more than Size()) without taking them.
-    void CopyOut(void* out, std::size_t n) const;
+    void CopyOut(void* out, std::size_t n) const {
+        if (n <= size_ && n <= kChunk - head_offset_) {
+            if (n != 0) std::memcpy(out, head_->bytes + head_offset_, n);
+            return;
+        }
+        CopyOutAcross(out, n);
+    }
     // Takes the oldest `n` bytes (no more than Size()); a null `out` drops them.
-    void Take(void* out, std::size_t n);
-    // Gives back every chunk, the spare too.
+    void Take(void* out, std::size_t n) {
+        if (n <= size_ && n < kChunk - head_offset_) {
+            if (out != nullptr && n != 0) std::memcpy(out, head_->bytes + head_offset_, n);
+            head_offset_ += n;
+            size_ -= n;
+            if (size_ == 0) Emptied();
+            return;
+        }
+        TakeAcross(out, n);
+    }
+    // Gives back every chunk.
     void Clear();
 
     // Where the first byte that `match` accepts lies among the oldest
@@ -56,17 +83,26 @@ private:
         unsigned char bytes[kChunk];
     };
 
-    // Every chunk but the last is full, the first from head_offset_ on.
-    std::size_t TailEnd() const { return (head_offset_ + size_ - 1) % kChunk + 1; }
+    // The general cases: across chunk ends, or into a queue with no chunk.
+    void AppendAcross(const void* data, std::size_t n);
+    void CopyOutAcross(void* out, std::size_t n) const;
+    void TakeAcross(void* out, std::size_t n);
+    // The queue keeps its one chunk, from the start, and lets the spare go.
+    void Emptied() {
+        head_offset_ = tail_end_ = 0;
+        if (spare_ != nullptr) DropSpare();
+    }
+    void DropSpare();
     // The spare, or a new chunk.
     Chunk* Fresh();
-    // Keeps the chunk as the spare, or deletes it when there is one.
-    void Release(Chunk* chunk);
 
-    Chunk* head_ = nullptr;  // oldest; null when empty
-    Chunk* tail_ = nullptr;  // newest; null when empty
+    // Every chunk but the last is full, the first from head_offset_ on, the
+    // last up to tail_end_. Null only before the first append or after Clear.
+    Chunk* head_ = nullptr;
+    Chunk* tail_ = nullptr;
     Chunk* spare_ = nullptr;
     std::size_t head_offset_ = 0;
+    std::size_t tail_end_ = 0;
     std::size_t size_ = 0;
     std::size_t chunks_ = 0;  // allocated, the spare included
 };
