@@ -7,7 +7,7 @@
 // that one thread may fill it while another empties it.
 #pragma once
 
-#include "platform/ChunkedBytes.h"
+#include "buffers/ChunkedBytes.h"
 
 #include <ferrow/N2KMsg.h>
 
@@ -42,7 +42,7 @@ public:
 private:
     const std::size_t capacity_;
     mutable std::mutex mutex_;  // protects: records_, size_, dropped_
-    platform::ChunkedBytes records_;
+    buffers::ChunkedBytes records_;
     std::size_t size_ = 0;
     uint64_t dropped_ = 0;
 };

@@ -8,7 +8,7 @@
 #pragma once
 
 #include "net/transport/MessageQueue.h"
-#include "platform/ChunkedBytes.h"
+#include "buffers/ChunkedBytes.h"
 
 #include <ferrow/N2KMsg.h>
 
@@ -59,7 +59,7 @@ public:
         // Keeps sent_ in step with queue_, which counts its own drops.
         mutable std::mutex mutex_;  // protects: queue_, sent_
         MessageQueue queue_{kQueueLimit};
-        platform::ChunkedBytes sent_;  // a BusInstant per queued message
+        buffers::ChunkedBytes sent_;  // a BusInstant per queued message
     };
 
     // The bus of that name, created on first use. It lives while someone

@@ -5,7 +5,7 @@
 // not its whole size.
 #pragma once
 
-#include "platform/ChunkedBytes.h"
+#include "buffers/ChunkedBytes.h"
 
 #include <cstdint>
 #include <mutex>
@@ -46,7 +46,7 @@ private:
 
     const uint32_t size_;
     std::mutex mutex_;  // protects: bytes_
-    platform::ChunkedBytes bytes_;
+    buffers::ChunkedBytes bytes_;
 };
 
 }  // namespace ferrow::peripherals

@@ -1,7 +1,7 @@
 // The one bounded queue of message records: the monitor's and generator's
 // stores, every transport's receive side and the virtual bus use it.
 #include "net/transport/MessageQueue.h"
-#include "platform/ChunkedBytes.h"
+#include "buffers/ChunkedBytes.h"
 #include "tests/net/GatewayRig.h"
 
 #include <gtest/gtest.h>
@@ -88,7 +88,7 @@ TEST(MessageQueue, CopiesTheHeaderAndOnlyTheValidPayload) {
 // Records are kept as long as their messages, across chunk ends whole, and
 // a queue that was full gives its memory back as it empties.
 TEST(MessageQueue, MemoryFollowsTheBacklogAndLongRecordsCrossChunksWhole) {
-    constexpr std::size_t kChunk = ferrow::platform::ChunkedBytes::kChunk;
+    constexpr std::size_t kChunk = ferrow::buffers::ChunkedBytes::kChunk;
     MessageQueue queue(4096);
     for (uint32_t seq = 0; seq < 4096; ++seq) ASSERT_TRUE(queue.Push(Numbered(1, seq)));
     EXPECT_LE(queue.ReservedBytes(), 4096 * (14 + 8) + kChunk) << "not 1,800 bytes a record";

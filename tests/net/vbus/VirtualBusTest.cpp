@@ -4,7 +4,7 @@
 // owes is checked by the link contract.
 #include "net/vbus/VirtualBus.h"
 #include "net/vbus/VirtualBusTransport.h"
-#include "platform/ChunkedBytes.h"
+#include "buffers/ChunkedBytes.h"
 #include "tests/net/GatewayRig.h"
 
 #include <gtest/gtest.h>
@@ -90,7 +90,7 @@ TEST(VirtualBus, AQueueThatWasFullGivesItsMemoryBackAsItEmpties) {
         ASSERT_TRUE(to.Take(msg, {&bus, seq}));
         ASSERT_EQ(SeqOf(msg), seq);
     }
-    EXPECT_LE(to.ReservedBytes(), 2 * ferrow::platform::ChunkedBytes::kChunk);
+    EXPECT_LE(to.ReservedBytes(), 2 * ferrow::buffers::ChunkedBytes::kChunk);
     bus.Leave(from);
     bus.Leave(to);
 }

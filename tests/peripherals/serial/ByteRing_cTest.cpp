@@ -2,7 +2,7 @@
 // 65,536 bytes, memory that follows what it holds, all-or-nothing appends,
 // line takes, and lengths no caller should send.
 #include "peripherals/serial/ByteRing_c.h"
-#include "platform/ChunkedBytes.h"
+#include "buffers/ChunkedBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ using ferrow::peripherals::ByteRing_c;
 namespace {
 
 constexpr int kSize = 65536;
-constexpr std::size_t kChunk = ferrow::platform::ChunkedBytes::kChunk;
+constexpr std::size_t kChunk = ferrow::buffers::ChunkedBytes::kChunk;
 
 // Not periodic in any power of two, so a byte out of place shows.
 std::vector<unsigned char> Pattern(int n) {

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <optional>
 
-namespace ferrow::platform {
+namespace ferrow::buffers {
 
 class ChunkedBytes {
 public:
@@ -107,4 +107,4 @@ private:
     std::size_t chunks_ = 0;  // allocated, the spare included
 };
 
-}  // namespace ferrow::platform
+}  // namespace ferrow::buffers

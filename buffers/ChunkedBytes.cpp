@@ -1,8 +1,8 @@
-#include "platform/ChunkedBytes.h"
+#include "buffers/ChunkedBytes.h"
 
 #include <algorithm>
 
-namespace ferrow::platform {
+namespace ferrow::buffers {
 
 ChunkedBytes::~ChunkedBytes() { Clear(); }
 
@@ -94,4 +94,4 @@ ChunkedBytes::Chunk* ChunkedBytes::Fresh() {
     return chunk;
 }
 
-}  // namespace ferrow::platform
+}  // namespace ferrow::buffers

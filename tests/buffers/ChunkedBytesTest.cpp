@@ -1,6 +1,6 @@
 // The chunked byte queue against a plain deque: every byte in order across
 // chunk ends, and memory that follows what is held.
-#include "platform/ChunkedBytes.h"
+#include "buffers/ChunkedBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-using ferrow::platform::ChunkedBytes;
+using ferrow::buffers::ChunkedBytes;
 constexpr std::size_t kChunk = ChunkedBytes::kChunk;
 
 // Random appends, peeks, searches and takes, with sizes around the chunk's,
