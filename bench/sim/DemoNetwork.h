@@ -1,7 +1,8 @@
 // Demo devices freshly flashed onto one bus, as a user builds a network of
 // them in one process: each with an EEPROM file of its own that starts empty,
 // so every device starts at the same address with a unique number of its
-// own, and the address-claim fight is the same every run. On their own
+// own, scattered as drawn numbers are (so that the places devices move to
+// collide as they would), and the address-claim fight is the same every run. On their own
 // worker threads in real time, or all in one simulation's virtual time.
 #pragma once
 
@@ -67,7 +68,9 @@ public:
     bool Start() {
         bool ok = true;
         for (std::size_t i = 0; i < devices_.size(); ++i) {
-            std::string program = "bench", flag = "--unique", unique = std::to_string(1000 + i);
+            // An odd multiplier scatters the numbers over the 21 bits a NAME has.
+            const uint32_t number = 1 + static_cast<uint32_t>((i + 1) * 0x9E3779B1u % 2097151u);
+            std::string program = "bench", flag = "--unique", unique = std::to_string(number);
             char* argv[] = {program.data(), flag.data(), unique.data(), nullptr};
             if (devices_[i]->Start(3, argv) != 0) ok = false;
         }
