@@ -1,0 +1,187 @@
+// The decoder and encoder against the PGN database the build installed:
+// literal messages of each field type, decoded to the values the canboat
+// tools print for them.
+#include <ferrow/N2KDecode.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <initializer_list>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace {
+
+using nlohmann::json;
+
+N2KMsg Message(uint32_t pgn, std::initializer_list<uint8_t> bytes, uint8_t src = 35,
+               uint8_t dst = 255) {
+    N2KMsg msg{};
+    msg.pgn = pgn;
+    msg.priority = 2;
+    msg.addressA = src;
+    msg.addressB = dst;
+    msg.transport = bytes.size() > 8 ? 2 : 1;
+    msg.length = static_cast<uint16_t>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), msg.data);
+    return msg;
+}
+
+class N2KDecodeTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { ASSERT_EQ(FerrowLoadPgnDatabase(nullptr), 0); }
+
+    static json Decode(const N2KMsg& msg) {
+        std::vector<char> text(1 << 16);
+        const int length = FerrowDecodeN2K(&msg, text.data(), static_cast<int>(text.size()));
+        EXPECT_GT(length, 0);
+        if (length <= 0) return json();
+        EXPECT_EQ(std::string(text.data()).size(), static_cast<std::size_t>(length));
+        return json::parse(text.data());
+    }
+    static json Fields(const N2KMsg& msg) { return Decode(msg)["fields"]; }
+};
+
+TEST_F(N2KDecodeTest, NumbersScaleSignAndLookUpAsTheCanboatToolsPrintThem) {
+    const json t = Decode(Message(130316, {0x00, 0x00, 0x02, 0xd3, 0x2f, 0x04, 0xff, 0xff}));
+    EXPECT_EQ(t["pgn"], 130316);
+    EXPECT_EQ(t["prio"], 2);
+    EXPECT_EQ(t["src"], 35);
+    EXPECT_EQ(t["dst"], 255);
+    EXPECT_EQ(t["description"], "Temperature Extended Range");
+    EXPECT_EQ(t["id"], "temperatureExtendedRange");
+    // 24-bit temperature in mK; the 16-bit set temperature is not available.
+    EXPECT_EQ(t["fields"], json::parse(R"({"SID":0,"Instance":0,"Source":"Inside Temperature",
+                                           "Temperature":274.387})"));
+    EXPECT_TRUE(std::regex_match(t["timestamp"].get<std::string>(),
+                                 std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z)")));
+
+    // Heading 31250 x 0.0001 rad, a negative deviation, variation not
+    // available, a 2-bit lookup, the 6 reserved bits zero.
+    EXPECT_EQ(Fields(Message(127250, {0x01, 0x12, 0x7a, 0x9c, 0xff, 0xff, 0x7f, 0x01})),
+              json::parse(R"({"SID":1,"Heading":3.125,"Deviation":-0.01,"Reference":"Magnetic",
+                              "Reserved1":0})"));
+    // 0.01 V steps print as two decimals, not as the nearest double's digits.
+    EXPECT_EQ(Fields(Message(127508, {0x00, 0xe9, 0x04, 0xf6, 0xff, 0x5b, 0x74, 0x07}))["Voltage"]
+                  .dump(),
+              "12.57");
+}
+
+TEST_F(N2KDecodeTest, NotAvailableValuesAreLeftOut) {
+    EXPECT_EQ(Fields(Message(130316, {0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff})),
+              json::object());
+    // Signed fields: only the highest positive value means "not available",
+    // so all ones is -1 step.
+    EXPECT_EQ(Fields(Message(127250, {0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff})),
+              json::parse(R"({"Deviation":-0.0001,"Variation":-0.0001})"));
+    // A field cut short by the end of the data is left out, not read past it.
+    EXPECT_EQ(Fields(Message(127508, {0x00, 0xe9})), json::parse(R"({"Instance":0})"));
+}
+
+TEST_F(N2KDecodeTest, DatesTimesStringsAndBitLookups) {
+    // Date 19723 days, time 452,965,000 x 0.1 ms.
+    EXPECT_EQ(Fields(Message(126992, {0x01, 0xf0, 0x0b, 0x4d, 0x88, 0xb2, 0xff, 0x1a})),
+              json::parse(R"({"SID":1,"Source":"GPS","Date":"2024.01.01","Time":"12:34:56.50000"})"));
+
+    // Fixed strings padded with 0xFF, spaces, '@' and NULs.
+    N2KMsg product = Message(126996, {0x34, 0x08, 0xd2, 0x04});
+    auto put = [&](const std::string& text, uint8_t pad) {
+        for (std::size_t i = 0; i < 32; ++i) {
+            product.data[product.length++] = i < text.size() ? static_cast<uint8_t>(text[i]) : pad;
+        }
+    };
+    put("Ferrow Demo", 0xff);
+    put("1.2.3", ' ');
+    put("Rev A@", '@');
+    put("SN-42", 0);
+    product.data[product.length++] = 1;
+    product.data[product.length++] = 2;
+    EXPECT_EQ(Fields(product), json::parse(R"({"NMEA 2000 Version":2.1,"Product Code":1234,
+        "Model ID":"Ferrow Demo","Software Version Code":"1.2.3","Model Version":"Rev A",
+        "Model Serial Code":"SN-42","Certification Level":"Level B","Load Equivalency":2})"));
+
+    // Length-and-control strings: ASCII trimmed, control 0 as UTF-8, an
+    // empty one left out.
+    EXPECT_EQ(Fields(Message(126998, {9, 1, 'B', 'r', 'i', 'd', 'g', 'e', ' ', 7, 0, 'C', 'a', 'f',
+                                      0xc3, 0xa9, 2, 1})),
+              json::parse(R"({"Installation Description #1":"Bridge",
+                              "Installation Description #2":"Caf\u00e9"})"));
+
+    // Bit lookups list the names of the bits set; a bit without a name is null.
+    const json engine = Fields(Message(127489, {0x00, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff,
+                                                0x7f, 0xff, 0x7f, 0xff, 0xff, 0xff, 0xff, 0xff,
+                                                0xff, 0xff, 0xff, 0xff, 0x05, 0x00, 0x00, 0x80,
+                                                0x7f, 0x7f}));
+    EXPECT_EQ(engine["Discrete Status 1"], json::parse(R"(["Check Engine","Low Oil Pressure"])"));
+    EXPECT_EQ(engine["Discrete Status 2"], json::parse("[null]"));
+}
+
+TEST_F(N2KDecodeTest, RepeatingSetsFollowTheirCountOrRunToTheEnd) {
+    // Two satellites; the second has its azimuth, SNR and residual not
+    // available.
+    const json sats = Fields(Message(
+        129540, {7, 0xfd, 2, 5, 0xae, 0x1e, 0xb8, 0x7a, 0x9a, 0x10, 0xc7, 0xcf, 0xff, 0xff, 0xf2,
+                 12, 0x9c, 0xff, 0xff, 0xff, 0xff, 0x7f, 0xff, 0xff, 0xff, 0x7f, 0xf5}));
+    EXPECT_EQ(sats["list"], json::parse(R"([
+        {"PRN":5,"Elevation":0.7854,"Azimuth":3.1416,"SNR":42.5,"Range residuals":-0.12345,
+         "Status":"Used"},
+        {"PRN":12,"Elevation":-0.01,"Status":"Used+Diff"}])"));
+    // A count larger than the data holds stops at the data's end.
+    N2KMsg cut = Message(129540, {7, 0xfd, 9, 5, 0xae, 0x1e});
+    EXPECT_EQ(Fields(cut)["list"], json::parse(R"([{"PRN":5,"Elevation":0.7854}])"));
+    // Without a count field the set repeats to the end.
+    EXPECT_EQ(Fields(Message(126464, {0, 0x00, 0xee, 0x00, 0x14, 0xf0, 0x01})),
+              json::parse(R"({"Function Code":"Transmit PGN list",
+                              "list":[{"PGN":60928},{"PGN":126996}]})"));
+}
+
+TEST_F(N2KDecodeTest, ProprietaryAndUnknownPgns) {
+    // Matched by manufacturer, industry and message id.
+    const json fusion = Decode(Message(130820, {0xa3, 0x99, 0x21, 0x80, 5, 'S', 'a', 'l', 'o', 'n'}));
+    EXPECT_EQ(fusion["id"], "fusionDeviceName");
+    EXPECT_EQ(fusion["fields"], json::parse(R"({"Manufacturer Code":"Fusion Electronics",
+        "Industry Code":"Marine Industry","Message ID":"Unit Name","Name":"Salon"})"));
+    // A maker the database has no definition for: its range's general form.
+    const json other = Decode(Message(65280, {0x3b, 0x9f, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(other["id"], "0xff000xffffManufacturerProprietarySingleFrameNonAddressed");
+    EXPECT_EQ(other["fields"]["Manufacturer Code"], "Raymarine");
+    EXPECT_EQ(other["fields"]["Data"], "01 02 03 04 05 06");
+    // A number no range covers: its bytes.
+    const json unknown = Decode(Message(0x3FFFF, {1, 0xab, 3}, 7, 9));
+    EXPECT_EQ(unknown["id"], "unknown");
+    EXPECT_EQ(unknown["description"], "Unknown PGN");
+    EXPECT_EQ(unknown["src"], 7);
+    EXPECT_EQ(unknown["dst"], 9);
+    EXPECT_EQ(unknown["fields"], json::parse(R"({"data":"01 ab 03"})"));
+}
+
+TEST_F(N2KDecodeTest, BadArgumentsAndShortBuffersGiveMinusOne) {
+    const N2KMsg msg = Message(127508, {0x00, 0xe9, 0x04, 0xf6, 0xff, 0x5b, 0x74, 0x07});
+    char text[4096];
+    const int length = FerrowDecodeN2K(&msg, text, sizeof text);
+    ASSERT_GT(length, 0);
+    EXPECT_EQ(FerrowDecodeN2K(nullptr, text, sizeof text), -1);
+    EXPECT_EQ(FerrowDecodeN2K(&msg, nullptr, sizeof text), -1);
+    EXPECT_EQ(FerrowDecodeN2K(&msg, text, length), -1);  // no room for the zero
+    EXPECT_EQ(FerrowDecodeN2K(&msg, text, length + 1), length);
+    N2KMsg wild = msg;
+    wild.length = 0xFFFF;  // past the record: read as its whole data
+    EXPECT_GT(FerrowDecodeN2K(&wild, text, sizeof text), 0);
+}
+
+TEST_F(N2KDecodeTest, AFailedLoadKeepsTheDatabaseLoadedBefore) {
+    const std::string bad = ::testing::TempDir() + "ferrow_bad_db.json";
+    const N2KMsg msg = Message(127508, {0x00, 0xe9, 0x04, 0xf6, 0xff, 0x5b, 0x74, 0x07});
+    for (const char* content : {"{\"PGNs\": [", "{\"Version\": \"1\"}", "{\"PGNs\": []}"}) {
+        std::ofstream(bad) << content;
+        EXPECT_EQ(FerrowLoadPgnDatabase(bad.c_str()), -1) << content;
+    }
+    EXPECT_EQ(FerrowLoadPgnDatabase("/nonexistent/canboat.json"), -1);
+    std::remove(bad.c_str());
+    EXPECT_EQ(Fields(msg)["Voltage"], 12.57);
+}
+
+}  // namespace
