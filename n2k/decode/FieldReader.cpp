@@ -324,28 +324,12 @@ Value ReadBitLookup(const FieldDef& field, BitReader& in) {
     return Value::Json(std::move(text));
 }
 
-// The definition of a field of another PGN, by its 1-based order; orders
-// past the end wrap within its repeating set.
-const FieldDef* FieldOfPgn(const PgnDatabase& db, uint32_t pgn, unsigned order) {
-    const auto* defs = db.Find(pgn);
-    if (!defs || defs->empty() || order == 0) return nullptr;
-    const PgnDef& def = *defs->front();
-    std::size_t index = order - 1;
-    if (index >= def.fields.size()) {
-        if (def.repeat1Size == 0) return nullptr;
-        const std::size_t start = def.repeat1Start - 1;
-        index = start + (index - start) % def.repeat1Size;
-    }
-    return &def.fields[index];
-}
-
 // A value whose type is that of the field of the commanded PGN named by the
 // parameter index just before it.
 Value ReadVariable(Context& ctx, BitReader& in) {
     if (in.At() < 8 || in.At() % 8 != 0 || !std::isfinite(ctx.targetPgn)) return Value();
     const uint8_t parameter = in.Data()[in.At() / 8 - 1];
-    const FieldDef* target =
-        FieldOfPgn(ctx.db, static_cast<uint32_t>(ctx.targetPgn), parameter);
+    const FieldDef* target = ctx.db.FieldOf(static_cast<uint32_t>(ctx.targetPgn), parameter);
     if (!target || target->kind == FieldKind::Variable) return Value();
     Value value = ReadField(ctx, *target, in, true);
     if (target->bits % 8 != 0) in.Skip(8 - target->bits % 8);

@@ -176,7 +176,12 @@ std::shared_ptr<const PgnDatabase> PgnDatabase::Parse(const std::string& text) {
         def.id = Text(p, "Id");
         def.description = Text(p, "Description");
         def.fast = Text(p, "Type") == "Fast" || Text(p, "Type") == "ISO";
+        def.iso = Text(p, "Type") == "ISO";
         def.fallback = Flag(p, "Fallback");
+        if (double priority = 0; Number(p, "Priority", priority) && priority >= 0 && priority <= 7) {
+            def.priority = static_cast<uint8_t>(priority);
+        }
+        def.length = Unsigned(p, "Length");
         def.repeat1Size = Unsigned(p, "RepeatingFieldSet1Size");
         def.repeat1Start = Unsigned(p, "RepeatingFieldSet1StartField");
         def.repeat1Count = Unsigned(p, "RepeatingFieldSet1CountField");
@@ -254,6 +259,19 @@ std::shared_ptr<const PgnDatabase> PgnDatabase::Parse(const std::string& text) {
 const std::vector<const PgnDef*>* PgnDatabase::Find(uint32_t pgn) const {
     auto it = byPgn_.find(pgn);
     return it == byPgn_.end() ? nullptr : &it->second;
+}
+
+const FieldDef* PgnDatabase::FieldOf(uint32_t pgn, unsigned order) const {
+    const auto* defs = Find(pgn);
+    if (!defs || defs->empty() || order == 0) return nullptr;
+    const PgnDef& def = *defs->front();
+    std::size_t index = order - 1;
+    if (index >= def.fields.size()) {
+        if (def.repeat1Size == 0) return nullptr;
+        const std::size_t start = def.repeat1Start - 1;
+        index = start + (index - start) % def.repeat1Size;
+    }
+    return &def.fields[index];
 }
 
 const PgnDef* PgnDatabase::FallbackFor(uint32_t pgn) const {

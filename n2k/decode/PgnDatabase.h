@@ -82,8 +82,11 @@ struct PgnDef {
     uint32_t pgn = 0;
     std::string id;
     std::string description;
-    bool fast = false;
+    bool fast = false;  // more than one frame: fast packet or ISO transport
+    bool iso = false;   // ISO transport only
     bool fallback = false;
+    uint8_t priority = 6;
+    unsigned length = 0;  // bytes, where the database fixes it
     bool hasMatch = false;
     std::vector<FieldDef> fields;
     // Repeating sets: size in fields, 1-based order of their first field and
@@ -99,6 +102,9 @@ public:
 
     // Every definition of `pgn` in the database's order, or null.
     const std::vector<const PgnDef*>* Find(uint32_t pgn) const;
+    // Field `order` (1-based) of the first definition of `pgn`; orders past
+    // the end wrap within its repeating set. Null where there is none.
+    const FieldDef* FieldOf(uint32_t pgn, unsigned order) const;
     // The fallback definition whose range holds `pgn`, or null.
     const PgnDef* FallbackFor(uint32_t pgn) const;
     const std::vector<PgnDef>& All() const { return pgns_; }

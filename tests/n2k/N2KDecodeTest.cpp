@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <initializer_list>
 #include <regex>
@@ -182,6 +183,123 @@ TEST_F(N2KDecodeTest, AFailedLoadKeepsTheDatabaseLoadedBefore) {
     EXPECT_EQ(FerrowLoadPgnDatabase("/nonexistent/canboat.json"), -1);
     std::remove(bad.c_str());
     EXPECT_EQ(Fields(msg)["Voltage"], 12.57);
+}
+
+class N2KEncodeTest : public N2KDecodeTest {
+protected:
+    static std::string Text(const N2KMsg& msg) {
+        std::vector<char> text(1 << 16);
+        EXPECT_GT(FerrowDecodeN2K(&msg, text.data(), static_cast<int>(text.size())), 0);
+        return text.data();
+    }
+    static std::vector<uint8_t> Bytes(const N2KMsg& msg) {
+        return std::vector<uint8_t>(msg.data, msg.data + msg.length);
+    }
+};
+
+// Each message's not-available values, reserved bits and padding are all
+// ones, so that what the decoder prints builds the very same bytes.
+TEST_F(N2KEncodeTest, WhatTheDecoderPrintsBuildsTheSameBytes) {
+    const std::vector<N2KMsg> messages = {
+        Message(130316, {0x00, 0x00, 0x02, 0xd3, 0x2f, 0x04, 0xff, 0xff}),
+        Message(127250, {0x01, 0x12, 0x7a, 0x9c, 0xff, 0xff, 0x7f, 0xfd}),
+        Message(127508, {0x00, 0xe9, 0x04, 0xf6, 0xff, 0x5b, 0x74, 0x07}),
+        Message(126992, {0x01, 0xf0, 0x0b, 0x4d, 0x88, 0xb2, 0xff, 0x1a}),
+        Message(129540, {7, 0xfd, 2, 5, 0xae, 0x1e, 0xb8, 0x7a, 0x9a, 0x10, 0xc7, 0xcf, 0xff, 0xff,
+                         0xf2, 12, 0x9c, 0xff, 0xff, 0xff, 0xff, 0x7f, 0xff, 0xff, 0xff, 0x7f, 0xf5}),
+        Message(126998, {9, 1, 'B', 'r', 'i', 'd', 'g', 'e', '!', 7, 0, 'C', 'a', 'f', 0xc3, 0xa9,
+                         2, 1}),
+        Message(130820, {0xa3, 0x99, 0x21, 0x80, 5, 'S', 'a', 'l', 'o', 'n'}),
+        Message(126464, {0, 0x00, 0xee, 0x00, 0x14, 0xf0, 0x01}),
+        Message(65240, {1, 2, 3, 4, 5, 6, 7, 8, 9}, 35, 9),
+    };
+    for (const N2KMsg& original : messages) {
+        const std::string text = Text(original);
+        N2KMsg built{};
+        ASSERT_EQ(FerrowEncodeN2K(text.c_str(), &built), 0) << text;
+        EXPECT_EQ(Bytes(built), Bytes(original)) << text;
+        EXPECT_EQ(built.pgn, original.pgn);
+        EXPECT_EQ(built.priority, original.priority);
+        EXPECT_EQ(built.addressA, original.addressA);
+        EXPECT_EQ(built.addressB, original.addressB);
+    }
+}
+
+TEST_F(N2KEncodeTest, FieldsByNameOrValueAndLeftOutAsNotAvailable) {
+    N2KMsg msg{};
+    msg.addressA = 17;
+    ASSERT_EQ(FerrowEncodeN2K(R"({"pgn":130312,"dst":255,"fields":{
+                  "Instance":2,"Source":"Engine Room Temperature","Actual Temperature":300.15}})",
+                              &msg),
+              0);
+    // Priority from the database, our own address kept, the SID and set
+    // temperature not available, the reserved byte all ones.
+    EXPECT_EQ(msg.priority, 5);
+    EXPECT_EQ(msg.addressA, 17);
+    EXPECT_EQ(msg.transport, 1);
+    EXPECT_EQ(Bytes(msg), (std::vector<uint8_t>{0xff, 2, 3, 0x3f, 0x75, 0xff, 0xff, 0xff}));
+
+    // The same lookup by value; a fast-packet PGN's framing.
+    ASSERT_EQ(FerrowEncodeN2K(R"({"pgn":130312,"prio":2,"src":4,"dst":9,
+                  "fields":{"Instance":2,"Source":3,"Actual Temperature":300.15}})", &msg),
+              0);
+    EXPECT_EQ(Bytes(msg)[2], 3);
+    EXPECT_EQ(msg.priority, 2);
+    EXPECT_EQ(msg.addressA, 4);
+    EXPECT_EQ(msg.addressB, 9);
+    ASSERT_EQ(FerrowEncodeN2K(R"({"pgn":126996,"fields":{"Model ID":"X"}})", &msg), 0);
+    EXPECT_EQ(msg.transport, 2);
+    EXPECT_EQ(msg.length, 134);
+    ASSERT_EQ(FerrowEncodeN2K(R"({"pgn":65240,"dst":9,"fields":{"New Source Address":20}})", &msg), 0);
+    EXPECT_EQ(msg.transport, 3);  // the one PGN that only ISO transport carries
+
+    // Times and dates as printed, bit lookups as the names of the bits set.
+    ASSERT_EQ(FerrowEncodeN2K(R"({"pgn":126992,"fields":{"Date":"2024.01.01",
+                  "Time":"12:34:56.50000"}})", &msg),
+              0);
+    EXPECT_EQ(Bytes(msg), (std::vector<uint8_t>{0xff, 0xff, 0x0b, 0x4d, 0x88, 0xb2, 0xff, 0x1a}));
+    ASSERT_EQ(FerrowEncodeN2K(R"({"pgn":127489,"fields":{"Instance":0,
+                  "Discrete Status 1":["Check Engine","Low Oil Pressure"]}})", &msg),
+              0);
+    EXPECT_EQ(msg.data[20], 0x05);
+    EXPECT_EQ(msg.data[21], 0x00);
+
+    // The definition a proprietary PGN's maker and message id choose, the
+    // count of a repeating set from its list.
+    ASSERT_EQ(FerrowEncodeN2K(R"({"pgn":130820,"fields":{"Message ID":"Unit Name",
+                  "Name":"Salon"}})", &msg),
+              0);
+    EXPECT_EQ(Bytes(msg), (std::vector<uint8_t>{0xa3, 0x99, 0x21, 0x80, 5, 'S', 'a', 'l', 'o', 'n'}));
+    ASSERT_EQ(FerrowEncodeN2K(R"({"pgn":129540,"fields":{"list":[{"PRN":5},{"PRN":6}]}})", &msg), 0);
+    EXPECT_EQ(msg.data[2], 2);
+    EXPECT_EQ(msg.data[3], 5);
+}
+
+TEST_F(N2KEncodeTest, RefusalsLeaveTheMessageUntouched) {
+    N2KMsg msg{};
+    msg.pgn = 1;
+    msg.length = 3;
+    const N2KMsg before = msg;
+    for (const char* json : {
+             "",
+             "{\"pgn\":130312",
+             "[130312]",
+             R"({"fields":{}})",
+             R"({"pgn":12})",                                          // no such PGN
+             R"({"pgn":130312,"prio":8})",                             // priority past 7
+             R"({"pgn":130312,"fields":{"Colour":1}})",                // no such field
+             R"({"pgn":130312,"fields":{"Source":"Somewhere"}})",      // no such name
+             R"({"pgn":130312,"fields":{"Actual Temperature":-1}})",   // below its range
+             R"({"pgn":130312,"fields":{"Instance":"two"}})",          // not a number
+             R"({"pgn":126992,"fields":{"Time":"25:61:00"}})",
+             R"({"pgn":126996,"fields":{"Model ID":"123456789012345678901234567890123"}})",
+             R"({"pgn":130820,"fields":{"Manufacturer Code":"Garmin","Message ID":"Unit Name"}})",
+         }) {
+        EXPECT_EQ(FerrowEncodeN2K(json, &msg), -1) << json;
+        EXPECT_EQ(std::memcmp(&msg, &before, sizeof msg), 0) << json;
+    }
+    EXPECT_EQ(FerrowEncodeN2K(nullptr, &msg), -1);
+    EXPECT_EQ(FerrowEncodeN2K(R"({"pgn":130312})", nullptr), -1);
 }
 
 }  // namespace
