@@ -47,7 +47,7 @@ PanelHandle::Maker WxPanelProvider::MakerFor(PeripheralKind kind, void* peripher
             };
         case PeripheralKind::N2KGen:
             return [=] {
-                return new N2KGenDlg_c(parent, peripherals::Peripheral::EmulatorOf(peripheral));
+                return new N2KGenDlg_c(parent, static_cast<Ferrow_N2K_Gen_c*>(peripheral));
             };
     }
     return nullptr;

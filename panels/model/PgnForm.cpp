@@ -62,24 +62,40 @@ PgnForm::Kind KindOf(const std::string& type, bool hasChoices) {
     return PgnForm::Kind::Text;
 }
 
+// A lookup's entries carry their value, a bit lookup's their bit.
 std::vector<PgnForm::Choice> ChoicesOf(const Json& field) {
     std::vector<PgnForm::Choice> choices;
-    const auto it = field.find("lookup");
-    if (it == field.end()) return choices;
-    if (it->is_object()) {
-        for (const auto& [name, value] : it->items()) {
-            if (value.is_number_integer()) choices.push_back({name, value.get<int64_t>()});
-        }
-    } else if (it->is_array()) {
-        for (const Json& entry : *it) {
-            const auto value = entry.find("value");
-            if (!entry.is_object() || value == entry.end() || !value->is_number_integer()) continue;
-            choices.push_back({StringOf(entry, "name"), value->get<int64_t>()});
-        }
+    const auto lookup = field.find("lookup");
+    if (lookup == field.end() || !lookup->is_array()) return choices;
+    for (const Json& entry : *lookup) {
+        if (!entry.is_object()) continue;
+        auto value = entry.find("value");
+        if (value == entry.end()) value = entry.find("bit");
+        if (value == entry.end() || !value->is_number_integer()) continue;
+        choices.push_back({StringOf(entry, "name"), value->get<int64_t>()});
     }
     std::stable_sort(choices.begin(), choices.end(),
                      [](const auto& a, const auto& b) { return a.value < b.value; });
     return choices;
+}
+
+// Orders (from 1) of the fields in a repeating set, and of its count field.
+struct Repeat {
+    unsigned start = 0;
+    unsigned size = 0;
+    unsigned countField = 0;
+
+    bool Holds(unsigned order) const { return order >= start && order < start + size; }
+};
+
+Repeat RepeatOf(const Json& group, const char* key) {
+    const auto it = group.find(key);
+    if (it == group.end() || !it->is_object()) return {};
+    const auto number = [&](const char* name) {
+        const auto value = it->find(name);
+        return value != it->end() && value->is_number_unsigned() ? value->get<unsigned>() : 0u;
+    };
+    return {number("start"), number("size"), number("countField")};
 }
 
 // The whole text as a number, else nothing.
@@ -214,20 +230,58 @@ std::optional<PgnForm> PgnForm::FromDescription(std::string_view json) {
     PgnForm form;
     form.pgn_ = pgn->get<uint32_t>();
     form.description_ = StringOf(*group, "description");
+    const Repeat repeats[] = {RepeatOf(*group, "repeat1"), RepeatOf(*group, "repeat2")};
+    unsigned order = 0;
     for (const Json& entry : *fields) {
+        ++order;
         if (!entry.is_object()) continue;
         Field field;
         field.type = StringOf(entry, "type");
-        if (Hidden(field.type)) continue;
+        const bool counts = std::any_of(std::begin(repeats), std::end(repeats), [&](const Repeat& r) {
+            return r.size != 0 && r.countField == order;
+        });
+        if (Hidden(field.type) || counts || entry.contains("match")) continue;
         field.name = StringOf(entry, "name");
         field.unit = StringOf(entry, "unit");
         field.min = NumberOf(entry, "min");
         field.max = NumberOf(entry, "max");
         field.choices = ChoicesOf(entry);
         field.kind = KindOf(field.type, !field.choices.empty());
-        form.fields_.push_back(std::move(field));
+        for (unsigned set = 1; set <= 2; ++set) {
+            if (repeats[set - 1].Holds(order)) field.set = set;
+        }
+        if (field.set == 0) {
+            form.fields_.push_back(std::move(field));
+        } else {
+            form.setFields_[field.set - 1].push_back(std::move(field));
+        }
     }
     return form;
+}
+
+bool PgnForm::HasSet(unsigned set) const {
+    return set >= 1 && set <= 2 && !setFields_[set - 1].empty();
+}
+
+unsigned PgnForm::Instances(unsigned set) const { return HasSet(set) ? instances_[set - 1] : 0; }
+
+bool PgnForm::SetInstances(unsigned set, unsigned count) {
+    if (!HasSet(set) || count > kMaxSets) return false;
+    std::vector<Field> fields;
+    for (const Field& field : fields_) {
+        if (field.set != set || field.instance <= count) fields.push_back(field);
+    }
+    for (unsigned instance = instances_[set - 1] + 1; instance <= count; ++instance) {
+        for (Field field : setFields_[set - 1]) {
+            field.instance = instance;
+            fields.push_back(std::move(field));
+        }
+    }
+    std::stable_sort(fields.begin(), fields.end(),
+                     [](const Field& a, const Field& b) { return a.set < b.set; });
+    fields_ = std::move(fields);
+    instances_[set - 1] = count;
+    return true;
 }
 
 bool PgnForm::Set(std::size_t field, std::string text) {
@@ -239,24 +293,38 @@ bool PgnForm::Set(std::size_t field, std::string text) {
 std::string PgnForm::Problem() const {
     for (const Field& field : fields_) {
         const std::string problem = FieldProblem(field);
-        if (!problem.empty()) return field.name + ": " + problem;
+        if (!problem.empty()) return Label(field) + ": " + problem;
     }
     return {};
 }
 
 std::string PgnForm::ToJson(unsigned priority, unsigned source, unsigned destination) const {
     if (!Problem().empty()) return {};
-    nlohmann::ordered_json values = nlohmann::ordered_json::object();
+    using Ordered = nlohmann::ordered_json;
+    Ordered values = Ordered::object();
+    Ordered lists[2] = {Ordered::array(), Ordered::array()};
     for (const Field& field : fields_) {
-        if (!field.text.empty()) values[field.name] = ValueOf(field);
+        Ordered* into = &values;
+        if (field.set != 0) {
+            Ordered& list = lists[field.set - 1];
+            while (list.size() < field.instance) list.push_back(Ordered::object());
+            into = &list[field.instance - 1];
+        }
+        if (!field.text.empty()) (*into)[field.name] = ValueOf(field);
     }
-    nlohmann::ordered_json message;
+    if (instances_[0] != 0) values["list"] = std::move(lists[0]);
+    if (instances_[1] != 0) values["list2"] = std::move(lists[1]);
+    Ordered message;
     message["pgn"] = pgn_;
     message["prio"] = priority;
     message["src"] = source;
     message["dst"] = destination;
     message["fields"] = std::move(values);
     return message.dump();
+}
+
+std::string PgnForm::Label(const Field& field) {
+    return field.set == 0 ? field.name : field.name + " #" + std::to_string(field.instance);
 }
 
 std::string PgnForm::Hint(const Field& field) {

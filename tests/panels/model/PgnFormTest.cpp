@@ -20,10 +20,14 @@ constexpr const char* kDescription = R"({"pgn":130316,"id":"temperatureExtendedR
    "lookup":[{"name":"Outside Temperature","value":1},{"name":"Sea Temperature","value":0}]},
   {"name":"Temperature","unit":"K","type":"NUMBER","bits":24,"resolution":0.001,"min":0,"max":16777.213},
   {"name":"Reserved","type":"RESERVED","bits":8},
-  {"name":"Alerts","type":"BITLOOKUP","bits":4,"lookup":{"Low":0,"High":1}},
+  {"name":"Alerts","type":"BITLOOKUP","bits":4,"lookup":[{"name":"High","bit":1},{"name":"Low","bit":0}]},
   {"name":"Station Name","type":"STRING_LAU"},
   {"name":"Station ID","type":"ISO_NAME","min":-1,"max":1e20},
-  {"name":"Date","type":"DATE"}]})";
+  {"name":"Date","type":"DATE"},
+  {"name":"Industry Code","type":"LOOKUP","match":4,"lookup":[{"name":"Marine","value":4}]},
+  {"name":"Count","type":"NUMBER"},
+  {"name":"Item","type":"NUMBER"}],
+  "repeat1":{"start":11,"size":1,"countField":10}})";
 
 PgnForm Form() {
     std::optional<PgnForm> form = PgnForm::FromDescription(kDescription);
@@ -31,7 +35,7 @@ PgnForm Form() {
     return form.value_or(PgnForm());
 }
 
-TEST(PgnForm, ShowsEveryFieldButTheReservedBitsWithItsKindChoicesAndHint) {
+TEST(PgnForm, ShowsWhatTheOperatorSetsWithItsKindChoicesAndHint) {
     const PgnForm form = Form();
     EXPECT_EQ(form.Pgn(), 130316u);
     EXPECT_EQ(form.Description(), "Temperature Extended Range");
@@ -47,7 +51,7 @@ TEST(PgnForm, ShowsEveryFieldButTheReservedBitsWithItsKindChoicesAndHint) {
     ASSERT_EQ(source.choices.size(), 2u);
     EXPECT_EQ(source.choices[0].name, "Sea Temperature") << "in the order of their values";
     EXPECT_EQ(source.choices[1].value, 1);
-    EXPECT_EQ(form.Fields()[3].choices.size(), 2u) << "a bit lookup given as an object";
+    EXPECT_EQ(form.Fields()[3].choices[1].name, "High") << "a bit lookup's bits";
     EXPECT_EQ(PgnForm::Hint(form.Fields()[2]), "K, 0 to 16777.213");
     EXPECT_EQ(PgnForm::Hint(form.Fields()[3]), "names separated by commas");
     EXPECT_EQ(PgnForm::Hint(form.Fields()[4]), "");
@@ -89,6 +93,32 @@ TEST(PgnForm, NamesTheFirstFieldWhoseEntryCannotBeSent) {
         EXPECT_EQ(entered.ToJson(2, 35, 255).empty(), *c.problem != '\0');
     }
     EXPECT_FALSE(form.Set(7, "1"));
+}
+
+// The encoder counts the instances and places matched values itself.
+TEST(PgnForm, RepeatingSetsGainAndLoseInstancesKeepingTheEntriesThatStay) {
+    PgnForm form = Form();
+    EXPECT_TRUE(form.HasSet(1));
+    EXPECT_FALSE(form.HasSet(2));
+    EXPECT_FALSE(form.SetInstances(2, 1));
+    EXPECT_FALSE(form.SetInstances(1, PgnForm::kMaxSets + 1));
+    form.Set(0, "1");
+    ASSERT_TRUE(form.SetInstances(1, 2));
+    ASSERT_EQ(form.Fields().size(), 9u);
+    EXPECT_EQ(PgnForm::Label(form.Fields()[8]), "Item #2");
+    form.Set(7, "5");
+    form.Set(8, "x");
+    EXPECT_EQ(form.Problem(), "Item #2: not a number");
+    form.Set(8, "");
+    EXPECT_EQ(form.ToJson(2, 1, 255),
+              R"({"pgn":130316,"prio":2,"src":1,"dst":255,"fields":{"SID":1,"list":[{"Item":5},{}]}})");
+    ASSERT_TRUE(form.SetInstances(1, 1));
+    ASSERT_TRUE(form.SetInstances(1, 3));
+    EXPECT_EQ(form.Instances(1), 3u);
+    EXPECT_EQ(form.ToJson(2, 1, 255),
+              R"({"pgn":130316,"prio":2,"src":1,"dst":255,"fields":{"SID":1,"list":[{"Item":5},{},{}]}})");
+    ASSERT_TRUE(form.SetInstances(1, 0));
+    EXPECT_EQ(form.ToJson(2, 1, 255), R"({"pgn":130316,"prio":2,"src":1,"dst":255,"fields":{"SID":1}})");
 }
 
 TEST(PgnForm, SendsTheEnteredFieldsInOrderWithWholeNumbersExact) {
