@@ -7,9 +7,12 @@
 #include "platform/ProcessClock.h"
 #include "panels/model/BrovikPgn.h"
 #include "panels/model/GatewayStatusLine.h"
+#include "panels/model/LatestMessages.h"
+#include "panels/model/PgnFieldPane.h"
 
 #include <ferrow/Ferrow_N2K_Mon_c.h>
 #include <ferrow/FerrowGatewayStats.h>
+#include <ferrow/N2KDecode.h>
 #include <ferrow/Ferrow_c.h>
 #include <ferrow/panels/CtrlAnchor.h>
 
@@ -19,9 +22,14 @@
 #include <wx/textctrl.h>
 
 #include <algorithm>
+#include <array>
+#include <mutex>
+#include <optional>
 
 using ferrow::core::DisplayAllPgn;
 using ferrow::panels::DisplayPeriods;
+using ferrow::panels::LatestMessages;
+using ferrow::panels::PgnFieldPane;
 using ferrow::panels::WxPgnList;
 using ferrow::peripherals::Peripheral;
 
@@ -34,21 +42,48 @@ constexpr std::size_t kBatchMessages = 64;
 constexpr uint64_t kStatusPeriodMs = 1000;
 
 // The template, in dialog units: each list wide enough for a row's key, its
-// eight data bytes and its rate; the status line as wide as both.
+// eight data bytes and its rate; the fields of the selected row, the status
+// line and the buttons below both lists, as wide as both.
 constexpr int kWidth = 490;
-constexpr int kHeight = 205;
+constexpr int kHeight = 302;
 constexpr int kListWidth = 230;
 constexpr int kListHeight = 130;
-constexpr int kStatusTop = 160;
-constexpr int kButtonTop = 174;
+constexpr int kFieldsTitleTop = 160;
+constexpr int kFieldsTop = 172;
+constexpr int kFieldsHeight = 80;
+constexpr int kStatusTop = 257;
+constexpr int kButtonTop = 271;
 constexpr int kRxLeft = 10;
 constexpr int kTxLeft = kRxLeft + kListWidth + 10;
+
+constexpr const char* kNoSelection = "Select a row to see its fields";
+
+// The process shares one PGN database; a monitor that finds none loaded
+// loads the default one, once, so that a firmware need not.
+void LoadPgnDatabaseOnce() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        char probe[16 * 1024];
+        if (FerrowDescribePgn(59392, probe, sizeof probe) < 0) FerrowLoadPgnDatabase(nullptr);
+    });
+}
 
 int Take(Ferrow_N2K_Mon_c& monitor, bool receive, N2KMsg* msg) {
     return receive ? monitor.GetRxMsg(msg) : monitor.GetTxMsg(msg);
 }
 
 }  // namespace
+
+struct N2KMonDlg_c::Fields {
+    // By Side::receive.
+    std::array<LatestMessages, 2> latest;
+    // Each list's selected row when last looked at, so the list whose
+    // selection changed last is the one shown.
+    std::array<std::optional<LatestMessages::Key>, 2> selected;
+    const Side* shown = nullptr;
+    PgnFieldPane pane{FerrowDecodeN2K, FerrowDescribePgn};
+    N2KMsg msg{};
+};
 
 N2KMonDlg_c::N2KMonDlg_c(CWnd* parentWnd, Ferrow_N2K_Mon_c* monitor)
     : FloatingDlg_c(kTemplateId, parentWnd),
@@ -57,6 +92,7 @@ N2KMonDlg_c::N2KMonDlg_c(CWnd* parentWnd, Ferrow_N2K_Mon_c* monitor)
       rx_{true},
       tx_{false},
       batch_(kBatchMessages),
+      fields_(std::make_unique<Fields>()),
       timer_(this, kTimerId) {}
 
 N2KMonDlg_c::~N2KMonDlg_c() { timer_.Stop(); }
@@ -69,10 +105,12 @@ int N2KMonDlg_c::TimerInterval() const { return timer_.IsRunning() ? timer_.GetI
 
 void N2KMonDlg_c::OnInitDialog() {
     FloatingDlg_c::OnInitDialog();
+    LoadPgnDatabaseOnce();
     SetTitle("N2K Monitor");
     CreateControls();
     pgn_->PGNList_OnInitDialog(rx_.list);
     pgn_->PGNList_OnInitDialog(tx_.list);
+    fields_->pane.Init(*fieldsList_);
     paused_ = false;
     UpdateButtons();
     LoadDisplayPeriod();
@@ -86,6 +124,10 @@ void N2KMonDlg_c::OnInitDialog() {
     Bind(wxEVT_BUTTON, &N2KMonDlg_c::OnConnect, this, kConnectId);
     Bind(wxEVT_BUTTON, &N2KMonDlg_c::OnDisconnect, this, kDisconnectId);
     Bind(wxEVT_CHECKBOX, &N2KMonDlg_c::OnDisplayAll, this, kDisplayAllId);
+    for (const int list : {kRxListId, kTxListId}) {
+        Bind(wxEVT_LIST_ITEM_SELECTED, [this](wxListEvent&) { RefreshFields(); }, list);
+        Bind(wxEVT_LIST_ITEM_DESELECTED, [this](wxListEvent&) { RefreshFields(); }, list);
+    }
     timer_.Start(DisplayPeriods::TimerMs(displayPeriod_));
 }
 
@@ -99,6 +141,13 @@ void N2KMonDlg_c::CreateControls() {
                                   wxALIGN_RIGHT | wxST_NO_AUTORESIZE);
     PlaceCtrl(time, kWidth - 90, 0, 80, 10);
     Anchor(time, Area::Whole, ANCHOR_PIN_TOP);
+    fieldsTitle_ = new wxStaticText(this, kFieldsTitleId, kNoSelection, wxDefaultPosition, wxDefaultSize,
+                                    wxST_NO_AUTORESIZE | wxST_ELLIPSIZE_END);
+    PlaceCtrl(fieldsTitle_, kRxLeft, kFieldsTitleTop, kWidth - 2 * kRxLeft, 10);
+    Anchor(fieldsTitle_, Area::Whole, ANCHOR_STRETCH_X);
+    fieldsList_ = new WxPgnList(this, kFieldsListId);
+    PlaceCtrl(fieldsList_, kRxLeft, kFieldsTop, kWidth - 2 * kRxLeft, kFieldsHeight);
+    Anchor(fieldsList_, Area::Whole, ANCHOR_STRETCH_X);
     auto* status = new wxStaticText(this, kStatusId, wxString(), wxDefaultPosition, wxDefaultSize,
                                     wxST_NO_AUTORESIZE | wxST_ELLIPSIZE_END);
     PlaceCtrl(status, kRxLeft, kStatusTop, kWidth - 2 * kRxLeft, 10);
@@ -196,6 +245,7 @@ void N2KMonDlg_c::RefreshLists() {
     const auto ticks = static_cast<uint32_t>(ms / 10);
     pgn_->Age(rx_.list, ticks);
     pgn_->Age(tx_.list, ticks);
+    RefreshFields();
     RefreshStatus(ms);
 }
 
@@ -227,15 +277,44 @@ bool N2KMonDlg_c::ListStore(Side& side) {
             offered = side.receive ? monitor_->GetRxOffered() : monitor_->GetTxOffered();
         });
         if (!read) return false;
-        for (std::size_t i = 0; i < taken; ++i) pgn_->add_pgn_list(side.list, &batch_[i]);
+        LatestMessages& latest = fields_->latest[side.receive];
+        for (std::size_t i = 0; i < taken; ++i) {
+            pgn_->add_pgn_list(side.list, &batch_[i]);
+            latest.Note(batch_[i]);
+        }
     } while (taken == batch_.size());
     side.count->ChangeValue(wxString::Format("%lu ", offered));
     return true;
 }
 
+void N2KMonDlg_c::RefreshFields() {
+    Fields& fields = *fields_;
+    const auto selectedKey = [&](const Side& side) -> std::optional<LatestMessages::Key> {
+        const long row = side.list->GetNextItem(-1, wxLIST_NEXT_ALL, wxLIST_STATE_SELECTED);
+        const ferrow::panels::PgnRowTable* table = pgn_->TableOf(side.list);
+        if (row < 0 || table == nullptr) return std::nullopt;
+        return LatestMessages::KeyOfRow(*table, static_cast<std::size_t>(row));
+    };
+    for (const Side* side : {&rx_, &tx_}) {
+        const auto key = selectedKey(*side);
+        if (key == fields.selected[side->receive]) continue;
+        fields.selected[side->receive] = key;
+        if (key) fields.shown = side;
+    }
+    uint64_t serial = 0;
+    if (fields.shown != nullptr && fields.selected[fields.shown->receive]) {
+        serial = fields.latest[fields.shown->receive].Latest(*fields.selected[fields.shown->receive], &fields.msg);
+    }
+    if (!fields.pane.Show(serial != 0 ? &fields.msg : nullptr, serial, *fieldsList_)) return;
+    const std::string& title = fields.pane.Title();
+    fieldsTitle_->SetLabel(title.empty() ? wxString(kNoSelection) : wxString::FromUTF8(title));
+}
+
 void N2KMonDlg_c::ClearSide(Side& side) {
     side.count->ChangeValue("0 ");
     pgn_->Clear(side.list);
+    fields_->latest[side.receive].Clear();
+    RefreshFields();
     WithPeripheral([&] { side.receive ? monitor_->ClearRxMsg() : monitor_->ClearTxMsg(); });
 }
 

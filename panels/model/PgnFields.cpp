@@ -24,10 +24,13 @@ int Decimals(double resolution) {
     return std::clamp(static_cast<int>(std::ceil(-std::log10(resolution) - 1e-9)), 0, 12);
 }
 
+// Whole numbers come without a fraction whatever the resolution: 1 K in
+// steps of 0.001 shows as 1.000.
 std::string NumberText(const Json& value, const PgnFields::Scale* scale) {
-    if (!value.is_number_float() || scale == nullptr || !(scale->resolution > 0)) return value.dump();
+    const int decimals = scale == nullptr ? 0 : Decimals(scale->resolution);
+    if (decimals == 0) return value.dump();
     char text[64];
-    std::snprintf(text, sizeof text, "%.*f", Decimals(scale->resolution), value.get<double>());
+    std::snprintf(text, sizeof text, "%.*f", decimals, value.get<double>());
     return text;
 }
 
@@ -63,19 +66,6 @@ void AddFields(const Json& fields, const std::string& prefix, const PgnFields::S
     }
 }
 
-std::string BytesText(const Json& data) {
-    if (!data.is_array()) return ValueText(data, nullptr);
-    std::string text;
-    char hex[4];
-    for (const Json& byte : data) {
-        if (!byte.is_number_unsigned()) return data.dump();
-        std::snprintf(hex, sizeof hex, "%02x", static_cast<unsigned>(byte.get<unsigned long>() & 0xFF));
-        if (!text.empty()) text += ' ';
-        text += hex;
-    }
-    return text;
-}
-
 }  // namespace
 
 PgnFields::Scales PgnFields::ScalesOf(std::string_view described) {
@@ -101,11 +91,7 @@ std::vector<FieldRow> PgnFields::Rows(std::string_view decoded, const Scales& sc
     const Json message = Parse(decoded);
     if (message.is_null()) return rows;
     const auto fields = message.find("fields");
-    if (fields == message.end() || !fields->is_object()) {
-        const auto data = message.find("data");
-        if (data != message.end()) rows.push_back({"Data", BytesText(*data), {}});
-        return rows;
-    }
+    if (fields == message.end() || !fields->is_object()) return rows;
     Json plain = Json::object();
     std::vector<std::pair<std::string, const Json*>> sets;
     for (const auto& [name, value] : fields->items()) {

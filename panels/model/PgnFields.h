@@ -34,8 +34,7 @@ public:
 
     // One row per field in the decoder's order; the members of a repeating
     // set follow as "[1] name", "[2] name", those of a second set as
-    // "[2.1] name". A message the database does not know gives its bytes as
-    // one "Data" row. No rows for text that is not a decoded message.
+    // "[2.1] name". No rows for text that is not a decoded message.
     static std::vector<FieldRow> Rows(std::string_view decoded, const Scales& scales);
 
     // "130316 Temperature Extended Range", or "" for text that is not a

@@ -1,4 +1,4 @@
-// The NMEA 2000 monitor and generator panels as an operator meets them: a
+// The NMEA 2000 monitor panel as an operator meets it: a
 // firmware from the factory on a virtual bus, sending, and a second device on
 // the same bus sending to it, while the panel is driven through its controls.
 #include "PanelsHost.h"
@@ -9,7 +9,6 @@
 #include "tests/support/TempDir.h"
 
 #include <ferrow/ferrow.h>
-#include <ferrow/panels/N2KGenDlg_c.h>
 #include <ferrow/panels/N2KMonDlg_c.h>
 
 #include <wx/listctrl.h>
@@ -17,6 +16,7 @@
 #include <wx/textctrl.h>
 #include <wx/uiaction.h>
 
+#include <algorithm>
 #include <atomic>
 #include <deque>
 #include <functional>
@@ -37,16 +37,17 @@ constexpr uint8_t kPeerAddress = 0x42;
 constexpr uint32_t kHeading = 127250;
 constexpr uint32_t kPositionRapid = 129025;
 constexpr uint32_t kWind = 130306;
+constexpr uint32_t kTemperature = 130316;
 
-N2KMsg Message(uint32_t pgn, uint8_t source) {
+N2KMsg Message(uint32_t pgn, uint8_t source, std::vector<uint8_t> bytes = {0, 1, 2, 3, 4, 5, 6, 7}) {
     N2KMsg msg{};
     msg.pgn = pgn;
     msg.priority = 2;
     msg.addressA = source;
     msg.addressB = 255;
     msg.transport = 1;
-    msg.length = 8;
-    for (uint8_t i = 0; i < 8; ++i) msg.data[i] = i;
+    msg.length = static_cast<uint16_t>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), msg.data);
     return msg;
 }
 
@@ -153,13 +154,13 @@ protected:
         PanelsHostTest::TearDown();
     }
 
-    void FirmwareSends(uint32_t pgn, int times) {
+    void FirmwareSends(uint32_t pgn, int times, std::vector<uint8_t> bytes = {0, 1, 2, 3, 4, 5, 6, 7}) {
         std::lock_guard<std::mutex> guard(firmware_.mutex);
-        for (int i = 0; i < times; ++i) firmware_.outbox.push_back(Message(pgn, kFirmwareAddress));
+        for (int i = 0; i < times; ++i) firmware_.outbox.push_back(Message(pgn, kFirmwareAddress, bytes));
     }
 
-    void PeerSends(uint32_t pgn, int times) {
-        N2KMsg msg = Message(pgn, kPeerAddress);
+    void PeerSends(uint32_t pgn, int times, std::vector<uint8_t> bytes = {0, 1, 2, 3, 4, 5, 6, 7}) {
+        N2KMsg msg = Message(pgn, kPeerAddress, std::move(bytes));
         for (int i = 0; i < times; ++i) ASSERT_EQ(peer_->PutMsg(&msg), N2K_OK);
     }
 
@@ -181,6 +182,29 @@ protected:
     wxString RxCount() { return Count(panel_, N2KMonDlg_c::kRxCountId); }
     wxString TxCount() { return Count(panel_, N2KMonDlg_c::kTxCountId); }
     wxStaticText* Status() { return ControlOf<wxStaticText>(panel_, N2KMonDlg_c::kStatusId); }
+    wxListCtrl* FieldsList() { return ControlOf<wxListCtrl>(panel_, N2KMonDlg_c::kFieldsListId); }
+    wxString FieldsTitle() { return ControlOf<wxStaticText>(panel_, N2KMonDlg_c::kFieldsTitleId)->GetLabel(); }
+
+    // The value and unit of the field list's row `name`, "no field" without one.
+    wxString Field(const wxString& name) {
+        wxListCtrl* fields = FieldsList();
+        for (int row = 0; row < fields->GetItemCount(); ++row) {
+            if (fields->GetItemText(row, 0) == name) {
+                return fields->GetItemText(row, 1) + "|" + fields->GetItemText(row, 2);
+            }
+        }
+        return "no field";
+    }
+
+    // The operator clicks the row with the real mouse.
+    void ClickRow(wxListCtrl* list, int row) {
+        wxRect cell;
+        ASSERT_TRUE(list->GetSubItemRect(row, 0, cell));
+        wxUIActionSimulator mouse;
+        mouse.MouseMove(list->ClientToScreen(cell.GetPosition() + cell.GetSize() / 2));
+        mouse.MouseClick();
+        ASSERT_TRUE(PumpUntil([&] { return list->GetNextItem(-1, wxLIST_NEXT_ALL, wxLIST_STATE_SELECTED) == row; }));
+    }
 
     // Set before SetUp: lines of the configuration file after the port, the
     // gateway argument, and a store size for a monitor of the test's own.
@@ -198,7 +222,7 @@ protected:
 
 TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnitsAndEachListTakesHalfOfAResize) {
     EXPECT_EQ(panel_->GetTitle(), "N2K Monitor");
-    const wxSize client = panel_->ConvertDialogToPixels(wxSize(490, 205));
+    const wxSize client = panel_->ConvertDialogToPixels(wxSize(490, 302));
     EXPECT_EQ(panel_->GetClientSize(), client);
     EXPECT_NE(panel_->GetWindowStyle() & wxRESIZE_BORDER, 0);
     const struct {
@@ -216,11 +240,13 @@ TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnitsAndEachListTakesHalfOfAResize) {
         {N2KMonDlg_c::kClearTxId, {335, 13, 45, 10}, {1, 0}, {0, 0}},
         {N2KMonDlg_c::kTxListId, {250, 25, 230, 130}, {1, 0}, {1, 1}},
         {N2KMonDlg_c::kTimeId, {400, 0, 80, 10}, {2, 0}, {0, 0}},
-        {N2KMonDlg_c::kPauseId, {10, 174, 120, 25}, {0, 1}, {0, 0}},
-        {N2KMonDlg_c::kDisconnectId, {140, 174, 70, 25}, {0, 1}, {0, 0}},
-        {N2KMonDlg_c::kConnectId, {210, 174, 70, 25}, {0, 1}, {0, 0}},
-        {wxID_OK, {425, 174, 55, 25}, {2, 1}, {0, 0}},
-        {N2KMonDlg_c::kStatusId, {10, 160, 470, 10}, {0, 1}, {2, 0}},
+        {N2KMonDlg_c::kPauseId, {10, 271, 120, 25}, {0, 1}, {0, 0}},
+        {N2KMonDlg_c::kDisconnectId, {140, 271, 70, 25}, {0, 1}, {0, 0}},
+        {N2KMonDlg_c::kConnectId, {210, 271, 70, 25}, {0, 1}, {0, 0}},
+        {wxID_OK, {425, 271, 55, 25}, {2, 1}, {0, 0}},
+        {N2KMonDlg_c::kStatusId, {10, 257, 470, 10}, {0, 1}, {2, 0}},
+        {N2KMonDlg_c::kFieldsTitleId, {10, 160, 470, 10}, {0, 1}, {2, 0}},
+        {N2KMonDlg_c::kFieldsListId, {10, 172, 470, 80}, {0, 1}, {2, 0}},
     };
     for (const auto& control : placed) {
         wxWindow* window = panel_->FindWindow(control.id);
@@ -237,6 +263,8 @@ TEST_F(N2KMonPanel, IsLaidOutAtItsDialogUnitsAndEachListTakesHalfOfAResize) {
     EXPECT_FALSE(ControlOf<wxCheckBox>(panel_, N2KMonDlg_c::kDisplayAllId)->GetValue());
     EXPECT_EQ(RxList()->GetColumnCount(), PgnRowTable::kColumns);
     EXPECT_EQ(TxList()->GetColumnCount(), PgnRowTable::kColumns);
+    EXPECT_EQ(FieldsList()->GetColumnCount(), 3);
+    EXPECT_EQ(FieldsTitle(), "Select a row to see its fields");
     EXPECT_EQ(panel_->TimerInterval(), 100) << "without a configured period";
     EXPECT_TRUE(PumpUntil([&] {
         return Status()->GetLabel() == "Gateway not connected: frames in 0  out 0  dropped 0  errors 0";
@@ -371,6 +399,36 @@ TEST_F(N2KMonPanel, ARateFallsToZeroWhenItsGroupStopsAndTheStatusLineWaitsASecon
     EXPECT_TRUE(Status()->GetLabel().StartsWith("Gateway: frames in 1  out 0 ")) << Status()->GetLabel();
 }
 
+// What the firmware sends and what it receives, each decoded from the PGN
+// database when its row is clicked, and followed while it changes.
+TEST_F(N2KMonPanel, AClickedRowShowsItsLatestMessageAsFieldsAndFollowsItUntilCleared) {
+    ConnectThroughPanel();
+    emu_->n2kMon->Show();
+    FirmwareSends(kTemperature, 1, {0x00, 0x00, 0x02, 0xd3, 0x2f, 0x04, 0xff, 0xff});
+    PeerSends(kHeading, 1, {0x00, 0x10, 0x27, 0xff, 0x7f, 0xff, 0x7f, 0xfd});
+    ASSERT_TRUE(PumpUntil([&] { return TxCount() == "1 " && RxCount() == "1 " && panel_->IsShownOnScreen(); }));
+
+    ClickRow(TxList(), 0);
+    ASSERT_TRUE(PumpUntil([&] { return FieldsTitle() == "130316 Temperature Extended Range, from 35 to 255"; }))
+        << FieldsTitle();
+    EXPECT_EQ(Field("Temperature"), "274.387|K");
+    EXPECT_EQ(Field("Source"), "Inside Temperature|");
+    EXPECT_EQ(Field("SID"), "0|");
+    FirmwareSends(kTemperature, 1, {0x01, 0x00, 0x02, 0xe8, 0x03, 0x00, 0xff, 0xff});
+    EXPECT_TRUE(PumpUntil([&] { return Field("Temperature") == "1.000|K"; })) << Field("Temperature");
+    EXPECT_EQ(Field("SID"), "1|");
+
+    ClickRow(RxList(), 0);
+    ASSERT_TRUE(PumpUntil([&] { return FieldsTitle() == "127250 Vessel Heading, from 66 to 255"; }))
+        << FieldsTitle();
+    EXPECT_EQ(Field("Heading"), "1.0000|rad");
+    EXPECT_EQ(Field("Temperature"), "no field");
+
+    Press(panel_, N2KMonDlg_c::kClearRxId);
+    EXPECT_EQ(FieldsTitle(), "Select a row to see its fields");
+    EXPECT_EQ(FieldsList()->GetItemCount(), 0);
+}
+
 TEST_F(N2KMonPanel, ConnectDiscardsStoredCopiesAndTheButtonsFollowTheConnection) {
     EXPECT_EQ(ConnectButtons(), std::make_pair(true, false));
     N2KMsg msg = Message(kWind, kPeerAddress);
@@ -493,7 +551,7 @@ TEST_F(FirmwareConnection, LeavesConnectAndDisconnectDisabledAndConnectsWithoutA
     EXPECT_TRUE(PumpUntil([&] { return PanelOf(host_, N2KMonDlg_c::kTemplateId) == nullptr; }));
 }
 
-TEST_F(N2KMonPanel, CloseEscapeAndTheCloseBoxHideBothPanelsAndTheTimerRunsOn) {
+TEST_F(N2KMonPanel, CloseEscapeAndTheCloseBoxHideItAndTheTimerRunsOn) {
     Ferrow_N2K_Mon_c* monitor = emu_->n2kMon;
     ExpectHiddenBy(monitor, [&] { Press(panel_, wxID_OK); });
     ExpectHiddenBy(monitor, [&] { panel_->Close(); });
@@ -508,18 +566,6 @@ TEST_F(N2KMonPanel, CloseEscapeAndTheCloseBoxHideBothPanelsAndTheTimerRunsOn) {
     ConnectThroughPanel();
     PeerSends(kWind, 1);
     EXPECT_TRUE(PumpUntil([&] { return RxCount() == "1 "; })) << "a hidden panel still lists";
-
-    // The generator's panel offers only OK and Cancel.
-    auto* generator = dynamic_cast<N2KGenDlg_c*>(PanelOf(host_, N2KGenDlg_c::kTemplateId));
-    ASSERT_NE(generator, nullptr);
-    EXPECT_EQ(generator->GetTitle(), "N2K Generator");
-    EXPECT_EQ(generator->GetClientSize(), generator->ConvertDialogToPixels(wxSize(186, 90)));
-    EXPECT_EQ(generator->GetDefaultItem(), ButtonOf(generator, wxID_OK));
-    EXPECT_EQ(ButtonOf(generator, wxID_CANCEL)->GetLabel(), "Cancel");
-    for (int id : {wxID_OK, wxID_CANCEL}) {
-        ExpectHiddenBy(emu_->n2kGen, [&] { Press(generator, id); });
-    }
-    ExpectHiddenBy(emu_->n2kGen, [&] { generator->Close(); });
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <ferrow/panels/SerialDlg_c.h>
 
 #include <wx/image.h>
+#include <wx/listctrl.h>
 #include <wx/textctrl.h>
 
 #include <chrono>
@@ -204,7 +205,14 @@ TEST_F(PanelScreenshots, N2KMonitor) {
     // The status line is read once a second.
     const auto read = std::chrono::steady_clock::now() + std::chrono::milliseconds(1100);
     ASSERT_TRUE(PumpUntil([&] { return std::chrono::steady_clock::now() >= read; }));
-    Save(PanelOf(host_, N2KMonDlg_c::kTemplateId), "panel-n2kmon.png");
+    // The wind sensor's row selected: its latest message decoded under the lists.
+    FloatingDlg_c* panel = PanelOf(host_, N2KMonDlg_c::kTemplateId);
+    ASSERT_NE(panel, nullptr);
+    auto* rx = static_cast<wxListCtrl*>(panel->FindWindow(N2KMonDlg_c::kRxListId));
+    const long wind = rx->FindItem(-1, "130306");
+    ASSERT_GE(wind, 0);
+    rx->SetItemState(wind, wxLIST_STATE_SELECTED, wxLIST_STATE_SELECTED);
+    Save(panel, "panel-n2kmon.png");
     delete emu->n2kMon;
     delete emu->n2kGen;
 }

@@ -8,6 +8,10 @@
 // lists a status line shows the gateway's figures (GetGatewayStats), read
 // once a second.
 //
+// Selecting a row in either list shows that row's latest message below the
+// lists, decoded into fields (name, value, unit) from the PGN database
+// (FerrowDecodeN2K), and follows its new messages at the display period.
+//
 // Each list shows a row's key, its data bytes and its rate at the default
 // size; the panel is resizable, each list taking half the width.
 #pragma once
@@ -28,6 +32,7 @@ class wxCheckBox;
 class wxCommandEvent;
 class wxShowEvent;
 class wxSizeEvent;
+class wxStaticText;
 class wxTextCtrl;
 
 namespace ferrow::panels {
@@ -51,6 +56,9 @@ public:
     static constexpr int kDisconnectId = 1002;
     static constexpr int kConnectId = 1001;
     static constexpr int kStatusId = 1030;
+    // The selected row's PGN and addresses, and its fields.
+    static constexpr int kFieldsTitleId = 1031;
+    static constexpr int kFieldsListId = 1032;
     static constexpr int kTimerId = 11;
     static constexpr int kDefaultPeriodMs = 100;
 
@@ -61,8 +69,9 @@ public:
     ~N2KMonDlg_c() override;
 
     // One timer tick: unless paused, shows the time, empties the receive
-    // store into the RX list and the transmit store into the TX list, and
-    // when it is due, reads the gateway's figures into the status line.
+    // store into the RX list and the transmit store into the TX list, shows
+    // the selected row's latest message, and when it is due, reads the
+    // gateway's figures into the status line.
     void RefreshLists();
 
     // The running timer's interval in ms, or 0 while it is stopped.
@@ -105,6 +114,9 @@ private:
     bool ListStore(Side& side);
     void ClearSide(Side& side);
     void RefreshStatus(uint64_t ms);
+    // Shows the latest message of the row selected last, in whichever list,
+    // unless it is shown already.
+    void RefreshFields();
 
     void OnTimer(wxTimerEvent& event);
     void OnPause(wxCommandEvent& event);
@@ -113,6 +125,9 @@ private:
     void OnDisplayAll(wxCommandEvent& event);
     void OnShown(wxShowEvent& event);
     void OnSize(wxSizeEvent& event);
+
+    // The latest message of every row of both lists and the decoded fields.
+    struct Fields;
 
     Ferrow_N2K_Mon_c* monitor_;
     std::unique_ptr<BrovikPgn> pgn_;
@@ -126,10 +141,13 @@ private:
     // Messages copied out of a store, listed after the copy.
     std::vector<N2KMsg> batch_;
     std::vector<Anchored> anchored_;
+    std::unique_ptr<Fields> fields_;
 
     wxCheckBox* displayAllBox_ = nullptr;
     wxButton* pauseButton_ = nullptr;
     wxButton* connectButton_ = nullptr;
     wxButton* disconnectButton_ = nullptr;
+    wxStaticText* fieldsTitle_ = nullptr;
+    ferrow::panels::WxPgnList* fieldsList_ = nullptr;
     wxTimer timer_;
 };
