@@ -124,9 +124,12 @@ void N2KMonDlg_c::OnInitDialog() {
     Bind(wxEVT_BUTTON, &N2KMonDlg_c::OnConnect, this, kConnectId);
     Bind(wxEVT_BUTTON, &N2KMonDlg_c::OnDisconnect, this, kDisconnectId);
     Bind(wxEVT_CHECKBOX, &N2KMonDlg_c::OnDisplayAll, this, kDisplayAllId);
+    // A list moves its selection with its rows while the helper fills it, when
+    // the rows behind it are not yet all in place: read it once they are.
     for (const int list : {kRxListId, kTxListId}) {
-        Bind(wxEVT_LIST_ITEM_SELECTED, [this](wxListEvent&) { RefreshFields(); }, list);
-        Bind(wxEVT_LIST_ITEM_DESELECTED, [this](wxListEvent&) { RefreshFields(); }, list);
+        for (const auto type : {wxEVT_LIST_ITEM_SELECTED, wxEVT_LIST_ITEM_DESELECTED}) {
+            Bind(type, [this](wxListEvent&) { CallAfter(&N2KMonDlg_c::RefreshFields); }, list);
+        }
     }
     timer_.Start(DisplayPeriods::TimerMs(displayPeriod_));
 }
