@@ -22,23 +22,16 @@ using ferrow::panels::PgnFields;
 using ferrow::panels::PgnRowTable;
 using ferrow::panels::test::RowList;
 
-const char* const kDescribed = R"({"pgn":130316,"fields":[
-  {"name":"SID","resolution":1},
-  {"name":"Temperature","unit":"K","resolution":0.001},
-  {"name":"Latitude","unit":"deg","resolution":1e-7},
-  {"name":"Speed","unit":"m/s","resolution":0.01},
-  {"name":"Time","unit":"s","resolution":0.0001},
-  {"name":"Alarms"},
-  {"name":"PRN","resolution":1},
-  {"name":"Elevation","unit":"rad","resolution":0.0001}]})";
+const char* const kDescribed = R"({"pgn":130316,"fields":[{"name":"SID","resolution":1},
+  {"name":"Temperature","unit":"K","resolution":0.001}, {"name":"Latitude","unit":"deg","resolution":1e-7},
+  {"name":"Speed","unit":"m/s","resolution":0.01}, {"name":"Time","unit":"s","resolution":0.0001},
+  {"name":"Alarms"}, {"name":"PRN","resolution":1}, {"name":"Elevation","unit":"rad","resolution":0.0001}]})";
 
 N2KMsg Msg(uint32_t pgn, uint8_t source, uint8_t destination, uint8_t first, uint16_t length = 8) {
     N2KMsg msg{};
     msg.pgn = pgn;
-    msg.priority = 2;
     msg.addressA = source;
     msg.addressB = destination;
-    msg.transport = 1;
     msg.length = length;
     msg.data[0] = first;
     return msg;
@@ -50,18 +43,11 @@ TEST(PgnFields, RowsKeepTheDecodersOrderWithResolutionDecimalsUnitsOnNumbersAndN
             "Time":"10:00:00","Alarms":["Low Oil","High Temp"],"Other":1.25,"Obj":{"a":1},
             "list":[{"PRN":3,"Elevation":0.5},{"PRN":7}],"list2":[{"PRN":9}]}})",
         PgnFields::ScalesOf(kDescribed));
-    const std::vector<FieldRow> expected = {{"Temperature", "274.387", "K"},
-                                            {"SID", "0", ""},
-                                            {"Latitude", "52.0000001", "deg"},
-                                            {"Speed", "12.00", "m/s"},
-                                            {"Time", "10:00:00", ""},
-                                            {"Alarms", "Low Oil, High Temp", ""},
-                                            {"Other", "1.25", ""},
-                                            {"Obj", R"({"a":1})", ""},
-                                            {"[1] PRN", "3", ""},
-                                            {"[1] Elevation", "0.5000", "rad"},
-                                            {"[2] PRN", "7", ""},
-                                            {"[2.1] PRN", "9", ""}};
+    const std::vector<FieldRow> expected = {
+        {"Temperature", "274.387", "K"}, {"SID", "0", ""}, {"Latitude", "52.0000001", "deg"},
+        {"Speed", "12.00", "m/s"}, {"Time", "10:00:00", ""}, {"Alarms", "Low Oil, High Temp", ""},
+        {"Other", "1.25", ""}, {"Obj", R"({"a":1})", ""}, {"[1] PRN", "3", ""},
+        {"[1] Elevation", "0.5000", "rad"}, {"[2] PRN", "7", ""}, {"[2.1] PRN", "9", ""}};
     EXPECT_EQ(rows, expected);
     EXPECT_EQ(PgnFields::Title(R"({"pgn":130316,"description":"Temperature Extended Range"})"),
               "130316 Temperature Extended Range");
