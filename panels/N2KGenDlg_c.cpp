@@ -23,15 +23,17 @@ using ferrow::panels::PgnForm;
 
 namespace {
 
-// The template, in dialog units.
+// The template, in dialog units. A choice box is as tall as the toolkit
+// draws one; text boxes sit centred beside it.
 constexpr int kWidth = 330;
-constexpr int kHeight = 232;
-constexpr int kFieldsTop = 24;
-constexpr int kFieldsHeight = 108;
-constexpr int kSetsTop = 136;
-constexpr int kAddressTop = 152;
-constexpr int kBytesTop = 168;
-constexpr int kButtonTop = 212;
+constexpr int kHeight = 234;
+constexpr int kChoiceHeight = 18;
+constexpr int kFieldsTop = 26;
+constexpr int kFieldsHeight = 104;
+constexpr int kSetsTop = 134;
+constexpr int kAddressTop = 154;
+constexpr int kBytesTop = 176;
+constexpr int kButtonTop = 214;
 
 constexpr unsigned kDefaultPriority = 6;
 constexpr const char* kDefaultSource = "0";
@@ -100,15 +102,15 @@ void N2KGenDlg_c::CreateControls() {
     PlaceCtrl(new wxStaticText(this, wxID_ANY, "PGN"), 7, 9, 20, 8);
     find_ = new wxTextCtrl(this, kFindId);
     find_->SetHint("number or name");
-    PlaceCtrl(find_, 30, 7, 70, 12);
+    PlaceCtrl(find_, 30, 6, 70, 14);
     pgn_ = new wxChoice(this, kPgnId);
-    PlaceCtrl(pgn_, 105, 7, kWidth - 112, 12);
+    PlaceCtrl(pgn_, 105, 4, kWidth - 112, kChoiceHeight);
 
     fields_ = new wxScrolledWindow(this, kFieldsId, wxDefaultPosition, wxDefaultSize,
                                    wxVSCROLL | wxBORDER_SUNKEN);
     fields_->SetScrollRate(0, 10);
     PlaceCtrl(fields_, 7, kFieldsTop, kWidth - 14, kFieldsHeight);
-    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Repeated sets"), 7, kSetsTop + 2, 50, 8);
+    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Repeated sets"), 7, kSetsTop + 5, 50, 8);
     for (unsigned set = 1; set <= 2; ++set) {
         wxChoice* sets = new wxChoice(this, set == 1 ? kSets1Id : kSets2Id);
         for (unsigned count = 0; count <= PgnForm::kMaxSets; ++count) {
@@ -116,27 +118,27 @@ void N2KGenDlg_c::CreateControls() {
         }
         sets->SetSelection(0);
         sets->Disable();
-        PlaceCtrl(sets, 60 + 34 * static_cast<int>(set - 1), kSetsTop, 30, 12);
+        PlaceCtrl(sets, 60 + 34 * static_cast<int>(set - 1), kSetsTop, 30, kChoiceHeight);
         sets->Bind(wxEVT_CHOICE, [this, set](wxCommandEvent&) { OnSets(set); });
         sets_[set - 1] = sets;
     }
-    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Priority"), 7, kAddressTop + 2, 30, 8);
+    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Priority"), 7, kAddressTop + 5, 30, 8);
     priority_ = new wxChoice(this, kPriorityId);
     for (unsigned p = 0; p <= 7; ++p) priority_->Append(wxString::Format("%u", p));
     priority_->SetSelection(kDefaultPriority);
-    PlaceCtrl(priority_, 38, kAddressTop, 28, 12);
-    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Source"), 74, kAddressTop + 2, 26, 8);
+    PlaceCtrl(priority_, 38, kAddressTop, 28, kChoiceHeight);
+    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Source"), 74, kAddressTop + 5, 26, 8);
     source_ = new wxTextCtrl(this, kSourceId, kDefaultSource);
-    PlaceCtrl(source_, 100, kAddressTop, 24, 12);
-    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Destination"), 132, kAddressTop + 2, 40, 8);
+    PlaceCtrl(source_, 100, kAddressTop + 2, 24, 14);
+    PlaceCtrl(new wxStaticText(this, wxID_ANY, "Destination"), 132, kAddressTop + 5, 40, 8);
     destination_ = new wxTextCtrl(this, kDestinationId, kDefaultDestination);
-    PlaceCtrl(destination_, 172, kAddressTop, 24, 12);
+    PlaceCtrl(destination_, 172, kAddressTop + 2, 24, 14);
     network_ = new wxCheckBox(this, kNetworkId, "Also send on the network");
-    PlaceCtrl(network_, 206, kAddressTop, kWidth - 213, 12);
+    PlaceCtrl(network_, 206, kAddressTop + 3, kWidth - 213, 12);
 
     bytes_ = new wxTextCtrl(this, kBytesId, wxString(), wxDefaultPosition, wxDefaultSize,
                             wxTE_MULTILINE | wxTE_READONLY);
-    PlaceCtrl(bytes_, 7, kBytesTop, kWidth - 14, 38);
+    PlaceCtrl(bytes_, 7, kBytesTop, kWidth - 14, 32);
 
     result_ = new wxStaticText(this, kResultId, wxString(), wxDefaultPosition, wxDefaultSize,
                                wxST_NO_AUTORESIZE | wxST_ELLIPSIZE_END);
