@@ -320,7 +320,8 @@ std::string PgnForm::ToJson(unsigned priority, unsigned source, unsigned destina
     message["src"] = source;
     message["dst"] = destination;
     message["fields"] = std::move(values);
-    return message.dump();
+    // Text not in UTF-8 is sent with replacement characters, never thrown on.
+    return message.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 std::string PgnForm::Label(const Field& field) {

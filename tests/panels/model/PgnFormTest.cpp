@@ -129,10 +129,12 @@ TEST(PgnForm, SendsTheEnteredFieldsInOrderWithWholeNumbersExact) {
               R"("Station ID":18446744073709551615,"Date":"2024.01.01"}})");
     form.Set(5, "-1");
     form.Set(2, "");
+    form.Set(4, "Cabin \xff");
     form.Set(0, "7");
     EXPECT_EQ(form.ToJson(7, 0, 12),
               R"({"pgn":130316,"prio":7,"src":0,"dst":12,"fields":{"SID":7,"Source":"Outside Temperature",)"
-              R"("Alerts":["Low","High"],"Station Name":"Cabin \"aft\"","Station ID":-1,"Date":"2024.01.01"}})");
+              R"("Alerts":["Low","High"],"Station Name":"Cabin )" "\xEF\xBF\xBD" R"(","Station ID":-1,"Date":"2024.01.01"}})")
+        << "a byte that is not UTF-8 is replaced";
 }
 
 TEST(PgnCatalog, ListsEachNumberOnceInOrderAndFindsByNumberOrName) {
