@@ -4,7 +4,8 @@
 //       build/tests/panels/ferrow_panels_unit_tests --gtest_filter='PanelScreenshots.*'
 //
 // (one command line) writes panel-adc.png, panel-gpio.png, panel-pwm.png,
-// panel-icap.png, panel-n2kmon.png and panel-serial.png into that folder.
+// panel-icap.png, panel-n2kmon.png, panel-n2kgen.png and panel-serial.png
+// into that folder.
 #include "ChannelPanelsHost.h"
 
 #include "panels/TrendStrip.h"
@@ -14,9 +15,11 @@
 #include <ferrow/panels/GPIODlg_c.h>
 #include <ferrow/panels/ICAPDlg_c.h>
 #include <ferrow/panels/PWMDlg_c.h>
+#include <ferrow/panels/N2KGenDlg_c.h>
 #include <ferrow/panels/N2KMonDlg_c.h>
 #include <ferrow/panels/SerialDlg_c.h>
 
+#include <wx/choice.h>
 #include <wx/image.h>
 #include <wx/listctrl.h>
 #include <wx/textctrl.h>
@@ -214,6 +217,35 @@ TEST_F(PanelScreenshots, N2KMonitor) {
     rx->SetItemState(wind, wxLIST_STATE_SELECTED, wxLIST_STATE_SELECTED);
     Save(panel, "panel-n2kmon.png");
     delete emu->n2kMon;
+    delete emu->n2kGen;
+}
+
+// A temperature reading being made up, its bytes shown before it is sent.
+TEST_F(PanelScreenshots, N2KGenerator) {
+    std::unique_ptr<Ferrow_c> emu(create_Ferrow_pObj(
+        Handle(), nullptr, dir_.File("gen.hex").c_str(), dir_.File("gen.cfg").c_str(), 0,
+        FERROW_N2K_GEN, nullptr, nullptr, 0, nullptr, 0));
+    ASSERT_NE(emu, nullptr);
+    auto* panel = dynamic_cast<N2KGenDlg_c*>(PanelOf(host_, N2KGenDlg_c::kTemplateId));
+    ASSERT_NE(panel, nullptr);
+    panel->Show(0);
+    panel->Move(0, 0);
+    ASSERT_TRUE(PumpUntil([&] { return !panel->OfferedPgns().empty(); }));
+    static_cast<wxTextCtrl*>(panel->FindWindow(N2KGenDlg_c::kFindId))->SetValue("temperature ext");
+    // SID, Instance, Source and Temperature, in that order.
+    const auto entry = [&](int field) { return panel->FindWindow(N2KGenDlg_c::kFieldEntryId + field); };
+    static_cast<wxTextCtrl*>(entry(0))->SetValue("0");
+    static_cast<wxTextCtrl*>(entry(1))->SetValue("0");
+    auto* source = static_cast<wxChoice*>(entry(2));
+    source->SetStringSelection("Inside Temperature");
+    wxCommandEvent picked(wxEVT_CHOICE, source->GetId());
+    picked.SetEventObject(source);
+    source->HandleWindowEvent(picked);
+    static_cast<wxTextCtrl*>(entry(3))->SetValue("294.15");
+    const auto drawn = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+    ASSERT_TRUE(PumpUntil([&] { return std::chrono::steady_clock::now() >= drawn; }));
+    ASSERT_TRUE(PictureOf(panel).SaveFile(folder_ + "/panel-n2kgen.png", wxBITMAP_TYPE_PNG));
+    panel->Hide(100);
     delete emu->n2kGen;
 }
 
