@@ -334,7 +334,11 @@ std::string PgnForm::Hint(const Field& field) {
         if (!hint.empty()) hint += ", ";
         hint += part;
     };
+    // How the encoder reads what is typed, as the decoder prints it.
     if (field.kind == Kind::Flags) add("names separated by commas");
+    if (field.type == "BINARY") add("bytes in hex");
+    if (field.type == "DATE") add("YYYY.MM.DD");
+    if (field.type == "TIME" || field.type == "DURATION") add("HH:MM:SS");
     if (field.kind == Kind::Number && field.min && field.max) {
         add(Shown(*field.min) + " to " + Shown(*field.max));
     }

@@ -53,6 +53,7 @@ TEST(PgnForm, ShowsWhatTheOperatorSetsWithItsKindChoicesAndHint) {
     EXPECT_EQ(PgnForm::Hint(form.Fields()[2]), "K, 0 to 16777.213");
     EXPECT_EQ(PgnForm::Hint(form.Fields()[3]), "names separated by commas");
     EXPECT_EQ(PgnForm::Hint(form.Fields()[4]), "");
+    EXPECT_EQ(PgnForm::Hint(form.Fields()[6]), "YYYY.MM.DD");
 
     for (const char* bad : {"", "[]", "{\"pgn\":1}", "{\"pgn\":-5,\"fields\":[]}", "{\"pgn\":1,",
                             "{\"pgn\":1,\"fields\":{}}"}) {
