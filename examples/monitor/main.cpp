@@ -5,9 +5,11 @@
 // 2000 monitor. Without one, it runs headless: it prints the console's lines
 // and a summary a second (the traffic and the gateway's figures), takes
 // console commands typed on standard input, and runs until Ctrl-C, ending
-// with a last summary. `--unique N` gives the device the NAME's unique number
-// N (1 to 2097151) and stores it; without it a device keeps the one it drew
-// at its first start.
+// with a last summary; typed `decode on` prints every message sent and
+// received as a line of JSON, its fields decoded, until `decode off`.
+// `--unique N` gives the device the NAME's unique number N (1 to 2097151)
+// and stores it; without it a device keeps the one it drew at its first
+// start.
 #include "Bench.h"
 #include "MonitorBoard.h"
 #include "MonitorDevice.h"
@@ -51,9 +53,10 @@ void SetTheScene(Ferrow_ADC_c& adc) {
 }
 
 // Headless, standard input stands in for the serial panel's input line: each
-// line typed reaches the console with the carriage return a terminal sends.
+// line typed reaches the console with the carriage return a terminal sends,
+// unless it is one of the program's own commands (Summary::Command).
 // Polled, so that it ends with the program; it also ends at end of input.
-void ForwardTypedLines(Ferrow_Serial_c& serial, const std::atomic<bool>& stop) {
+void ForwardTypedLines(Ferrow_Serial_c& serial, Summary& summary, const std::atomic<bool>& stop) {
     std::string pending;
     char chunk[256];
     while (!stop) {
@@ -66,6 +69,11 @@ void ForwardTypedLines(Ferrow_Serial_c& serial, const std::atomic<bool>& stop) {
             std::string line = pending.substr(0, end);
             pending.erase(0, end + 1);
             if (!line.empty() && line.back() == '\r') line.pop_back();
+            std::string reply;
+            if (summary.Command(line, reply)) {
+                std::printf("%s\n", reply.c_str());
+                continue;
+            }
             line += '\r';
             serial.PutRX(reinterpret_cast<const unsigned char*>(line.data()),
                          static_cast<int>(line.size()));
@@ -128,11 +136,11 @@ int main(int argc, char** argv) {
         emu.serial->Show();
         std::printf("%s: close the host window to stop\n", kTitle);
     } else {
-        std::printf("%s: no display, running headless; type console commands (help); "
-                    "Ctrl-C to stop\n",
+        std::printf("%s: no display, running headless; type console commands (help), "
+                    "decode on|off for the messages as JSON; Ctrl-C to stop\n",
                     kTitle);
-        inputThread = std::thread([&] { ForwardTypedLines(*emu.serial, stop); });
         summary = std::make_unique<Summary>(device);
+        inputThread = std::thread([&] { ForwardTypedLines(*emu.serial, *summary, stop); });
         summaryThread = std::thread([&] {
             for (int drains = 1; !stop; ++drains) {
                 std::this_thread::sleep_for(kDrainPeriod);

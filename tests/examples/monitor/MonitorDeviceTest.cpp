@@ -8,10 +8,13 @@
 
 #include "Summary.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdlib>
 #include <map>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <tuple>
 
 namespace monitor_test {
@@ -526,6 +529,72 @@ TEST(MonitorDevice, AnHourOfTrafficKeepsItsScheduleToTheMillisecond) {
     // About 1,600 bits a second of 250,000.
     EXPECT_GT(std::stod(load[1]), 0.3);
     EXPECT_LT(std::stod(load[1]), 1.0);
+}
+
+// Typed `decode on`, the headless summary adds every message sent and
+// received since its last drain as a line of JSON, in the order they were
+// stamped, until `decode off`; lines that are not its own go to the console.
+TEST(MonitorDevice, DecodeOnGivesEveryMessageAsAJsonLine) {
+    MonitorRig rig;
+    rig.Start(2500);
+    monitor::Summary summary(*rig[0].device);
+    std::string reply;
+    for (const char* console : {"status", "decoder on", ""}) {
+        EXPECT_FALSE(summary.Command(console, reply)) << console;
+    }
+    for (const char* bad : {"decode", "decode yes", "decode on off"}) {
+        EXPECT_TRUE(summary.Command(bad, reply)) << bad;
+        EXPECT_EQ(reply, "usage: decode on|off") << bad;
+    }
+    const auto objects = [&] {
+        std::vector<nlohmann::json> found;
+        std::istringstream lines(summary.Drain());
+        for (std::string line; std::getline(lines, line);) {
+            if (!line.empty() && line.front() == '{') found.push_back(nlohmann::json::parse(line));
+        }
+        return found;
+    };
+    EXPECT_TRUE(objects().empty()) << "decoded before decode on";
+    ASSERT_TRUE(summary.Command("decode  on ", reply));
+    if (reply != "decode on") {
+        if (const char* ci = std::getenv("CI"); ci && *ci) FAIL() << reply;
+        GTEST_SKIP() << reply;
+    }
+
+    const unsigned long from = rig.Now() + 1;
+    rig.Send(Message(kIsoRequestPgn, 6, kTool, kDefaultAddress, 1, {0x14, 0xF0, 0x01}));
+    rig.Run(2500);  // temperatures go every 2 s
+    const std::vector<nlohmann::json> decoded = objects();
+    std::size_t sent = 0;
+    for (const Heard& h : rig.heard) sent += h.ms >= from ? 1 : 0;
+    ASSERT_EQ(decoded.size(), sent + 1) << "every message sent, and the request received";
+    int request = -1;
+    int answer = -1;
+    int engineRoom = -1;
+    for (std::size_t i = 0; i < decoded.size(); ++i) {
+        const nlohmann::json& m = decoded[i];
+        const nlohmann::json& fields = m["fields"];
+        if (m["pgn"] == kIsoRequestPgn && m["src"] == kTool && fields["PGN"] == kProductInfoPgn) {
+            request = int(i);
+        }
+        if (m["pgn"] == kProductInfoPgn && m["dst"] == kTool) {
+            answer = int(i);
+            EXPECT_EQ(fields["Model ID"], "Ferrow demo monitor");
+        }
+        if (m["pgn"] == kTemperaturePgn && fields["Source"] == "Engine Room Temperature") {
+            engineRoom = int(i);
+            EXPECT_NEAR(fields["Temperature"].get<double>(), 299.15, 0.0015);
+        }
+    }
+    EXPECT_GE(request, 0);
+    EXPECT_GT(answer, request) << "the answer comes after the request it answers";
+    EXPECT_GE(engineRoom, 0);
+
+    ASSERT_TRUE(summary.Command("decode off", reply));
+    EXPECT_EQ(reply, "decode off");
+    rig.Run(1000);
+    EXPECT_TRUE(objects().empty());
+    EXPECT_NE(summary.Text().find(" 130316:"), std::string::npos) << "still counted";
 }
 
 TEST(MonitorDevice, TwoDevicesRunADayWithExactHeartbeatsAcrossTheClockWraps) {

@@ -2,9 +2,15 @@
 // decoded by canboatjs (tests/peer/decode.js): the claim's NAME fields, the
 // temperatures in kelvin, the battery voltage, the engine speed, the
 // heartbeat's interval and the product information read there as the device
-// documents them.
+// documents them; and what its headless `decode on` prints for each message
+// it sent, key by key as analyzerjs prints the recorded frames.
 #include "tests/examples/monitor/MonitorRig.h"
 #include "tests/support/CanboatPeer.h"
+#include "tests/support/DecoderPeer.h"
+
+#include "Summary.h"
+
+#include <sstream>
 
 namespace monitor_test {
 namespace {
@@ -15,6 +21,7 @@ using ferrow::test::ExpectFields;
 
 TEST(MonitorPeer, CanboatjsDecodesWhatItSends) {
     REQUIRE_PEER();
+    REQUIRE_PGN_DATABASE();
     TempDir peerDir;
     const std::string log = peerDir.File("frames.log");
     MonitorRig rig(1, log);
@@ -22,7 +29,37 @@ TEST(MonitorPeer, CanboatjsDecodesWhatItSends) {
     rig.Start(2600);
     ASSERT_EQ(rig[0].Emu()->n2kGen->PutISORequest(kProductInfoPgn, kTool, kDefaultAddress, 0), 1);
     rig.Run(50);
+    // The monitor's stores still hold every message since the start.
+    monitor::Summary summary(*rig[0].device);
+    std::string reply;
+    ASSERT_TRUE(summary.Command("decode on", reply));
+    ASSERT_EQ(reply, "decode on");
+    std::vector<ferrow::test::Json> ours;
+    std::istringstream printed(summary.Drain());
+    for (std::string line; std::getline(printed, line);) {
+        if (line.empty() || line.front() != '{') continue;
+        ours.push_back(ferrow::test::Json::parse(line));
+        if (ours.back()["src"] != kDefaultAddress) ours.pop_back();
+    }
     rig.Shutdown();
+
+    std::vector<ferrow::test::Json> theirs;
+    ASSERT_TRUE(ferrow::test::Analyze(peerDir, log, theirs));
+    theirs.erase(std::remove_if(theirs.begin(), theirs.end(),
+                                [](const auto& m) { return m["src"] != kDefaultAddress; }),
+                 theirs.end());
+    ASSERT_EQ(ours.size(), theirs.size());
+    for (std::size_t i = 0; i < ours.size(); ++i) {
+        const uint32_t pgn = theirs[i].value("pgn", 0u);
+        // The answer to a request is addressed to whoever asked, but a PGN whose
+        // identifier has no destination (PDU2) goes to all on the wire.
+        const bool pdu2 = (pgn >> 8 & 0xFF) >= 240;
+        for (const std::string& difference : ferrow::test::Differences(ours[i], theirs[i])) {
+            if (pdu2 && difference.compare(0, 4, "dst:") == 0 && theirs[i]["dst"] == kGlobal) continue;
+            EXPECT_TRUE(ferrow::test::FindExplained(pgn, difference))
+                << "message " << i << ", " << pgn << ": " << difference;
+        }
+    }
 
     std::vector<Decoded> decoded;
     ASSERT_TRUE(DecodeLog(peerDir, log, decoded));
