@@ -1,5 +1,7 @@
 // How fast canboatjs decodes CAN frames, for comparison with our codec's
-// benchmark (bench/internal/CanCodecBench.cpp, BM_Decode/8 and BM_Decode/223).
+// benchmark (bench/internal/CanCodecBench.cpp, BM_Decode/8 and BM_Decode/223)
+// and our decoder's, which writes every field as JSON from the same frames
+// (bench/internal/N2KDecodeBench.cpp, BM_DecodeFieldsFromFrames/8 and /223).
 // Not part of any test run.
 //
 //   node decode_speed.js [MESSAGES]      default 20000 messages a stream
