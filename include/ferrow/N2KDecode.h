@@ -34,6 +34,7 @@ FERROW_API int FerrowEncodeN2K(const char* json, N2KMsg* msg);
 // one JSON object: pgn, id, description, and fields, each with name, id,
 // unit, type, bits, resolution, signed, min and max where they apply, and the
 // lookup's names and values. With pgn 0, a JSON array of every PGN it holds:
-// {"pgn", "id", "description"}. Length, or -1 as FerrowDecodeN2K gives it,
-// and for a PGN the database does not hold.
+// {"pgn", "id", "description"}, and "definitions" (their count) where it
+// holds several for the number, the first of which is described. Length, or
+// -1 as FerrowDecodeN2K gives it, and for a PGN the database does not hold.
 FERROW_API int FerrowDescribePgn(unsigned long pgn, char* json, int size);

@@ -106,6 +106,11 @@ bool DescribePgn(const PgnDatabase& db, unsigned long pgn, std::string& out) {
             first = false;
             last = def.pgn;
             AppendHead(out, def);
+            // Several definitions, told apart by their match fields.
+            if (const auto* defs = db.Find(def.pgn); defs && defs->size() > 1) {
+                Key(out, "definitions");
+                AppendNumber(out, static_cast<double>(defs->size()));
+            }
             out += '}';
         }
         out += ']';

@@ -2,8 +2,20 @@
 
 #include "net/can/ProprietaryPgns.h"
 
+#include <ferrow/N2KDecode.h>
+
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iterator>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+// Weak, so that a program linking the models without the decoder (their
+// own tests among them) links and shows the table's names.
+FERROW_API int FerrowDescribePgn(unsigned long pgn, char* json, int size) __attribute__((weak));
 
 namespace ferrow::panels {
 namespace {
@@ -190,14 +202,52 @@ constexpr Entry kNames[] = {
     {130586, "Entertainment, Zone Configuration"},
 };
 
-}  // namespace
-
-std::string_view PgnNames::Lookup(uint32_t pgn) {
-    if (net::ProprietaryPgns::Contains(pgn)) return "Proprietary";
+std::string_view TableName(uint32_t pgn) {
     const auto* end = std::end(kNames);
     const auto* it = std::lower_bound(std::begin(kNames), end, pgn,
                                       [](const Entry& e, uint32_t key) { return e.pgn < key; });
     return it != end && it->pgn == pgn ? it->name : "";
+}
+
+// The database's descriptions, read once a database is there; never changed
+// after, so the views handed out stay valid.
+class DatabaseNames {
+public:
+    const std::string* Find(uint32_t pgn) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!read_) read_ = Read();
+        auto it = names_.find(pgn);
+        return it == names_.end() ? nullptr : &it->second;
+    }
+
+private:
+    bool Read() {
+        std::vector<char> text(1 << 20);
+        if (!&FerrowDescribePgn || FerrowDescribePgn(0, text.data(), static_cast<int>(text.size())) < 0) return false;
+        const nlohmann::json list = nlohmann::json::parse(text.data(), nullptr, false);
+        if (!list.is_array()) return false;
+        for (const nlohmann::json& entry : list) {
+            const auto pgn = entry.value("pgn", 0u);
+            const bool several = entry.value("definitions", 1) > 1;
+            std::string name = entry.value("description", "");
+            if (several && !TableName(pgn).empty()) name = TableName(pgn);
+            if (!name.empty()) names_.emplace(pgn, std::move(name));
+        }
+        return true;
+    }
+
+    std::mutex mutex_;
+    bool read_ = false;
+    std::unordered_map<uint32_t, std::string> names_;
+};
+
+}  // namespace
+
+std::string_view PgnNames::Lookup(uint32_t pgn) {
+    if (net::ProprietaryPgns::Contains(pgn)) return "Proprietary";
+    static DatabaseNames database;
+    if (const std::string* name = database.Find(pgn)) return *name;
+    return TableName(pgn);
 }
 
 }  // namespace ferrow::panels

@@ -3,15 +3,20 @@
 // tools print for them.
 #include <ferrow/N2KDecode.h>
 
+#include "panels/model/PgnNames.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
 #include <regex>
+#include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -183,6 +188,74 @@ TEST_F(N2KDecodeTest, AFailedLoadKeepsTheDatabaseLoadedBefore) {
     EXPECT_EQ(FerrowLoadPgnDatabase("/nonexistent/canboat.json"), -1);
     std::remove(bad.c_str());
     EXPECT_EQ(Fields(msg)["Voltage"], 12.57);
+}
+
+TEST_F(N2KDecodeTest, DescribesOnePgnOrListsThemAll) {
+    std::vector<char> text(1 << 20);
+    const int size = static_cast<int>(text.size());
+    ASSERT_GT(FerrowDescribePgn(130312, text.data(), size), 0);
+    const json def = json::parse(text.data());
+    EXPECT_EQ(def["id"], "temperature");
+    ASSERT_EQ(def["fields"].size(), 6u);
+    const json& actual = def["fields"][3];
+    EXPECT_EQ(actual["name"], "Actual Temperature");
+    EXPECT_EQ(actual["unit"], "K");
+    EXPECT_EQ(actual["bits"], 16);
+    EXPECT_EQ(actual["resolution"], 0.01);
+    EXPECT_EQ(actual["signed"], false);
+    const json& source = def["fields"][2];
+    EXPECT_EQ(source["type"], "LOOKUP");
+    EXPECT_NE(std::find(source["lookup"].begin(), source["lookup"].end(),
+                        json::parse(R"({"name":"Engine Room Temperature","value":3})")),
+              source["lookup"].end());
+
+    const int length = FerrowDescribePgn(0, text.data(), size);
+    ASSERT_GT(length, 0);
+    const json all = json::parse(text.data());
+    std::set<uint32_t> seen;
+    for (const json& entry : all) EXPECT_TRUE(seen.insert(entry["pgn"].get<uint32_t>()).second);
+    EXPECT_TRUE(seen.count(130312) && seen.count(126208) && seen.count(130820));
+    EXPECT_EQ(FerrowDescribePgn(0, text.data(), length), -1);
+    EXPECT_EQ(FerrowDescribePgn(12, text.data(), size), -1);
+    EXPECT_EQ(FerrowDescribePgn(130312, nullptr, size), -1);
+}
+
+// Panels and emulators decode on their own threads while the operator
+// loads another database.
+TEST_F(N2KDecodeTest, DecodesAlikeOnManyThreadsWhileADatabaseReloads) {
+    const N2KMsg msg = Message(129540, {7, 0xfd, 1, 5, 0xae, 0x1e, 0xb8, 0x7a, 0x9a, 0x10, 0xc7,
+                                        0xcf, 0xff, 0xff, 0xf2});
+    std::vector<char> expected(4096);
+    ASSERT_GT(FerrowDecodeN2K(&msg, expected.data(), 4096), 0);
+    std::vector<std::thread> threads;
+    std::vector<int> differing(3, 0);
+    for (int t = 0; t < 3; ++t) {
+        threads.emplace_back([&, t] {
+            char text[4096];
+            N2KMsg built{};
+            for (int i = 0; i < 300; ++i) {
+                if (FerrowDecodeN2K(&msg, text, sizeof text) < 0 || std::strcmp(text, expected.data()) ||
+                    FerrowEncodeN2K(text, &built) != 0) {
+                    ++differing[t];
+                }
+            }
+        });
+    }
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(FerrowLoadPgnDatabase(nullptr), 0);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(differing, std::vector<int>(3, 0));
+}
+
+// The monitor's row names: the database's words, the hand-written table's
+// where the database has several definitions for one number.
+TEST_F(N2KDecodeTest, RowNamesComeFromTheDatabase) {
+    using ferrow::panels::PgnNames;
+    EXPECT_EQ(PgnNames::Lookup(65001), "Bus #1 Phase C Basic AC Quantities");
+    EXPECT_EQ(PgnNames::Lookup(130586), "Zone Configuration");
+    EXPECT_EQ(PgnNames::Lookup(126208), "Group Function");
+    EXPECT_EQ(PgnNames::Lookup(65280), "Proprietary");
+    EXPECT_EQ(PgnNames::Lookup(0x1FFFF), "Proprietary");
+    EXPECT_EQ(PgnNames::Lookup(61183), "");
 }
 
 class N2KEncodeTest : public N2KDecodeTest {
