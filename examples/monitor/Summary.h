@@ -39,10 +39,11 @@ public:
             reply = "decode off";
         } else if (argument != "on") {
             reply = "usage: decode on|off";
-        } else if (FerrowLoadPgnDatabase(nullptr) != 0) {
+        } else if (!loaded_ && FerrowLoadPgnDatabase(nullptr) != 0) {
             reply = "decode: no PGN database (canboat.json): install it with data/pgns/install.sh "
                     "or name it in FERROW_PGN_DATABASE";
         } else {
+            loaded_ = true;
             decode_ = true;
             reply = "decode on";
         }
@@ -112,6 +113,8 @@ private:
     std::map<uint32_t, unsigned long> sent_;
     unsigned long received_ = 0;
     std::atomic<bool> decode_{false};
+    // The database is read once, at the first `decode on`.
+    std::atomic<bool> loaded_{false};
     std::vector<N2KMsg> messages_;
     std::string json_ = std::string(kJsonRoom, '\0');
 };

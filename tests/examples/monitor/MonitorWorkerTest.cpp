@@ -6,8 +6,14 @@
 #include "tests/support/Eventually.h"
 #include "tests/support/FreeLoopbackPort.h"
 
+#include "Summary.h"
+
+#include <nlohmann/json.hpp>
+
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <sstream>
 #include <thread>
 
 namespace monitor_test {
@@ -76,6 +82,45 @@ TEST(MonitorWorker, RunsOnItsThreadsWhileOperatorAndNetworkPushIn) {
     done = true;
     typist.join();
     bench.join();
+    rig.Shutdown();
+}
+
+// The headless demo's input thread switches decoding on and off while its
+// summary thread drains the stores the worker fills: every line given is
+// one whole JSON object.
+TEST(MonitorWorker, DecodeSwitchedWhileTheSummaryDrains) {
+    MonitorRig rig;
+    rig.BootOnThreads();
+    rig[0].Calm();
+    monitor::Summary summary(*rig[0].device);
+    std::string reply;
+    ASSERT_TRUE(summary.Command("decode on", reply));
+    if (reply != "decode on") {
+        if (const char* ci = std::getenv("CI"); ci && *ci) FAIL() << reply;
+        GTEST_SKIP() << reply;
+    }
+    std::thread input([&] {
+        std::string said;
+        for (int i = 0; i < 400; ++i) {
+            summary.Command(i % 2 ? "decode off" : "decode on", said);
+            std::this_thread::sleep_for(1ms);
+        }
+        summary.Command("decode on", said);
+    });
+    std::size_t objects = 0;
+    EXPECT_TRUE(Eventually(
+        [&] {
+            std::istringstream lines(summary.Drain());
+            for (std::string line; std::getline(lines, line);) {
+                if (line.empty() || line.front() != '{') continue;
+                const nlohmann::json m = nlohmann::json::parse(line, nullptr, false);
+                EXPECT_TRUE(!m.is_discarded() && m.contains("pgn") && m.contains("fields")) << line;
+                ++objects;
+            }
+            return objects >= 5;
+        },
+        kPatience));
+    input.join();
     rig.Shutdown();
 }
 
