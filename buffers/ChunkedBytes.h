@@ -29,6 +29,8 @@ public:
     // The three copies are inline while they stay inside one chunk, as most
     // do, so that a fixed-size record moves without a call.
     void Append(const void* data, std::size_t n) {
+        // Nothing to copy: `data` may then be null.
+        if (n == 0) return;
         if (tail_ != nullptr && n <= kChunk - tail_end_) {
             std::memcpy(tail_->bytes + tail_end_, data, n);
             tail_end_ += n;
