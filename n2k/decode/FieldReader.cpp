@@ -3,6 +3,8 @@
 #include "n2k/decode/JsonText.h"
 #include "platform/ProcessClock.h"
 
+#include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -62,9 +64,17 @@ uint64_t AllOnes(unsigned bits) { return bits >= 64 ? ~uint64_t{0} : (uint64_t{1
 
 // A field's value on its way out: left out, a number, or JSON text.
 struct Value {
-    enum Kind { Absent, Number, Text } kind = Absent;
+    enum Kind { Absent, Number, Text, Shared } kind = Absent;
     double number = 0;
     std::string text;
+    const std::string* shared = nullptr;  // text the database keeps
+
+    static Value Ref(const std::string& t) {
+        Value value;
+        value.kind = Shared;
+        value.shared = &t;
+        return value;
+    }
 
     static Value Num(double v) {
         Value value;
@@ -85,43 +95,130 @@ struct Value {
     }
 };
 
-// Members of one JSON object in first-set order; setting a name again
-// replaces the value in place, as a JavaScript object does.
+// Members of one JSON object in first-set order; setting a key again
+// replaces the value in place, as a JavaScript object does. Keys are JSON
+// strings that outlive it.
 class Members {
 public:
-    void Set(const std::string& name, const Value& value) {
+    void Set(const std::string& key, const Value& value) {
         if (value.kind == Value::Absent) return;
-        std::string text;
-        if (value.kind == Value::Number) {
-            AppendNumber(text, value.number);
-        } else {
-            text = value.text;
-        }
-        for (auto& member : members_) {
-            if (member.first == name) {
-                member.second = std::move(text);
-                return;
+        for (Entry& entry : entries_) {
+            if (entry.key != &key && *entry.key != key) continue;
+            std::string text;
+            AppendValue(text, value);
+            const std::ptrdiff_t shift = static_cast<std::ptrdiff_t>(text.size()) -
+                                         static_cast<std::ptrdiff_t>(entry.end - entry.start);
+            body_.replace(entry.start, entry.end - entry.start, text);
+            for (Entry& later : entries_) {
+                if (later.start > entry.start) {
+                    later.start += shift;
+                    later.end += shift;
+                }
             }
+            entry.end = entry.start + text.size();
+            return;
         }
-        members_.emplace_back(name, std::move(text));
+        if (!entries_.empty()) body_ += ',';
+        body_ += key;
+        body_ += ':';
+        const std::size_t start = body_.size();
+        AppendValue(body_, value);
+        entries_.push_back({&key, start, body_.size()});
     }
-    bool Empty() const { return members_.empty(); }
+    bool Empty() const { return entries_.empty(); }
+    void Clear() {
+        body_.clear();
+        entries_.clear();
+    }
     void AppendTo(std::string& out) const {
         out += '{';
-        bool first = true;
-        for (const auto& member : members_) {
-            if (!first) out += ',';
-            first = false;
-            AppendString(out, member.first);
-            out += ':';
-            out += member.second;
-        }
+        out += body_;
         out += '}';
     }
 
 private:
-    std::vector<std::pair<std::string, std::string>> members_;
+    struct Entry {
+        const std::string* key;
+        std::size_t start;
+        std::size_t end;
+    };
+
+    static void AppendValue(std::string& out, const Value& value) {
+        if (value.kind == Value::Number) {
+            AppendNumber(out, value.number);
+        } else if (value.kind == Value::Shared) {
+            out += *value.shared;
+        } else {
+            out += value.text;
+        }
+    }
+
+    std::string body_;
+    std::vector<Entry> entries_;
 };
+
+const std::string kListKey = "\"list\"";
+const std::string kList2Key = "\"list2\"";
+const std::string kDataKey = "\"data\"";
+const std::string kParameterIdKey = "\"parameterId\"";
+
+// Rounds to `decimals` places, halves away from zero, from the exact value of
+// the double as JavaScript's toFixed does.
+double RoundExactly(double scaled, int decimals) {
+    char exact[400];
+    std::snprintf(exact, sizeof exact, "%.60f", std::fabs(scaled));
+    std::string digits(exact);
+    const std::size_t point = digits.find('.');
+    const bool up = digits[point + 1 + decimals] >= '5';
+    digits.resize(point + 1 + decimals);
+    if (up) {
+        std::size_t i = digits.size();
+        while (i-- > 0) {
+            if (digits[i] == '.') continue;
+            if (digits[i] != '9') {
+                ++digits[i];
+                break;
+            }
+            digits[i] = '0';
+            if (i == 0) digits.insert(digits.begin(), '1');
+        }
+    }
+    const double rounded = std::strtod(digits.c_str(), nullptr);
+    return scaled < 0 ? -rounded : rounded;
+}
+
+// Rounded to `decimals` places as toFixed rounds, quickly where it can be.
+double RoundTo(double scaled, int decimals) {
+    static constexpr double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    if (!std::isfinite(scaled) || std::fabs(scaled) >= 1e21) return scaled;
+    if (decimals == 0) return std::round(scaled);
+    // Small enough that the product's error cannot move a half across.
+    if (decimals < 16) {
+        const double m = std::fabs(scaled) * kPow10[decimals];
+        const double whole = std::floor(m);
+        const double fraction = m - whole;
+        if (m < 1e8 && std::fabs(fraction - 0.5) > 1e-7) {
+            const double rounded = (fraction < 0.5 ? whole : whole + 1) / kPow10[decimals];
+            return scaled < 0 ? -rounded : rounded;
+        }
+    }
+    // A double whose shortest form has no more decimals is already there.
+    char shortest[400];
+    const auto end = std::to_chars(shortest, shortest + sizeof shortest, scaled,
+                                   std::chars_format::fixed).ptr;
+    const char* point = std::find(shortest, end, '.');
+    if (end - point - 1 <= decimals) return scaled;
+    return RoundExactly(scaled, decimals);
+}
+
+// The value scaled by the field's resolution and rounded to its decimals, so
+// that 0.01 * 1234 prints as 12.34.
+double Scale(double value, double resolution) {
+    int decimals = 0;
+    for (double r = resolution; r > 0.0 && r < 1.0; r *= 10.0) ++decimals;
+    return RoundTo(value * resolution, decimals);
+}
 
 std::string TwoDigits(double v) {
     std::string s;
@@ -149,40 +246,13 @@ std::string TimeText(double raw, double resolution) {
         TwoDigits(hours) + ":" + TwoDigits(minutes) + ":" + TwoDigits(std::floor(seconds));
     const double fraction = std::fmod(seconds, 1);
     if (fraction > 0) {
-        char digits[16];
-        std::snprintf(digits, sizeof digits, "%.5f", fraction);
-        text += digits + 1;
+        const long digits = std::lround(RoundTo(fraction, 5) * 1e5);
+        char part[16];
+        // 0.999996 rounds up to "1.00000", whose fraction shows.
+        std::snprintf(part, sizeof part, ".%05ld", digits % 100000);
+        text += part;
     }
     return text;
-}
-
-// The value scaled by the field's resolution and rounded to its decimals, so
-// that 0.01 * 1234 prints as 12.34. Halves round away from zero.
-double Scale(double value, double resolution) {
-    int decimals = 0;
-    for (double r = resolution; r > 0.0 && r < 1.0; r *= 10.0) ++decimals;
-    const double scaled = value * resolution;
-    if (decimals == 0 || !std::isfinite(scaled) || std::fabs(scaled) >= 1e21) return scaled;
-    char exact[400];
-    std::snprintf(exact, sizeof exact, "%.60f", std::fabs(scaled));
-    std::string digits(exact);
-    const std::size_t point = digits.find('.');
-    const bool up = digits[point + 1 + decimals] >= '5';
-    digits.resize(point + 1 + decimals);
-    if (up) {
-        std::size_t i = digits.size();
-        while (i-- > 0) {
-            if (digits[i] == '.') continue;
-            if (digits[i] != '9') {
-                ++digits[i];
-                break;
-            }
-            digits[i] = '0';
-            if (i == 0) digits.insert(digits.begin(), '1');
-        }
-    }
-    const double rounded = std::strtod(digits.c_str(), nullptr);
-    return scaled < 0 ? -rounded : rounded;
 }
 
 bool IsMax(uint64_t raw, unsigned bits, bool isSigned) {
@@ -193,7 +263,7 @@ bool IsMax(uint64_t raw, unsigned bits, bool isSigned) {
 struct Context {
     const PgnDatabase& db;
     const PgnDef* def;
-    std::vector<double> numbers;  // each top-level field's value, NaN if none
+    std::vector<double>& numbers;  // each top-level field's value, NaN if none
     double targetPgn = kNone;
     Members* group = nullptr;     // the repeating group being read
 };
@@ -201,14 +271,14 @@ struct Context {
 Value ReadField(Context& ctx, const FieldDef& field, BitReader& in, bool resolveLookup);
 
 Value LookupName(const FieldDef& field, double value, uint64_t raw) {
-    if (field.id == "timeStamp" && value < 60) {
+    if (field.isTimeStamp && value < 60) {
         std::string text;
         AppendNumber(text, value);
         return Value::String(text);
     }
     if (field.lookup) {
-        auto it = field.lookup->names.find(static_cast<int64_t>(value));
-        if (it != field.lookup->names.end()) return Value::String(it->second);
+        auto it = field.lookup->quoted.find(static_cast<int64_t>(value));
+        if (it != field.lookup->quoted.end()) return Value::Ref(it->second);
         if (field.bits > 1 && IsMax(raw, field.bits, field.isSigned)) return Value();
     } else if (field.keyed) {
         auto it = field.keyed->find(static_cast<int64_t>(value));
@@ -311,11 +381,11 @@ Value ReadBitLookup(const FieldDef& field, BitReader& in) {
         first = false;
         const std::string* name = nullptr;
         if (field.lookup) {
-            auto it = field.lookup->names.find(bit);
-            if (it != field.lookup->names.end()) name = &it->second;
+            auto it = field.lookup->quoted.find(bit);
+            if (it != field.lookup->quoted.end()) name = &it->second;
         }
         if (name) {
-            AppendString(text, *name);
+            text += *name;
         } else {
             text += "null";
         }
@@ -333,7 +403,7 @@ Value ReadVariable(Context& ctx, BitReader& in) {
     if (!target || target->kind == FieldKind::Variable) return Value();
     Value value = ReadField(ctx, *target, in, true);
     if (target->bits % 8 != 0) in.Skip(8 - target->bits % 8);
-    if (ctx.group) ctx.group->Set("parameterId", Value::String(target->id));
+    if (ctx.group) ctx.group->Set(kParameterIdKey, Value::String(target->id));
     return value;
 }
 
@@ -430,12 +500,7 @@ Value ReadField(Context& ctx, const FieldDef& field, BitReader& in, bool resolve
     if ((field.kind == FieldKind::Lookup || field.kind == FieldKind::DynamicKey) && resolveLookup) {
         return LookupName(field, value, raw);
     }
-    if (field.unit == "kWh") {
-        value *= 3.6e6;
-    } else if (field.unit == "Ah") {
-        value *= 3600.0;
-    }
-    return Value::Num(value);
+    return Value::Num(value * field.unitFactor);
 }
 
 unsigned RepeatCount(const Context& ctx, unsigned countField) {
@@ -446,7 +511,7 @@ unsigned RepeatCount(const Context& ctx, unsigned countField) {
 }
 
 void ReadRepeats(Context& ctx, BitReader& in, unsigned first, unsigned size, unsigned countField,
-                 const char* key, Members& fields) {
+                 const std::string& key, Members& fields) {
     std::string list = "[";
     bool any = false;
     unsigned count = RepeatCount(ctx, countField);
@@ -455,7 +520,7 @@ void ReadRepeats(Context& ctx, BitReader& in, unsigned first, unsigned size, uns
         ctx.group = &group;
         for (unsigned i = 0; i < size && in.Left() > 0; ++i) {
             const FieldDef& field = ctx.def->fields[first - 1 + i];
-            group.Set(field.name, ReadField(ctx, field, in, true));
+            group.Set(field.key, ReadField(ctx, field, in, true));
         }
         ctx.group = nullptr;
         if (group.Empty()) continue;
@@ -476,14 +541,17 @@ bool NumberOf(const Value& value, double& out) {
 // Reads the fixed fields of `defs` (several definitions of one PGN told
 // apart by their match fields) and its repeating sets. False when no
 // definition matches.
-bool ReadFields(Context& ctx, std::vector<const PgnDef*> candidates, BitReader& in,
+bool ReadFields(Context& ctx, const std::vector<const PgnDef*>& all, BitReader& in,
                 Members& fields) {
+    // Narrowed only when a match field is met, which most PGNs lack.
+    std::vector<const PgnDef*> narrowed;
+    const std::vector<const PgnDef*>* candidates = &all;
     for (std::size_t i = 0;; ++i) {
         const PgnDef& def = *ctx.def;
         const std::size_t fixed = def.fields.size() - def.repeat1Size - def.repeat2Size;
         if (i >= fixed) break;
         const FieldDef& field = def.fields[i];
-        if (ctx.numbers.size() <= i) ctx.numbers.resize(i + 1, kNone);
+        if (ctx.numbers.size() < def.fields.size()) ctx.numbers.resize(def.fields.size(), kNone);
         if (field.onlyForProprietary && std::isfinite(ctx.targetPgn) &&
             !IsProprietaryPgn(static_cast<uint32_t>(ctx.targetPgn))) {
             continue;
@@ -494,7 +562,7 @@ bool ReadFields(Context& ctx, std::vector<const PgnDef*> candidates, BitReader& 
         if (field.hasMatch) {
             if (!std::isfinite(number) && field.bits == 8 && field.match == 255) number = 255;
             std::vector<const PgnDef*> kept;
-            for (const PgnDef* c : candidates) {
+            for (const PgnDef* c : *candidates) {
                 if (c->fields.size() <= i) continue;
                 const FieldDef& other = c->fields[i];
                 if (!other.hasMatch || (std::isfinite(number) && other.match == number)) {
@@ -502,8 +570,9 @@ bool ReadFields(Context& ctx, std::vector<const PgnDef*> candidates, BitReader& 
                 }
             }
             if (kept.empty()) return false;
-            candidates = std::move(kept);
-            ctx.def = candidates.front();
+            narrowed = std::move(kept);
+            candidates = &narrowed;
+            ctx.def = narrowed.front();
             // The definition's own words for the value it matched; a field
             // the chosen definition leaves open shows what it holds.
             const FieldDef& matched = ctx.def->fields[i];
@@ -517,15 +586,15 @@ bool ReadFields(Context& ctx, std::vector<const PgnDef*> candidates, BitReader& 
             }
         }
         ctx.numbers[i] = number;
-        fields.Set(field.name, value);
+        fields.Set(field.key, value);
         if (field.kind == FieldKind::Pgn && std::isfinite(number)) ctx.targetPgn = number;
     }
     const PgnDef& def = *ctx.def;
     if (def.repeat1Size > 0) {
-        ReadRepeats(ctx, in, def.repeat1Start, def.repeat1Size, def.repeat1Count, "list", fields);
+        ReadRepeats(ctx, in, def.repeat1Start, def.repeat1Size, def.repeat1Count, kListKey, fields);
     }
     if (def.repeat2Size > 0) {
-        ReadRepeats(ctx, in, def.repeat2Start, def.repeat2Size, def.repeat2Count, "list2", fields);
+        ReadRepeats(ctx, in, def.repeat2Start, def.repeat2Size, def.repeat2Count, kList2Key, fields);
     }
     return true;
 }
@@ -543,21 +612,32 @@ int64_t ClockOrigin() {
 
 void AppendTimestamp(std::string& out, uint32_t stamp) {
     const int64_t ms = ClockOrigin() + int64_t{stamp} * 10;
-    const std::time_t seconds = static_cast<std::time_t>(ms / 1000);
-    std::tm tm{};
-    gmtime_r(&seconds, &tm);
-    char text[64];
-    std::snprintf(text, sizeof text, "\"%04d-%02d-%02dT%02d:%02d:%02d.%03dZ\"", tm.tm_year + 1900,
-                  tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec,
-                  static_cast<int>(ms % 1000));
+    // Messages come in bursts within one second: its text is kept.
+    thread_local int64_t second = -1;
+    thread_local char text[64];
+    if (ms / 1000 != second) {
+        second = ms / 1000;
+        const std::time_t seconds = static_cast<std::time_t>(second);
+        std::tm tm{};
+        gmtime_r(&seconds, &tm);
+        std::snprintf(text, sizeof text, "\"%04d-%02d-%02dT%02d:%02d:%02d.", tm.tm_year + 1900,
+                      tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
+    }
     out += text;
+    const int milli = static_cast<int>(ms % 1000);
+    out += static_cast<char>('0' + milli / 100);
+    out += static_cast<char>('0' + milli / 10 % 10);
+    out += static_cast<char>('0' + milli % 10);
+    out += "Z\"";
 }
 
 }  // namespace
 
 void DecodeMessage(const PgnDatabase& db, const N2KMsg& msg, std::string& out) {
     const std::size_t length = std::min<std::size_t>(msg.length, N2KMsg::kMaxData);
-    Members fields;
+    thread_local Members fields;
+    thread_local std::vector<double> numbers;
+    fields.Clear();
     const PgnDef* shown = nullptr;
 
     if (const auto* defs = db.Find(msg.pgn); defs && !defs->empty()) {
@@ -569,19 +649,21 @@ void DecodeMessage(const PgnDatabase& db, const N2KMsg& msg, std::string& out) {
                 break;
             }
         }
-        Context ctx{db, start, {}, kNone, nullptr};
+        numbers.clear();
+        Context ctx{db, start, numbers, kNone, nullptr};
         BitReader in(msg.data, length);
         if (ReadFields(ctx, *defs, in, fields)) shown = ctx.def;
     }
     if (!shown) {
-        fields = Members();
+        fields.Clear();
         if (const PgnDef* fallback = db.FallbackFor(msg.pgn)) {
-            Context ctx{db, fallback, {}, kNone, nullptr};
+            numbers.clear();
+            Context ctx{db, fallback, numbers, kNone, nullptr};
             BitReader in(msg.data, length);
-            ReadFields(ctx, {fallback}, in, fields);
+            ReadFields(ctx, std::vector<const PgnDef*>{fallback}, in, fields);
             shown = fallback;
         } else if (length > 0) {
-            fields.Set("data", Value::String(json_text::HexBytes(msg.data, length)));
+            fields.Set(kDataKey, Value::String(json_text::HexBytes(msg.data, length)));
         }
     }
 
@@ -596,11 +678,11 @@ void DecodeMessage(const PgnDatabase& db, const N2KMsg& msg, std::string& out) {
     out += ",\"timestamp\":";
     AppendTimestamp(out, msg.timeStamp);
     out += ",\"description\":";
-    AppendString(out, shown ? shown->description : std::string("Unknown PGN"));
+    out += shown ? shown->quotedDescription : "\"Unknown PGN\"";
     out += ",\"fields\":";
     fields.AppendTo(out);
     out += ",\"id\":";
-    AppendString(out, shown ? shown->id : std::string("unknown"));
+    out += shown ? shown->quotedId : "\"unknown\"";
     out += '}';
 }
 

@@ -12,48 +12,48 @@ void AppendNumber(std::string& out, double value) {
         out += "null";
         return;
     }
-    if (value == 0) {
-        out += '0';
+    char text[40];
+    if (value == std::trunc(value) && std::fabs(value) < 1e15) {
+        const auto end = std::to_chars(text, text + sizeof text, static_cast<int64_t>(value)).ptr;
+        out.append(text, end);
         return;
     }
-    char sci[40];
-    const auto result =
-        std::to_chars(sci, sci + sizeof sci, value, std::chars_format::scientific);
-    *result.ptr = '\0';
+    const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific).ptr;
     // "-d.ddde+XX": the digits and the decimal exponent of the first one.
-    const char* p = sci;
+    const char* p = text;
     if (*p == '-') {
         out += '-';
         ++p;
     }
-    std::string digits;
-    while (*p != 'e') {
-        if (*p != '.') digits += *p;
-        ++p;
+    char digits[24];
+    int k = 0;
+    for (; *p != 'e'; ++p) {
+        if (*p != '.') digits[k++] = *p;
     }
-    const int exponent = std::atoi(p + 1);
-    const int k = static_cast<int>(digits.size());
+    int exponent = 0;
+    std::from_chars(p + (p[1] == '+' ? 2 : 1), end, exponent);
     const int n = exponent + 1;  // the value is 0.digits x 10^n
     if (k <= n && n <= 21) {
-        out += digits;
+        out.append(digits, static_cast<std::size_t>(k));
         out.append(static_cast<std::size_t>(n - k), '0');
     } else if (0 < n && n <= 21) {
-        out.append(digits, 0, static_cast<std::size_t>(n));
+        out.append(digits, static_cast<std::size_t>(n));
         out += '.';
-        out.append(digits, static_cast<std::size_t>(n), std::string::npos);
+        out.append(digits + n, static_cast<std::size_t>(k - n));
     } else if (-6 < n && n <= 0) {
         out += "0.";
         out.append(static_cast<std::size_t>(-n), '0');
-        out += digits;
+        out.append(digits, static_cast<std::size_t>(k));
     } else {
         out += digits[0];
         if (k > 1) {
             out += '.';
-            out.append(digits, 1, std::string::npos);
+            out.append(digits + 1, static_cast<std::size_t>(k - 1));
         }
         out += 'e';
         out += n - 1 >= 0 ? '+' : '-';
-        out += std::to_string(std::abs(n - 1));
+        const auto e = std::to_chars(text, text + sizeof text, std::abs(n - 1)).ptr;
+        out.append(text, e);
     }
 }
 

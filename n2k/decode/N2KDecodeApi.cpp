@@ -94,7 +94,7 @@ FERROW_API int FerrowLoadPgnDatabase(const char* path) {
 
 FERROW_API int FerrowDecodeN2K(const N2KMsg* msg, char* json, int size) {
     if (!msg || !json || size <= 0) return -1;
-    const auto db = PgnDatabase::Current();
+    const PgnDatabase* db = PgnDatabase::Current();
     if (!db) return -1;
     thread_local std::string text;
     text.clear();
@@ -104,14 +104,14 @@ FERROW_API int FerrowDecodeN2K(const N2KMsg* msg, char* json, int size) {
 
 FERROW_API int FerrowEncodeN2K(const char* json, N2KMsg* msg) {
     if (!json || !msg) return -1;
-    const auto db = PgnDatabase::Current();
+    const PgnDatabase* db = PgnDatabase::Current();
     if (!db) return -1;
     return ferrow::n2k::EncodeMessage(*db, json, *msg) ? 0 : -1;
 }
 
 FERROW_API int FerrowDescribePgn(unsigned long pgn, char* json, int size) {
     if (!json || size <= 0) return -1;
-    const auto db = PgnDatabase::Current();
+    const PgnDatabase* db = PgnDatabase::Current();
     if (!db) return -1;
     std::string text;
     if (!ferrow::n2k::DescribePgn(*db, pgn, text)) return -1;

@@ -1,9 +1,11 @@
 #include "n2k/decode/PgnDatabase.h"
 
+#include "n2k/decode/JsonText.h"
 #include "net/can/ProprietaryPgns.h"
 
 #include <nlohmann/json.hpp>
 
+#include <atomic>
 #include <cstdlib>
 #include <mutex>
 #include <stdexcept>
@@ -13,8 +15,11 @@ namespace {
 
 using nlohmann::json;
 
-std::mutex g_currentMutex;
-std::shared_ptr<const PgnDatabase> g_current;
+// Every database loaded stays for the process, so that a decoder that took
+// one just before a reload never holds a freed one; reloads are rare.
+std::mutex g_loadedMutex;
+std::vector<std::shared_ptr<const PgnDatabase>> g_loaded;
+std::atomic<const PgnDatabase*> g_current{nullptr};
 
 struct KindName {
     const char* name;
@@ -127,6 +132,9 @@ std::shared_ptr<const PgnDatabase> PgnDatabase::Parse(const std::string& text) {
                 const std::string name = Text(v, nameKey);
                 const auto key = static_cast<int64_t>(value);
                 lookup->names.emplace(key, name);
+                std::string quoted;
+                json_text::AppendString(quoted, name);
+                lookup->quoted.emplace(key, std::move(quoted));
                 lookup->values.emplace(name, key);
             }
             db->lookups_[std::string(section) + "/" + lookup->name] = std::move(lookup);
@@ -175,6 +183,8 @@ std::shared_ptr<const PgnDatabase> PgnDatabase::Parse(const std::string& text) {
         def.pgn = static_cast<uint32_t>(number);
         def.id = Text(p, "Id");
         def.description = Text(p, "Description");
+        json_text::AppendString(def.quotedId, def.id);
+        json_text::AppendString(def.quotedDescription, def.description);
         def.fast = Text(p, "Type") == "Fast" || Text(p, "Type") == "ISO";
         def.iso = Text(p, "Type") == "ISO";
         def.fallback = Flag(p, "Fallback");
@@ -197,8 +207,15 @@ std::shared_ptr<const PgnDatabase> PgnDatabase::Parse(const std::string& text) {
                 FieldDef field;
                 field.name = Text(f, "Name");
                 if (field.name == "Reserved") field.name += std::to_string(++reserved);
+                json_text::AppendString(field.key, field.name);
                 field.id = Text(f, "Id");
+                field.isTimeStamp = field.id == "timeStamp";
                 field.unit = Text(f, "Unit");
+                if (field.unit == "kWh") {
+                    field.unitFactor = 3.6e6;
+                } else if (field.unit == "Ah") {
+                    field.unitFactor = 3600;
+                }
                 field.typeName = Text(f, "FieldType");
                 field.description = Text(f, "Description");
                 field.kind = KindOf(field.typeName);
@@ -284,14 +301,12 @@ const PgnDef* PgnDatabase::FallbackFor(uint32_t pgn) const {
     return nullptr;
 }
 
-std::shared_ptr<const PgnDatabase> PgnDatabase::Current() {
-    std::lock_guard<std::mutex> lock(g_currentMutex);
-    return g_current;
-}
+const PgnDatabase* PgnDatabase::Current() { return g_current.load(std::memory_order_acquire); }
 
 void PgnDatabase::SetCurrent(std::shared_ptr<const PgnDatabase> db) {
-    std::lock_guard<std::mutex> lock(g_currentMutex);
-    g_current = std::move(db);
+    std::lock_guard<std::mutex> lock(g_loadedMutex);
+    g_current.store(db.get(), std::memory_order_release);
+    g_loaded.push_back(std::move(db));
 }
 
 }  // namespace ferrow::n2k

@@ -42,6 +42,7 @@ enum class FieldKind : uint8_t {
 struct Lookup {
     std::string name;
     std::unordered_map<int64_t, std::string> names;
+    std::unordered_map<int64_t, std::string> quoted;  // the names as JSON strings
     std::unordered_map<std::string, int64_t> values;
 };
 
@@ -56,10 +57,13 @@ struct KeyedType {
 
 struct FieldDef {
     std::string name;
+    std::string key;  // the name as a JSON string
     std::string id;
     std::string unit;
     std::string typeName;
     std::string description;
+    bool isTimeStamp = false;  // a lookup whose small values are seconds
+    double unitFactor = 1;     // kWh and Ah shown in J and C
     FieldKind kind = FieldKind::Number;
     unsigned bits = 0;  // 0: the length is carried by the message
     bool variable = false;
@@ -82,6 +86,8 @@ struct PgnDef {
     uint32_t pgn = 0;
     std::string id;
     std::string description;
+    std::string quotedId;           // id and description as JSON strings
+    std::string quotedDescription;
     bool fast = false;  // more than one frame: fast packet or ISO transport
     bool iso = false;   // ISO transport only
     bool fallback = false;
@@ -109,8 +115,9 @@ public:
     const PgnDef* FallbackFor(uint32_t pgn) const;
     const std::vector<PgnDef>& All() const { return pgns_; }
 
-    // The database every call of the API uses; null until one loads.
-    static std::shared_ptr<const PgnDatabase> Current();
+    // The database every call of the API uses; null until one loads. A
+    // database once current stays valid for the process.
+    static const PgnDatabase* Current();
     static void SetCurrent(std::shared_ptr<const PgnDatabase> db);
 
 private:
