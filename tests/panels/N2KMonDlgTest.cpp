@@ -407,6 +407,7 @@ TEST_F(N2KMonPanel, AClickedRowShowsItsLatestMessageAsFieldsAndFollowsItUntilCle
     FirmwareSends(kTemperature, 1, {0x00, 0x00, 0x02, 0xd3, 0x2f, 0x04, 0xff, 0xff});
     PeerSends(kHeading, 1, {0x00, 0x10, 0x27, 0xff, 0x7f, 0xff, 0x7f, 0xfd});
     ASSERT_TRUE(PumpUntil([&] { return TxCount() == "1 " && RxCount() == "1 " && panel_->IsShownOnScreen(); }));
+    EXPECT_EQ(TxList()->GetItemText(0, PgnRowTable::kName), "Temperature Extended Range") << "the database's";
 
     ClickRow(TxList(), 0);
     ASSERT_TRUE(PumpUntil([&] { return FieldsTitle() == "130316 Temperature Extended Range, from 35 to 255"; }))
