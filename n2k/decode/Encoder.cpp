@@ -266,6 +266,15 @@ private:
             case FieldKind::Lookup:
             case FieldKind::DynamicKey:
                 number = static_cast<double>(LookupValue(field, *value));
+                if (field.kind == FieldKind::DynamicKey && field.keyed) {
+                    keyField_ = &field;
+                    key_ = static_cast<int64_t>(number);
+                    length_ = 0;
+                }
+                break;
+            case FieldKind::DynamicLength:
+                if (!value->is_number()) Refuse();
+                number = length_ = value->get<double>();
                 break;
             case FieldKind::Date:
                 return PutRaw(field, bits, DateDays(*value));
@@ -374,15 +383,15 @@ private:
     }
 
     unsigned KeyedBits(double& resolution) const {
-        for (std::size_t i = 0; i < def_.fields.size(); ++i) {
-            const FieldDef& key = def_.fields[i];
-            if (key.kind != FieldKind::DynamicKey || !key.keyed || std::isnan(numbers_[i])) continue;
-            auto it = key.keyed->find(static_cast<int64_t>(numbers_[i]));
-            if (it == key.keyed->end()) return 0;
-            resolution = it->second.resolution;
-            return it->second.bits;
+        unsigned bits = 0;
+        if (keyField_) {
+            auto it = keyField_->keyed->find(key_);
+            if (it != keyField_->keyed->end()) {
+                resolution = it->second.resolution;
+                bits = it->second.bits;
+            }
         }
-        return 0;
+        return length_ > 0 && length_ <= 8 ? static_cast<unsigned>(length_) * 8 : bits;
     }
 
     const PgnDatabase& db_;
@@ -390,6 +399,9 @@ private:
     BitWriter out_;
     std::vector<double> numbers_;
     double targetPgn_ = NAN;
+    const FieldDef* keyField_ = nullptr;  // the key last written, and its value
+    int64_t key_ = 0;
+    double length_ = 0;  // the keyed value's length in bytes, when given
 };
 
 // Whether `given` names the value a match field expects: by number, by the

@@ -266,6 +266,9 @@ struct Context {
     std::vector<double>& numbers;  // each top-level field's value, NaN if none
     double targetPgn = kNone;
     Members* group = nullptr;     // the repeating group being read
+    const FieldDef* keyField = nullptr;  // the key last read, and its value
+    double key = kNone;
+    double length = kNone;  // the keyed value's length in bytes, last read
 };
 
 Value ReadField(Context& ctx, const FieldDef& field, BitReader& in, bool resolveLookup);
@@ -407,19 +410,21 @@ Value ReadVariable(Context& ctx, BitReader& in) {
     return value;
 }
 
-unsigned KeyedBits(const Context& ctx, const FieldDef& field, double& resolution) {
-    for (std::size_t i = 0; i < ctx.def->fields.size() && i < ctx.numbers.size(); ++i) {
-        const FieldDef& key = ctx.def->fields[i];
-        if (key.kind != FieldKind::DynamicKey || !key.keyed || !std::isfinite(ctx.numbers[i])) {
-            continue;
+// The bits of a keyed value: those its key, read last, gives its type.
+// The message's own length in bytes, read last, wins over the key's.
+unsigned KeyedBits(const Context& ctx, double& resolution) {
+    unsigned bits = 0;
+    if (ctx.keyField && std::isfinite(ctx.key)) {
+        auto it = ctx.keyField->keyed->find(static_cast<int64_t>(ctx.key));
+        if (it != ctx.keyField->keyed->end()) {
+            resolution = it->second.resolution;
+            bits = it->second.bits;
         }
-        auto it = key.keyed->find(static_cast<int64_t>(ctx.numbers[i]));
-        if (it == key.keyed->end()) return 0;
-        resolution = it->second.resolution;
-        return it->second.bits;
     }
-    (void)field;
-    return 0;
+    if (std::isfinite(ctx.length) && ctx.length > 0 && ctx.length <= 8) {
+        bits = static_cast<unsigned>(ctx.length) * 8;
+    }
+    return bits;
 }
 
 Value ReadField(Context& ctx, const FieldDef& field, BitReader& in, bool resolveLookup) {
@@ -436,7 +441,7 @@ Value ReadField(Context& ctx, const FieldDef& field, BitReader& in, bool resolve
     bool hasResolution = field.hasResolution;
     if (field.variable) {
         if (field.kind == FieldKind::DynamicValue) {
-            bits = KeyedBits(ctx, field, resolution);
+            bits = KeyedBits(ctx, resolution);
             hasResolution = true;
         } else if (field.lengthField > 0 &&
                    static_cast<std::size_t>(field.lengthField) <= ctx.numbers.size() &&
@@ -497,6 +502,13 @@ Value ReadField(Context& ctx, const FieldDef& field, BitReader& in, bool resolve
         return Value();
     }
     if (hasResolution) value = Scale(value, resolution);
+    if (field.kind == FieldKind::DynamicKey && field.keyed) {
+        ctx.keyField = &field;
+        ctx.key = value;
+        ctx.length = kNone;
+    } else if (field.kind == FieldKind::DynamicLength) {
+        ctx.length = value;
+    }
     if ((field.kind == FieldKind::Lookup || field.kind == FieldKind::DynamicKey) && resolveLookup) {
         return LookupName(field, value, raw);
     }
@@ -650,7 +662,7 @@ void DecodeMessage(const PgnDatabase& db, const N2KMsg& msg, std::string& out) {
             }
         }
         numbers.clear();
-        Context ctx{db, start, numbers, kNone, nullptr};
+        Context ctx{db, start, numbers};
         BitReader in(msg.data, length);
         if (ReadFields(ctx, *defs, in, fields)) shown = ctx.def;
     }
@@ -658,7 +670,7 @@ void DecodeMessage(const PgnDatabase& db, const N2KMsg& msg, std::string& out) {
         fields.Clear();
         if (const PgnDef* fallback = db.FallbackFor(msg.pgn)) {
             numbers.clear();
-            Context ctx{db, fallback, numbers, kNone, nullptr};
+            Context ctx{db, fallback, numbers};
             BitReader in(msg.data, length);
             ReadFields(ctx, std::vector<const PgnDef*>{fallback}, in, fields);
             shown = fallback;

@@ -138,6 +138,15 @@ TEST_F(N2KDecodeTest, RepeatingSetsFollowTheirCountOrRunToTheEnd) {
     // A count larger than the data holds stops at the data's end.
     N2KMsg cut = Message(129540, {7, 0xfd, 9, 5, 0xae, 0x1e});
     EXPECT_EQ(Fields(cut)["list"], json::parse(R"([{"PRN":5,"Elevation":0.7854}])"));
+    // A group function's values take the types of the commanded PGN's
+    // fields; a keyed value the type its key names, in the bytes its length
+    // gives.
+    EXPECT_EQ(Fields(Message(126208, {1, 0x08, 0xfd, 0x01, 0xf8, 2, 4, 0x3f, 0x75, 2, 5}))["list"],
+              json::parse(R"([{"Parameter":4,"parameterId":"actualTemperature","Value":300.15},
+                              {"Parameter":2,"parameterId":"instance","Value":5}])"));
+    EXPECT_EQ(Fields(Message(130824, {0x7d, 0x99, 0x04, 0x21, 0xd2, 0x04, 0x29, 0x10, 0x0a}))["list"],
+              json::parse(R"([{"Key":"Sailing Time to Waypoint","Length":2,"Value":1.234},
+                              {"Key":41,"Length":1,"Value":10}])"));
     // Without a count field the set repeats to the end.
     EXPECT_EQ(Fields(Message(126464, {0, 0x00, 0xee, 0x00, 0x14, 0xf0, 0x01})),
               json::parse(R"({"Function Code":"Transmit PGN list",
@@ -285,6 +294,8 @@ TEST_F(N2KEncodeTest, WhatTheDecoderPrintsBuildsTheSameBytes) {
         Message(130820, {0xa3, 0x99, 0x21, 0x80, 5, 'S', 'a', 'l', 'o', 'n'}),
         Message(126464, {0, 0x00, 0xee, 0x00, 0x14, 0xf0, 0x01}),
         Message(65240, {1, 2, 3, 4, 5, 6, 7, 8, 9}, 35, 9),
+        Message(126208, {1, 0x08, 0xfd, 0x01, 0xf8, 2, 4, 0x3f, 0x75, 2, 5}),
+        Message(130824, {0x7d, 0x99, 0x04, 0x21, 0xd2, 0x04, 0x29, 0x10, 0x0a}),
     };
     for (const N2KMsg& original : messages) {
         const std::string text = Text(original);
