@@ -70,6 +70,10 @@ TEST_F(N2KDecodeTest, NumbersScaleSignAndLookUpAsTheCanboatToolsPrintThem) {
     EXPECT_EQ(Fields(Message(127250, {0x01, 0x12, 0x7a, 0x9c, 0xff, 0xff, 0x7f, 0x01})),
               json::parse(R"({"SID":1,"Heading":3.125,"Deviation":-0.01,"Reference":"Magnetic",
                               "Reserved1":0})"));
+    // Halves round up as the tools round them: 35240 x 2^-7 Hz = 275.3125.
+    EXPECT_EQ(Fields(Message(65021, {0xff, 0xff, 0xff, 0xff, 0xa8, 0x89, 0xff, 0xff}))
+                  ["AC Frequency"].dump(),
+              "275.313");
     // 0.01 V steps print as two decimals, not as the nearest double's digits.
     EXPECT_EQ(Fields(Message(127508, {0x00, 0xe9, 0x04, 0xf6, 0xff, 0x5b, 0x74, 0x07}))["Voltage"]
                   .dump(),
