@@ -73,6 +73,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(object.is_object() && object["pgn"] == msg.pgn && object["src"] == 35 &&
                 object["fields"].is_object(),
             "decoded text is not the message's object");
+    // Every group read takes at least one bit of the data.
+    for (const char* list : {"list", "list2"}) {
+        const auto it = object["fields"].find(list);
+        Require(it == object["fields"].end() || it->size() <= msg.length * 8u,
+                "more groups than the data has bits");
+    }
 
     N2KMsg built{};
     if (FerrowEncodeN2K(text.c_str(), &built) == 0) {

@@ -33,11 +33,11 @@ public:
     const uint8_t* Data() const { return data_; }
     void Skip(std::size_t bits) { at_ += bits < Left() ? bits : Left(); }
 
-    // Up to 64 bits; the caller has checked that they are there.
+    // Up to 64 bits; past the end of the data they read as zeros.
     uint64_t Read(unsigned bits) {
         uint64_t value = 0;
         unsigned got = 0;
-        while (got < bits) {
+        while (got < bits && at_ < size_) {
             const unsigned offset = at_ & 7;
             const unsigned take = std::min(bits - got, 8 - offset);
             const uint64_t chunk = (data_[at_ >> 3] >> offset) & ((1u << take) - 1);
@@ -453,11 +453,12 @@ Value ReadField(Context& ctx, const FieldDef& field, BitReader& in, bool resolve
         }
         if (bits == 0) return Value();
     }
-    if (field.kind != FieldKind::Binary && in.Left() < bits) {
+    const bool hexData = field.kind == FieldKind::Binary && (ctx.def->fallback || bits > 64);
+    if (!hexData && in.Left() < bits) {
         in.Skip(in.Left());
         return Value();
     }
-    if (field.kind == FieldKind::Binary && (ctx.def->fallback || bits > 64)) {
+    if (hexData) {
         const std::size_t take = std::min<std::size_t>(bits, in.Left()) / 8;
         if (take == 0) return Value();
         const std::size_t from = in.At() / 8;

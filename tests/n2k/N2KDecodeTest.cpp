@@ -142,6 +142,9 @@ TEST_F(N2KDecodeTest, RepeatingSetsFollowTheirCountOrRunToTheEnd) {
     // A count larger than the data holds stops at the data's end.
     N2KMsg cut = Message(129540, {7, 0xfd, 9, 5, 0xae, 0x1e});
     EXPECT_EQ(Fields(cut)["list"], json::parse(R"([{"PRN":5,"Elevation":0.7854}])"));
+    // Data that ends inside a group's 48-bit address ends the list there.
+    EXPECT_EQ(Fields(Message(130584, {0x5a, 0x9e, 0x74, 0x72, 0xc9, 0x41, 0x81, 0x78}))["list"],
+              json::array());
     // A group function's values take the types of the commanded PGN's
     // fields; a keyed value the type its key names, in the bytes its length
     // gives.
