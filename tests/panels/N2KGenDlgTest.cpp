@@ -2,6 +2,7 @@
 // a virtual bus answering ISO requests, a second device on the same bus, and
 // the panel driven through its controls with the PGN database loaded.
 #include "PanelsHost.h"
+#include "PgnListRows.h"
 
 #include "panels/model/PgnRowTable.h"
 #include "tests/support/TempDir.h"
@@ -39,21 +40,15 @@ void AnsweringLoop(void* obj) {
     N2KMsg msg{};
     while (emu->GetMsg(&msg) == N2K_OK) {
         if (msg.pgn != kIsoRequest || msg.length < 3) continue;
-        // pgn, priority, addressB (back to the asker), addressA, transport, length
-        N2KMsg answer{static_cast<uint32_t>(msg.data[0] | (msg.data[1] << 8) | (msg.data[2] << 16)),
-                      6, msg.addressA, kFirmwareAddress, 1, 8};
+        N2KMsg answer{};
+        answer.pgn = static_cast<uint32_t>(msg.data[0] | (msg.data[1] << 8) | (msg.data[2] << 16));
+        answer.priority = 6;
+        answer.addressB = msg.addressA;
+        answer.addressA = kFirmwareAddress;
+        answer.transport = 1;
+        answer.length = 8;
         emu->PutMsg(&answer);
     }
-}
-
-bool HasRow(wxListCtrl* list, uint32_t pgn, uint8_t source) {
-    for (int row = 0; row < list->GetItemCount(); ++row) {
-        if (list->GetItemText(row, PgnRowTable::kPgn) == wxString::Format("%u", pgn) &&
-            list->GetItemText(row, PgnRowTable::kSource) == wxString::Format("%u", source)) {
-            return true;
-        }
-    }
-    return false;
 }
 
 // The operator picks `item` in the choice with window id `id`.
@@ -226,7 +221,7 @@ TEST_F(N2KGenPanel, SendsIntoTheFirmwareWhoseAnswerTheMonitorShowsAndOnRequestOn
 
     auto* rx = ControlOf<wxListCtrl>(monitor, N2KMonDlg_c::kRxListId);
     auto* tx = ControlOf<wxListCtrl>(monitor, N2KMonDlg_c::kTxListId);
-    EXPECT_TRUE(PumpUntil([&] { return HasRow(rx, kIsoRequest, 66) && HasRow(tx, kProductInformation, kFirmwareAddress); }));
+    EXPECT_TRUE(PumpUntil([&] { return RowOf(rx, kIsoRequest, 66) >= 0 && RowOf(tx, kProductInformation, kFirmwareAddress) >= 0; }));
     // What the peer receives, until a message of `pgn` comes.
     N2KMsg seen{};
     int requests = 0;

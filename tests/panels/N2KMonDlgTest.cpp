@@ -2,6 +2,7 @@
 // firmware from the factory on a virtual bus, sending, and a second device on
 // the same bus sending to it, while the panel is driven through its controls.
 #include "PanelsHost.h"
+#include "PgnListRows.h"
 
 #include "panels/model/GatewayStatusLine.h"
 #include "panels/model/PgnRowTable.h"
@@ -87,17 +88,6 @@ void FirmwareLoop(void* obj) {
 
 wxButton* ButtonOf(wxWindow* panel, int id) { return ControlOf<wxButton>(panel, id); }
 wxString Count(wxWindow* panel, int id) { return ControlOf<wxTextCtrl>(panel, id)->GetValue(); }
-
-// The row of (pgn, source) in the list, or -1.
-int RowOf(wxListCtrl* list, uint32_t pgn, uint8_t source) {
-    for (int row = 0; row < list->GetItemCount(); ++row) {
-        if (list->GetItemText(row, PgnRowTable::kPgn) == wxString::Format("%u", pgn) &&
-            list->GetItemText(row, PgnRowTable::kSource) == wxString::Format("%u", source)) {
-            return row;
-        }
-    }
-    return -1;
-}
 
 wxString CountCell(wxListCtrl* list, uint32_t pgn, uint8_t source) {
     const int row = RowOf(list, pgn, source);
