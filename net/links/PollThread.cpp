@@ -8,6 +8,8 @@ namespace ferrow::net {
 
 PollThread::PollThread() : wakeFd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
 
+bool PollThread::CanRun() const { return wakeFd_ >= 0; }
+
 PollThread::~PollThread() {
     Stop();
     if (wakeFd_ >= 0) ::close(wakeFd_);
@@ -37,7 +39,7 @@ bool PollThread::Wait(std::vector<Watch>& watches, std::chrono::milliseconds tim
     std::vector<pollfd> fds;
     fds.reserve(watches.size() + 1);
     for (const Watch& watch : watches) {
-        fds.push_back({watch.fd, static_cast<short>(POLLIN | (watch.write ? POLLOUT : 0)), 0});
+        fds.push_back({static_cast<int>(watch.fd), static_cast<short>(POLLIN | (watch.write ? POLLOUT : 0)), 0});
     }
     fds.push_back({wakeFd_, POLLIN, 0});
     const int ms = timeout.count() < 0 ? -1 : static_cast<int>(timeout.count());

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -15,17 +16,29 @@ namespace ferrow::net {
 
 class PollThread {
 public:
-    // A descriptor to wait for: always until readable, and until writable
-    // when asked; a negative one is skipped. Wait fills in what it found.
+    // A socket or descriptor to wait for: always until readable, and until
+    // writable when asked; a negative one is skipped. Wait fills in what it
+    // found.
+    //
+    // A device is polled like any descriptor on POSIX. On Windows its handle
+    // is an event the device signals when it may have data to read or has
+    // finished a write; Wait then reports it readable, and writable when
+    // asked, and leaves the event as it is: the device knows which it was.
     struct Watch {
-        int fd = -1;
+        std::intptr_t fd = -1;
         bool write = false;
+        bool device = false;
         bool readable = false;
         bool writable = false;
         bool hungUp = false;  // hang-up, error, or a descriptor not open
 
         Watch() = default;
-        Watch(int fd, bool write) : fd(fd), write(write) {}
+        Watch(std::intptr_t fd, bool write) : fd(fd), write(write) {}
+        static Watch Device(std::intptr_t handle, bool write) {
+            Watch watch(handle, write);
+            watch.device = true;
+            return watch;
+        }
         bool Any() const { return readable || writable || hungUp; }
     };
 
@@ -36,7 +49,7 @@ public:
     PollThread& operator=(const PollThread&) = delete;
 
     // False when the process had no descriptor left for the wake-up.
-    bool CanRun() const { return wakeFd_ >= 0; }
+    bool CanRun() const;
     // Runs `body` on a new thread; the thread must not be running.
     void Start(std::function<void()> body);
     // Makes Wait return false, then joins; nothing when not running.
@@ -50,7 +63,14 @@ public:
     bool Wait(std::vector<Watch>& watches, std::chrono::milliseconds timeout);
 
 private:
+#ifdef _WIN32
+    // A UDP socket on the loopback sent to itself, and the event a wait on
+    // devices selects the sockets onto.
+    std::intptr_t wakeSocket_ = -1;
+    void* socketEvent_ = nullptr;
+#else
     int wakeFd_;  // eventfd
+#endif
     std::thread thread_;
     std::atomic<bool> stopping_{false};
 };
