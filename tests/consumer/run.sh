@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the built library into a scratch prefix, builds the consumer
-# project against it with find_package(Ferrow), and runs it.
+# project against it with find_package(Ferrow), and runs it. A Windows cross
+# build is consumed the same way, with its toolchain, and run under Wine.
 set -euo pipefail
 build="$1"
 src="$(cd "$(dirname "$0")" && pwd)"
@@ -11,13 +12,34 @@ cmake --install "$build" --prefix "$work/prefix" >/dev/null
 awk '/^## Hosting a firmware/{s=1} s&&/^```cpp/{c=1;next} c&&/^```/{exit} c' \
   "$src/../../README.md" >"$work/readme_example.cpp"
 [ -s "$work/readme_example.cpp" ] || { echo "README: no hosting example found" >&2; exit 1; }
+toolchain="$(sed -n 's/^CMAKE_TOOLCHAIN_FILE:[A-Z]*=//p' "$build/CMakeCache.txt")"
+cross=()
+[ -n "$toolchain" ] && cross=(-DCMAKE_TOOLCHAIN_FILE="$toolchain"
+                              -DFerrow_DIR="$work/prefix/lib/cmake/Ferrow")
 cmake -S "$src" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$work/prefix" \
-  -DFERROW_README_EXAMPLE="$work/readme_example.cpp" >/dev/null
+  -DFERROW_README_EXAMPLE="$work/readme_example.cpp" "${cross[@]}" >/dev/null
 cmake --build "$work/build" >/dev/null
-# Only the exported API may be visible: no internal class in the dynamic symbols.
-lib="$(find "$work/prefix" -name "libferrow.so" | head -n 1)"
-if nm -DC --defined-only "$lib" | grep -E 'QL_ThreadMgr_c|InstanceTable|Brovik_c|ThreadTimerService'; then
+# Only the exported API may be visible: no internal class among the symbols
+# the library exports.
+internal='QL_ThreadMgr_c|InstanceTable|Brovik_c|ThreadTimerService|PollThread|SerialPort'
+if [ -z "$toolchain" ]; then
+  lib="$(find "$work/prefix" -name "libferrow.so" | head -n 1)"
+  exported="$(nm -DC --defined-only "$lib")"
+  run=()
+else
+  lib="$(find "$work/prefix" -name "ferrow.dll" | head -n 1)"
+  [ -f "$work/prefix/lib/libferrow.dll.a" ] || { echo "no import library installed" >&2; exit 1; }
+  objdump="$(sed -n 's/^CMAKE_OBJDUMP:FILEPATH=//p' "$build/CMakeCache.txt")"
+  # The export table, names demangled.
+  exported="$("$objdump" -p "$lib" | awk '/\[Ordinal\/Name Pointer\] Table/{t=1;next} t&&NF==0{exit} t{print $NF}' |
+              c++filt)"
+  [ -n "$exported" ] || { echo "ferrow.dll exports nothing" >&2; exit 1; }
+  grep -q 'Ferrow_c::Start' <<<"$exported" || { echo "ferrow.dll lacks the API" >&2; exit 1; }
+  cp "$lib" "$work/build/"
+  run=(env WINEDEBUG=-all wine)
+fi
+if grep -E "$internal" <<<"$exported"; then
   echo "internal symbols are exported" >&2
   exit 1
 fi
-cd "$work" && "$work/build/consumer"
+cd "$work" && "${run[@]}" "$work/build/consumer"
