@@ -10,6 +10,7 @@ namespace {
 
 constexpr const char kDefaultBus[] = "vbus";
 constexpr const char kDevices[] = "/dev/";
+constexpr const char kWindowsDevices[] = "\\\\.\\";
 // The longest name a network interface can have (IFNAMSIZ less its end).
 constexpr std::size_t kMaxInterfaceName = 15;
 
@@ -73,22 +74,32 @@ std::optional<PortSpec> HostAndPort(PortSpec wanted, const std::string& rest, bo
     return wanted;
 }
 
-// "/dev/DEVICE[:BAUD]". Device paths may hold colons themselves (the
-// by-path names do), so only all digits after the last one are a rate.
-std::optional<PortSpec> SerialDevice(PortSpec wanted, const std::string& path) {
+// "DEVICE[:BAUD]", of more than `prefixSize` characters. Where device
+// names may hold colons (/dev by-path names do), only all digits after the
+// last one are a rate; elsewhere a colon always starts one.
+std::optional<PortSpec> SerialDevice(PortSpec wanted, const std::string& path,
+                                     std::size_t prefixSize, bool colonsInNames) {
     wanted.kind = PortSpec::Kind::Serial;
     wanted.name = path;
     wanted.baud = SerialPort::kDefaultBaud;
     const std::size_t colon = path.rfind(':');
     const std::string rate = colon == std::string::npos ? "" : path.substr(colon + 1);
-    if (colon != std::string::npos && (rate.empty() || AllDigits(rate))) {
+    if (colon != std::string::npos && (rate.empty() || AllDigits(rate) || !colonsInNames)) {
         if (rate.size() > 7 || !AllDigits(rate)) return std::nullopt;
         wanted.baud = static_cast<uint32_t>(std::strtoul(rate.c_str(), nullptr, 10));
         if (!SerialPort::SupportsBaud(wanted.baud)) return std::nullopt;
         wanted.name = path.substr(0, colon);
     }
-    if (wanted.name.size() <= sizeof kDevices - 1) return std::nullopt;
+    if (wanted.name.size() <= prefixSize) return std::nullopt;
     return wanted;
+}
+
+// Whether `portName` is a COM port's, in any case, such as com3 or COM12:57600,
+// well formed or not.
+bool IsComPort(const std::string& portName) {
+    const std::string name = portName.substr(0, portName.find(':'));
+    return name.size() > 3 && (name[0] | 0x20) == 'c' && (name[1] | 0x20) == 'o' &&
+           (name[2] | 0x20) == 'm' && AllDigits(name.substr(3));
 }
 
 // can0, vcan1, slcan2: the names Linux gives CAN interfaces.
@@ -102,7 +113,8 @@ bool IsCanInterfaceName(const std::string& name) {
 
 }  // namespace
 
-std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
+std::optional<PortSpec> PortSpec::Parse(const std::string& portName, Platform platform) {
+    const bool windows = platform == Platform::Windows;
     PortSpec wanted;
     std::string rest;
     if (portName == kDefaultBus) {
@@ -121,6 +133,11 @@ std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
         wanted.kind = Kind::LogFile;
         wanted.name = portName.substr(5);
         wanted.fast = TakeSuffix(wanted.name, "fast");
+        // C:fast is the file "fast" on drive C.
+        if (windows && wanted.fast && wanted.name.size() == 1) {
+            wanted.name += ":fast";
+            wanted.fast = false;
+        }
         if (wanted.name.empty()) return std::nullopt;
         return wanted;
     }
@@ -136,7 +153,18 @@ std::optional<PortSpec> PortSpec::Parse(const std::string& portName) {
         wanted.port = *port;
         return wanted;
     }
-    if (StartsWith(portName, kDevices)) return SerialDevice(wanted, portName);
+    if (StartsWith(portName, kDevices)) {
+        if (windows) return std::nullopt;
+        return SerialDevice(wanted, portName, sizeof kDevices - 1, true);
+    }
+    if (windows && IsComPort(portName)) {
+        const std::optional<PortSpec> port = SerialDevice(wanted, portName, 3, false);
+        if (!port || port->name[3] == '0' || port->name.size() > 7) return std::nullopt;
+        return port;
+    }
+    if (windows && StartsWith(portName, kWindowsDevices)) {
+        return SerialDevice(wanted, portName, sizeof kWindowsDevices - 1, false);
+    }
     if (portName == "auto") {
         wanted.kind = Kind::SerialAuto;
         wanted.baud = SerialPort::kDefaultBaud;

@@ -17,17 +17,23 @@
 //                              address, shared by every program on PORT; two
 //                              programs on one machine cross their ports
 //                              instead: udp:127.0.0.1:A:B and udp:127.0.0.1:B:A
-//   file:PATH[:fast]           replay of a RAW or candump log
+//   file:PATH[:fast]           replay of a RAW or candump log; on Windows
+//                              PATH may begin with a drive, file:C:\a.log
 //   /dev/DEVICE[:BAUD]         a serial (USB) gateway, 115200 baud unless BAUD
+//   COMn[:BAUD], \\.\DEVICE[:BAUD]
+//                              on Windows, a serial gateway: COM5, COM12:57600,
+//                              \\.\COM12. Windows has no /dev: such a name
+//                              is refused there
 //   auto                       the first serial gateway that answers among
-//                              /dev/ttyUSB* and /dev/ttyACM*
+//                              /dev/ttyUSB* and /dev/ttyACM*, on Windows
+//                              among the COM ports, in number order
 //   can:IFNAME, canN, vcanN, slcanN   a SocketCAN interface
 // Socket transports speak the RAW line format unless ":candump" follows: as
 // a client (tcp:, udp:) in the form a gateway takes, "09F11223 00 5C 3D",
 // and as the gateway (tcp-listen:) in the form it sends, with time and
 // direction. A log replays at its recorded pace unless ":fast" follows. A
-// name that is none of these (such as the Windows default "COM5") stands for
-// the default virtual bus.
+// name that is none of these (elsewhere than on Windows, the default "COM5"
+// among them) stands for the default virtual bus.
 #pragma once
 
 #include <cstdint>
@@ -37,6 +43,14 @@
 namespace ferrow::net {
 
 struct PortSpec {
+    // Whose names: Windows has its own serial device names.
+    enum class Platform { Posix, Windows };
+#ifdef _WIN32
+    static constexpr Platform kThisPlatform = Platform::Windows;
+#else
+    static constexpr Platform kThisPlatform = Platform::Posix;
+#endif
+
     enum class Kind {
         VirtualBus,
         VirtualCanBus,
@@ -65,8 +79,9 @@ struct PortSpec {
     // nullopt for a name of a known kind that is malformed (a port that is
     // not a number from 1 to 65535, an empty host, path or interface, a baud
     // rate the terminal interface does not have, a bus option other than
-    // "can").
-    static std::optional<PortSpec> Parse(const std::string& portName);
+    // "can"), and on Windows for a /dev name.
+    static std::optional<PortSpec> Parse(const std::string& portName,
+                                         Platform platform = kThisPlatform);
 };
 
 }  // namespace ferrow::net

@@ -4,18 +4,14 @@
 #include "net/serial/SerialGatewayCommands.h"
 #include "net/serial/SerialMessageCodec.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 namespace ferrow::net {
 namespace {
 
-// Number order within each name stem: ttyUSB2 before ttyUSB10.
+// Number order within each name stem: ttyUSB2 before ttyUSB10, COM2
+// before COM10.
 bool NumberOrder(const std::string& a, const std::string& b) {
     return a.size() != b.size() ? a.size() < b.size() : a < b;
 }
@@ -26,7 +22,15 @@ SerialDiscovery::SerialDiscovery(std::vector<std::string> candidates, int limit,
                                  std::chrono::milliseconds probeTime)
     : candidates_(std::move(candidates)), limit_(limit), baud_(baud), probeTime_(probeTime) {}
 
-std::vector<std::string> SerialDiscovery::PresentDevices(const std::string& dir) {
+std::vector<std::string> SerialDiscovery::PresentDevices() {
+#ifdef _WIN32
+    return InNumberOrder(SerialPort::ListedComPorts());
+#else
+    return UsbDevicesIn("/dev");
+#endif
+}
+
+std::vector<std::string> SerialDiscovery::UsbDevicesIn(const std::string& dir) {
     std::vector<std::string> found;
     for (const char* stem : {"ttyUSB", "ttyACM"}) {
         std::vector<std::string> named;
@@ -36,36 +40,46 @@ std::vector<std::string> SerialDiscovery::PresentDevices(const std::string& dir)
             const std::string name = entry->path().filename().string();
             if (name.rfind(stem, 0) == 0) named.push_back(entry->path().string());
         }
-        std::sort(named.begin(), named.end(), NumberOrder);
-        found.insert(found.end(), named.begin(), named.end());
+        const std::vector<std::string> ordered = InNumberOrder(std::move(named));
+        found.insert(found.end(), ordered.begin(), ordered.end());
     }
     return found;
 }
 
-std::string SerialDiscovery::Probe(const SerialPort& port) const {
+std::vector<std::string> SerialDiscovery::InNumberOrder(std::vector<std::string> names) {
+    std::sort(names.begin(), names.end(), NumberOrder);
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    return names;
+}
+
+std::string SerialDiscovery::Probe(SerialPort& port) const {
     std::vector<uint8_t> request;
     SerialGatewayCommands::AppendStartup(request);
-    if (::write(port.Fd(), request.data(), request.size()) != static_cast<ssize_t>(request.size())) {
-        return std::string("cannot write: ") + std::strerror(errno);
-    }
+    std::size_t written = 0;
+    bool answered = false;
     DleFrameDecoder decoder;
     uint8_t buffer[512];
+    std::string error;
     const auto deadline = std::chrono::steady_clock::now() + probeTime_;
     for (;;) {
+        if (written < request.size()) {
+            const long n = port.Write(request.data() + written, request.size() - written, error);
+            if (n == SerialPort::kLost) return "cannot write: " + error;
+            written += static_cast<std::size_t>(n);
+        }
+        // Not before the request is out: the port is handed on with no
+        // write of ours under way.
+        if (answered && written == request.size()) return {};
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0) break;
-        pollfd fd{port.Fd(), POLLIN, 0};
-        if (poll(&fd, 1, static_cast<int>(left.count())) <= 0) continue;
-        const ssize_t n = ::read(port.Fd(), buffer, sizeof buffer);
-        if (n < 0 && (errno == EAGAIN || errno == EINTR)) continue;
-        if (n <= 0) return n == 0 ? "hung up" : std::strerror(errno);
+        if (!port.Wait(left, written < request.size())) continue;
+        const long n = port.Read(buffer, sizeof buffer, error);
+        if (n == SerialPort::kLost) return error.empty() ? "hung up" : error;
         const uint8_t* cursor = buffer;
         while (const auto frame = decoder.Next(cursor, buffer + n)) {
-            if (frame->command == SerialGatewayCommands::kReply ||
-                frame->command == SerialMessageCodec::kReceivedCommand) {
-                return {};
-            }
+            answered = answered || frame->command == SerialGatewayCommands::kReply ||
+                       frame->command == SerialMessageCodec::kReceivedCommand;
         }
     }
     return "no answer";
@@ -79,7 +93,11 @@ std::optional<SerialDiscovery::Found> SerialDiscovery::Find(std::string& error) 
     }
     const std::size_t count = std::min(candidates_.size(), static_cast<std::size_t>(limit_));
     if (count == 0) {
+#ifdef _WIN32
+        error = "No serial gateway found: no COM port is present.";
+#else
         error = "No serial gateway found: no /dev/ttyUSB* or /dev/ttyACM* device is present.";
+#endif
         return std::nullopt;
     }
     std::string tried;

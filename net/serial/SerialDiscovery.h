@@ -29,13 +29,18 @@ public:
     // The gateway, or nullopt with a sentence saying what was tried.
     std::optional<Found> Find(std::string& error) const;
 
-    // The USB serial devices of this machine: ttyUSB* then ttyACM* in
-    // `dir`, each in number order.
-    static std::vector<std::string> PresentDevices(const std::string& dir = "/dev");
+    // The serial devices of this machine a search tries: on Windows the COM
+    // ports, else the USB devices of /dev.
+    static std::vector<std::string> PresentDevices();
+    // The USB serial devices in `dir`: ttyUSB* then ttyACM*, each in number
+    // order.
+    static std::vector<std::string> UsbDevicesIn(const std::string& dir);
+    // `names` of one stem in number order, each once: COM2 before COM10.
+    static std::vector<std::string> InNumberOrder(std::vector<std::string> names);
 
 private:
     // Empty when `port` answers like a gateway, else why not.
-    std::string Probe(const SerialPort& port) const;
+    std::string Probe(SerialPort& port) const;
 
     std::vector<std::string> candidates_;
     int limit_;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <iterator>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -33,15 +34,25 @@ const Rate* RateOf(uint32_t baud) {
     return nullptr;
 }
 
+bool Transient(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
+
+// What a call that moved `n` bytes returns.
+long Moved(ssize_t n, std::string& error) {
+    if (n > 0) return static_cast<long>(n);
+    if (n < 0 && Transient(errno)) return 0;
+    error = n < 0 ? std::strerror(errno) : "";
+    return SerialPort::kLost;
+}
+
 }  // namespace
 
-SerialPort& SerialPort::operator=(SerialPort&& other) noexcept {
-    if (this != &other) {
-        Close();
-        fd_ = other.fd_;
-        other.fd_ = -1;
-    }
-    return *this;
+struct SerialPort::Device {
+    int fd;
+};
+
+void SerialPort::Closer::operator()(Device* device) const {
+    ::close(device->fd);
+    delete device;
 }
 
 bool SerialPort::SupportsBaud(uint32_t baud) { return RateOf(baud) != nullptr; }
@@ -76,13 +87,25 @@ int SerialPort::Open(const std::string& path, uint32_t baud, std::string& error)
         return -1;
     }
     tcflush(fd, TCIOFLUSH);
-    fd_ = fd;
+    device_.reset(new Device{fd});
     return 0;
 }
 
-void SerialPort::Close() {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = -1;
+std::intptr_t SerialPort::WaitHandle() const { return device_ ? device_->fd : -1; }
+
+long SerialPort::Read(uint8_t* into, std::size_t size, std::string& error) {
+    return Moved(::read(device_->fd, into, size), error);
+}
+
+long SerialPort::Write(const uint8_t* bytes, std::size_t size, std::string& error) {
+    const ssize_t n = ::write(device_->fd, bytes, size);
+    return n == 0 ? 0 : Moved(n, error);
+}
+
+bool SerialPort::Wait(std::chrono::milliseconds timeout, bool write) {
+    pollfd fd{device_->fd, static_cast<short>(POLLIN | (write ? POLLOUT : 0)), 0};
+    return ::poll(&fd, 1, static_cast<int>(timeout.count())) > 0 &&
+           (fd.revents & (POLLIN | POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
 
 }  // namespace ferrow::net

@@ -7,18 +7,9 @@
 #include "net/transport/N2KRecord.h"
 #include "net/transport/OperatorMessage.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 namespace ferrow::net {
-namespace {
-
-bool Transient(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
-
-}  // namespace
 
 SerialTransport::Carried& SerialTransport::Carried::operator+=(const Carried& other) {
     frames += other.frames;
@@ -187,7 +178,7 @@ void SerialTransport::Run() {
     for (;;) {
         if (port_.IsOpen()) {
             if (writing.Done()) TakeOutbox(writing);
-            watches.assign(1, PollThread::Watch(port_.Fd(), !writing.Done()));
+            watches.assign(1, PollThread::Watch::Device(port_.WaitHandle(), !writing.Done()));
             if (!thread_.Wait(watches, std::chrono::milliseconds(-1))) return;
             const std::string lost = Exchange(watches[0], writing);
             if (lost.empty()) continue;
@@ -222,20 +213,19 @@ void SerialTransport::Run() {
 }
 
 std::string SerialTransport::Exchange(const PollThread::Watch& ready, Batch& writing) {
+    std::string error;
     if (ready.readable || ready.hungUp) {
         uint8_t buffer[4096];
-        const ssize_t n = ::read(port_.Fd(), buffer, sizeof buffer);
+        const long n = port_.Read(buffer, sizeof buffer, error);
         if (n > 0) {
             Deliver(buffer, static_cast<std::size_t>(n));
-        } else if (n == 0 || !Transient(errno)) {
-            return n == 0 ? "the device hung up" : std::strerror(errno);
-        } else if (ready.hungUp) {
-            return "the device hung up";
+        } else if (n == SerialPort::kLost || ready.hungUp) {
+            return error.empty() ? "the device hung up" : error;
         }
     }
     if (ready.writable && !writing.Done()) {
-        const ssize_t n =
-            ::write(port_.Fd(), writing.bytes.data() + writing.written, writing.bytes.size() - writing.written);
+        const long n = port_.Write(writing.bytes.data() + writing.written,
+                                   writing.bytes.size() - writing.written, error);
         if (n > 0) {
             writing.written += static_cast<std::size_t>(n);
             const Carried carried = writing.TakeWhole();
@@ -244,8 +234,8 @@ std::string SerialTransport::Exchange(const PollThread::Watch& ready, Batch& wri
                 counters_.framesOut += carried.frames;
                 counters_.busBits += carried.bits;
             }
-        } else if (n < 0 && !Transient(errno)) {
-            return std::strerror(errno);
+        } else if (n == SerialPort::kLost) {
+            return error;
         }
     }
     return {};

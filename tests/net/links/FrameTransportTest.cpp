@@ -1,10 +1,9 @@
 // The gateway's frame transport over an in-memory wire and over a replayed
 // log: framing by the PGN table, whole messages and paced broadcasts on the
 // way out, a receive side that leaves what it cannot hold in its link, the
-// device's own address, what it counts; and the port names that choose a
-// transport. What every transport owes is checked by the contract suite.
+// device's own address, what it counts. What every transport owes is
+// checked by the contract suite.
 #include "net/links/FrameTransport.h"
-#include "net/PortSpec.h"
 #include "net/can/TransmitQueue.h"
 #include "net/formats/CandumpLineFormat.h"
 #include "net/links/LogReplayLink.h"
@@ -16,12 +15,10 @@
 
 #include <cstring>
 #include <memory>
-#include <tuple>
 
 using ferrow::net::FrameLog;
 using ferrow::net::FrameTransport;
 using ferrow::net::LogReplayLink;
-using ferrow::net::PortSpec;
 using ferrow::net::TransmitQueue;
 using namespace ferrow::test;
 
@@ -197,57 +194,4 @@ TEST(FrameTransport, CloseDropsWhatWaitsAndTheStatisticsCountEveryWay) {
     EXPECT_EQ(stats.dropped, 5u);
     EXPECT_EQ(pair.a.Dropped(), 5u);
     EXPECT_EQ(stats.recordingFailures, 1u);
-}
-
-TEST(PortSpec, NamesChooseTheirTransport) {
-    using K = PortSpec::Kind;
-    const PortSpec fellBack{K::VirtualBus, "vbus", 0, 0, false, false, true};
-    const struct {
-        const char* name;
-        PortSpec want;
-    } cases[] = {
-        {"vbus", {K::VirtualBus, "vbus"}},
-        {"vbus:boat", {K::VirtualBus, "boat"}},
-        {"vbus:boat:can", {K::VirtualCanBus, "boat"}},
-        {"", {K::VirtualBus, "vbus"}},
-        {"tcp:192.168.1.5:1457", {K::TcpClient, "192.168.1.5", 1457}},
-        {"tcp:gw.local:1457:candump", {K::TcpClient, "gw.local", 1457, 0, true}},
-        {"tcp-listen:2000", {K::TcpListen, "", 2000}},
-        {"tcp-listen:2000:candump", {K::TcpListen, "", 2000, 0, true}},
-        {"udp:127.0.0.1:65535", {K::Udp, "127.0.0.1", 65535}},
-        {"file:/logs/a:b.log:fast", {K::LogFile, "/logs/a:b.log", 0, 0, false, true}},
-        {"file:trip.log", {K::LogFile, "trip.log"}},
-        {"/dev/ttyUSB0", {K::Serial, "/dev/ttyUSB0", 0, 115200}},
-        {"/dev/ttyACM1:9600", {K::Serial, "/dev/ttyACM1", 0, 9600}},
-        {"/dev/ttyUSB0:921600", {K::Serial, "/dev/ttyUSB0", 0, 921600}},
-        {"/dev/serial/by-path/pci-0000:00:14.0-usb-0:2:1.0-port0",
-         {K::Serial, "/dev/serial/by-path/pci-0000:00:14.0-usb-0:2:1.0-port0", 0, 115200}},
-        {"/dev/pts/3:4000000", {K::Serial, "/dev/pts/3", 0, 4000000}},
-        {"auto", {K::SerialAuto, "", 0, 115200}},
-        {"can:can0", {K::SocketCan, "can0"}},
-        {"can:my-bus", {K::SocketCan, "my-bus"}},
-        {"can1", {K::SocketCan, "can1"}},
-        {"vcan0", {K::SocketCan, "vcan0"}},
-        {"slcan12", {K::SocketCan, "slcan12"}},
-        {"COM5", fellBack},
-        {"canx", fellBack},
-        {"vcan", fellBack},
-        {"Auto", fellBack},
-    };
-    for (const auto& c : cases) {
-        const std::optional<PortSpec> got = PortSpec::Parse(c.name);
-        ASSERT_TRUE(got.has_value()) << c.name;
-        EXPECT_EQ(std::tie(got->kind, got->name, got->port, got->baud, got->candump, got->fast,
-                           got->fellBack),
-                  std::tie(c.want.kind, c.want.name, c.want.port, c.want.baud, c.want.candump,
-                           c.want.fast, c.want.fellBack))
-            << c.name;
-    }
-    for (const char* malformed :
-         {"tcp:host:0", "tcp:host:65536", "tcp::1457", "tcp:host", "udp:host:12x", "tcp-listen:",
-          "file:", "vbus:", "vbus:x:bogus", "vbus::can", "vbus:x:can:can", "/dev/", "/dev/:9600",
-          "/dev/ttyUSB0:", "/dev/ttyUSB0:12345", "/dev/ttyUSB0:115201", "/dev/ttyUSB0:99999999999",
-          "can:", "can:a-name-of-16-chars"}) {
-        EXPECT_FALSE(PortSpec::Parse(malformed).has_value()) << malformed;
-    }
 }

@@ -1,14 +1,10 @@
 // Finding a serial gateway among devices, on pseudo-terminals: the first
 // that answers is taken, silent and missing ones are named when none does,
-// the search limit holds down to the emulator's MAX_PORT_SEARCH, and the
-// devices of a directory are tried in number order.
+// and the search stops at its limit.
 #include "net/serial/SerialDiscovery.h"
 #include "net/serial/SerialTransport.h"
 #include "tests/net/serial/SerialGatewayRig.h"
-#include "tests/support/CapturedMessages.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/TempDir.h"
-#include "tests/support/TestEmulator.h"
 
 #include <gtest/gtest.h>
 
@@ -100,31 +96,6 @@ TEST(SerialDiscovery, NamesWhatItTriedWhenNothingAnswers) {
 
     EXPECT_FALSE(SerialDiscovery({first.Path(), second.Path()}, 1, kSerialBaud, kProbe).Find(error));
     EXPECT_EQ(error, "No serial gateway answered within 100 ms; tried: " + first.Path() + ": no answer.");
-    EXPECT_FALSE(SerialDiscovery({first.Path()}, 0, kSerialBaud, kProbe).Find(error));
-    EXPECT_EQ(error, "No serial gateway searched for: MAX_PORT_SEARCH is 0.");
-    EXPECT_FALSE(SerialDiscovery({first.Path()}, -3, kSerialBaud, kProbe).Find(error));
-    EXPECT_EQ(error, "No serial gateway searched for: MAX_PORT_SEARCH is -3.");
-    EXPECT_FALSE(SerialDiscovery({}, 20, kSerialBaud, kProbe).Find(error));
-    EXPECT_EQ(error, "No serial gateway found: no /dev/ttyUSB* or /dev/ttyACM* device is present.");
-}
-
-TEST(SerialDiscovery, TheEmulatorsSearchLimitReachesTheSearch) {
-    CapturedMessages messages;
-    TestEmulator emulator(nullptr, 0, nullptr, "GW_PORT_NAME=\"auto\"\nMAX_PORT_SEARCH=0\n");
-    EXPECT_LT(emulator->Connect(), 0);
-    EXPECT_EQ(messages.Shown(), std::vector<std::wstring>{
-                                    L"Gateway|No serial gateway searched for: MAX_PORT_SEARCH is 0."});
-}
-
-TEST(SerialDiscovery, ListsTheUsbDevicesOfADirectoryInNumberOrder) {
-    TempDir dir;
-    for (const char* name : {"ttyUSB10", "ttyACM0", "ttyS0", "ttyUSB2", "ttyACM1", "tty", "ttyUSB0"}) {
-        TempDir::Write(dir.File(name), "");
-    }
-    EXPECT_EQ(SerialDiscovery::PresentDevices(dir.Path().string()),
-              (std::vector<std::string>{dir.File("ttyUSB0"), dir.File("ttyUSB2"), dir.File("ttyUSB10"),
-                                        dir.File("ttyACM0"), dir.File("ttyACM1")}));
-    EXPECT_TRUE(SerialDiscovery::PresentDevices(dir.File("none")).empty());
 }
 
 }  // namespace
