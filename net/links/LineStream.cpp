@@ -1,9 +1,6 @@
 #include "net/links/LineStream.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <cerrno>
 
 namespace ferrow::net {
 
@@ -20,10 +17,8 @@ bool LineStream::Queue(std::string_view lines) {
 
 bool LineStream::Flush() {
     while (!pending_.empty()) {
-        // MSG_NOSIGNAL: a peer that has gone must not kill the process.
-        const ssize_t n = send(socket_.Fd(), pending_.data(), pending_.size(),
-                               MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (n < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+        const long n = socket_.Send(pending_.data(), pending_.size());
+        if (n < 0) return Socket::WouldBlock();
         pending_.erase(0, static_cast<std::size_t>(n));
     }
     return true;
@@ -32,9 +27,9 @@ bool LineStream::Flush() {
 bool LineStream::Read(const OnLine& onLine, std::size_t& overlong) {
     char buffer[4096];
     for (int i = 0; i < 16; ++i) {
-        const ssize_t n = recv(socket_.Fd(), buffer, sizeof buffer, MSG_DONTWAIT);
+        const long n = socket_.Receive(buffer, sizeof buffer);
         if (n == 0) return false;
-        if (n < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+        if (n < 0) return Socket::WouldBlock();
         bytesRead_ += static_cast<uint64_t>(n);
         overlong += splitter_.Feed(std::string_view(buffer, static_cast<std::size_t>(n)), onLine);
     }

@@ -23,7 +23,7 @@ public:
 
     explicit LineStream(Socket socket) : socket_(std::move(socket)) {}
 
-    int Fd() const { return socket_.Fd(); }
+    Socket::Handle Fd() const { return socket_.Fd(); }
     bool WantsWrite() const { return !pending_.empty(); }
     // Bytes Queue takes now.
     std::size_t Room() const { return kPendingLimit - pending_.size(); }

@@ -5,6 +5,8 @@
 // must return.
 #pragma once
 
+#include "net/links/Socket.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -21,9 +23,10 @@ public:
     // found.
     //
     // A device is polled like any descriptor on POSIX. On Windows its handle
-    // is an event the device signals when it may have data to read or has
-    // finished a write; Wait then reports it readable, and writable when
-    // asked, and leaves the event as it is: the device knows which it was.
+    // is a manual-reset event the device signals when it may have data to
+    // read or has finished a write; Wait then reports it readable, and
+    // writable when asked, and leaves the event as it is: the device knows
+    // which it was.
     struct Watch {
         std::intptr_t fd = -1;
         bool write = false;
@@ -64,9 +67,8 @@ public:
 
 private:
 #ifdef _WIN32
-    // A UDP socket on the loopback sent to itself, and the event a wait on
-    // devices selects the sockets onto.
-    std::intptr_t wakeSocket_ = -1;
+    Socket wake_;
+    // What a wait that includes devices selects the sockets onto.
     void* socketEvent_ = nullptr;
 #else
     int wakeFd_;  // eventfd

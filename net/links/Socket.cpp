@@ -143,6 +143,10 @@ std::string Socket::ConnectError() const {
     return err == 0 ? std::string() : std::strerror(err);
 }
 
+bool Socket::OutOfDescriptors(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
 Socket Socket::Accept(int& error) const {
     Socket accepted(accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     error = accepted ? 0 : errno;
@@ -166,6 +170,17 @@ bool Socket::WatchPeer() const {
 uint16_t Socket::LocalPort() const { return ntohs(LocalEnd(fd_).sin_port); }
 
 uint32_t Socket::LocalAddress() const { return LocalEnd(fd_).sin_addr.s_addr; }
+
+long Socket::Send(const char* data, std::size_t size) const {
+    // MSG_NOSIGNAL: a peer that has gone must not kill the process.
+    return send(fd_, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+long Socket::Receive(char* buffer, std::size_t size) const {
+    return recv(fd_, buffer, size, MSG_DONTWAIT);
+}
+
+bool Socket::WouldBlock() { return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR; }
 
 long Socket::ReceiveFrom(char* buffer, std::size_t size, Endpoint& from) const {
     sockaddr_in address{};

@@ -1,4 +1,4 @@
-// One open file descriptor of a socket link, closed when its owner goes, and
+// One open socket of a link, closed when its owner goes, and
 // the few ways the links make one: a TCP connection under way, a listener,
 // a datagram socket. IPv4: gateways on a boat's LAN speak nothing else.
 #pragma once
@@ -34,15 +34,19 @@ public:
     // second of a busy network instead of after megabytes.
     static constexpr int kSendBuffer = 32 * 1024;
 
+    // Pointer-sized: a Windows socket does not fit in an int. Negative when
+    // there is none.
+    using Handle = std::intptr_t;
+
     Socket() = default;
-    explicit Socket(int fd) : fd_(fd) {}
+    explicit Socket(Handle fd) : fd_(fd) {}
     ~Socket() { Reset(); }
     Socket(Socket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
     Socket& operator=(Socket&& other) noexcept;
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
 
-    int Fd() const { return fd_; }
+    Handle Fd() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
     void Reset();
 
@@ -58,28 +62,45 @@ public:
     // On every interface, shared with other programs, broadcasts allowed.
     static Socket BindDatagram(uint16_t port, std::string& error);
 
-    // The errno text of a finished connect, empty once connected.
+    // The system's text of why a finished connect failed, empty once
+    // connected.
     std::string ConnectError() const;
     // A waiting connection, non-blocking, watching its peer as above;
-    // invalid when none is waiting or it could not be taken, with the errno
-    // in `error`.
+    // invalid when none is waiting or it could not be taken, with the
+    // system's error number in `error`.
     Socket Accept(int& error) const;
+    // Whether an Accept error means the process is out of descriptors or
+    // memory: the connection stays waiting and the listener readable.
+    static bool OutOfDescriptors(int error);
     uint16_t LocalPort() const;
     // In network order.
     uint32_t LocalAddress() const;
 
-    // One datagram, without waiting: its size, or negative with errno set.
+    // Without waiting, and without a signal when the peer has gone: the
+    // bytes taken, or negative.
+    long Send(const char* data, std::size_t size) const;
+    // Without waiting: the bytes read, 0 once the peer has closed, or
+    // negative.
+    long Receive(char* buffer, std::size_t size) const;
+    // One datagram, without waiting: its size, or negative.
     long ReceiveFrom(char* buffer, std::size_t size, Endpoint& from) const;
     long SendTo(const char* data, std::size_t size, const Endpoint& to) const;
+    // Whether this thread's last failed call only had nothing to do now.
+    static bool WouldBlock();
 
     // The IPv4 addresses of this machine's interfaces, in network order.
     static std::vector<uint32_t> LocalAddresses();
+#ifdef _WIN32
+    // A datagram socket on the loopback that sends to itself, to wake a wait
+    // where Windows has no eventfd.
+    static Socket LoopbackToSelf();
+#endif
 
 private:
     // False when the kernel refuses a setting.
     bool WatchPeer() const;
 
-    int fd_ = -1;
+    Handle fd_ = -1;
 };
 
 }  // namespace ferrow::net

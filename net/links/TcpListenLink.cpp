@@ -1,7 +1,6 @@
 #include "net/links/TcpListenLink.h"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace ferrow::net {
 
@@ -88,9 +87,7 @@ void TcpListenLink::Accept() {
         int error = 0;
         Socket client = listener_.Accept(error);
         if (!client) {
-            if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
-                acceptPausedUntil_ = Now() + kAcceptPause;
-            }
+            if (Socket::OutOfDescriptors(error)) acceptPausedUntil_ = Now() + kAcceptPause;
             return;
         }
         if (clients_.size() < kMaxClients) clients_.push_back({LineStream(std::move(client)), {}});

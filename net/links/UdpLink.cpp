@@ -3,10 +3,7 @@
 #include "net/formats/LineSplitter.h"
 #include "net/transport/OperatorMessage.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
-#include <cerrno>
 
 namespace ferrow::net {
 
@@ -109,7 +106,7 @@ void UdpLink::SendDatagrams() {
     blocked_ = false;
     for (std::size_t i = 0; i < kOutboxLimit && PeekLine(line); ++i) {
         const long n = socket_.SendTo(line.data(), line.size(), destination_);
-        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+        if (n < 0 && Socket::WouldBlock()) {
             blocked_ = true;
             break;
         }
@@ -133,8 +130,9 @@ bool UdpLink::IsEcho(const Socket::Endpoint& from, std::string_view datagram) co
 }
 
 bool UdpLink::IsThisMachine(uint32_t address) const {
-    // All of 127.0.0.0/8 is loopback, whatever the interfaces list.
-    if ((ntohl(address) >> 24) == 127) return true;
+    // All of 127.0.0.0/8 is loopback, whatever the interfaces list. In
+    // network order the first byte in memory is the first number.
+    if (reinterpret_cast<const unsigned char*>(&address)[0] == 127) return true;
     return std::find(localAddresses_.begin(), localAddresses_.end(), address) !=
            localAddresses_.end();
 }

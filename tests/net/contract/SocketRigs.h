@@ -8,8 +8,11 @@
 #include "net/links/UdpLink.h"
 #include "tests/net/contract/ContractRig.h"
 #include "tests/net/links/SocketLinkRig.h"
-#include "tests/net/links/Vcan.h"
 #include "tests/support/FreeLoopbackPort.h"
+
+#ifndef _WIN32
+#include "tests/net/links/Vcan.h"
+#endif
 
 namespace ferrow::test {
 
@@ -17,7 +20,7 @@ namespace ferrow::test {
 inline uint16_t RefusingPort(std::string& sentence) {
     const uint16_t port = FreeLoopbackPort();
     sentence = "Cannot connect to the gateway at 127.0.0.1:" + std::to_string(port) +
-               ": Connection refused.";
+               ": " + SystemSaid("Connection refused");
     return port;
 }
 
@@ -68,7 +71,7 @@ struct TcpListenRig : LinkRig<net::TcpListenLink, net::TcpClientLink> {
     std::unique_ptr<Subject> BadAddress(std::string& sentence) {
         Opened(*subject);
         sentence = "Cannot listen on TCP port " + std::to_string(subject->Port()) +
-                   ": Address already in use.";
+                   ": " + SystemSaid("Address already in use");
         return std::make_unique<Subject>(subject->Port(), Hex());
     }
     std::string Open() {
@@ -131,6 +134,7 @@ struct UdpRig : LinkRig<net::UdpLink, net::UdpLink> {
     const uint16_t peerPort = FreeLoopbackPort(SOCK_DGRAM);
 };
 
+#ifndef _WIN32
 // A CAN interface of this machine, vcan0; its peer is a second link on it.
 struct SocketCanRig : LinkRig<net::SocketCanLink, net::SocketCanLink> {
     static constexpr const char* kName = "SocketCanLink";
@@ -158,5 +162,6 @@ struct SocketCanRig : LinkRig<net::SocketCanLink, net::SocketCanLink> {
 
     const VcanLock alone;
 };
+#endif
 
 }  // namespace ferrow::test

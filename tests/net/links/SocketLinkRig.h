@@ -8,11 +8,9 @@
 #include "tests/net/formats/HexLineFormat.h"
 #include "tests/support/Eventually.h"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,36 +36,40 @@ inline std::optional<net::CanFrame> NextFrame(net::SocketLink& link) {
     return frame;
 }
 
-inline sockaddr_in LoopbackAddress(uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
+// 127.0.0.1 in network order.
+inline uint32_t LoopbackAddress() {
+    const unsigned char bytes[4] = {127, 0, 0, 1};
+    uint32_t address = 0;
+    std::memcpy(&address, bytes, sizeof address);
     return address;
 }
 
-// A blocking TCP connection to a loopback port, invalid when refused.
-inline net::Socket RawConnect(uint16_t port) {
-    net::Socket socket(::socket(AF_INET, SOCK_STREAM, 0));
-    const sockaddr_in address = LoopbackAddress(port);
-    if (connect(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        socket.Reset();
-    }
-    return socket;
+// How a sentence goes on after the system's reason, which Windows words in
+// its own way: checked only on POSIX.
+inline std::string SystemSaid(const std::string& posixReason) {
+#ifdef _WIN32
+    (void)posixReason;
+    return {};
+#else
+    return posixReason + ".";
+#endif
 }
 
-inline bool RawSend(const net::Socket& socket, const std::string& bytes) {
-    return send(socket.Fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
-           static_cast<ssize_t>(bytes.size());
+// Plain sockets for fake peers, blocking, defined once per system beside
+// the tests.
+//
+// A TCP connection, invalid when refused; with a receive window of `window`
+// bytes when not 0.
+net::Socket RawConnect(const net::Socket::Endpoint& to, int window = 0);
+inline net::Socket RawConnect(uint16_t port, int window = 0) {
+    return RawConnect({LoopbackAddress(), port}, window);
 }
-
+bool RawSend(const net::Socket& socket, const std::string& bytes);
+// Waits for bytes: how many, 0 once the peer has closed, negative on failure.
+long RawReceive(const net::Socket& socket, char* buffer, std::size_t size);
 // One datagram to a loopback port.
-inline bool RawSendTo(uint16_t port, const std::string& bytes) {
-    const net::Socket socket(::socket(AF_INET, SOCK_DGRAM, 0));
-    const sockaddr_in to = LoopbackAddress(port);
-    return sendto(socket.Fd(), bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
-                  sizeof to) == static_cast<ssize_t>(bytes.size());
-}
+bool RawSendTo(uint16_t port, const std::string& bytes);
+void SetReceiveWindow(const net::Socket& socket, int bytes);
 
 // The clock of a link's timeouts, moved by the test alone; the links share
 // it, so it lasts as long as they do.
@@ -90,9 +92,8 @@ class RawGateway {
 public:
     explicit RawGateway(uint16_t port = 0) {
         std::string error;
-        listener_ = net::Socket::Listen({htonl(INADDR_LOOPBACK), port}, error);
-        const int window = 4096;
-        setsockopt(listener_.Fd(), SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
+        listener_ = net::Socket::Listen({LoopbackAddress(), port}, error);
+        SetReceiveWindow(listener_, 4096);
     }
     explicit operator bool() const { return static_cast<bool>(listener_); }
     uint16_t Port() const { return listener_.LocalPort(); }
@@ -132,9 +133,9 @@ public:
 private:
     void Pump() {
         char buffer[4096];
-        ssize_t n = 1;
+        long n = 1;
         while (client_ && reading_ && n > 0) {
-            n = recv(client_.Fd(), buffer, sizeof buffer, MSG_DONTWAIT);
+            n = client_.Receive(buffer, sizeof buffer);
             if (n > 0) received_.append(buffer, static_cast<std::size_t>(n));
             if (n == 0) client_.Reset();
         }

@@ -1,0 +1,82 @@
+// The plain sockets of the fake peers in SocketLinkRig.h.
+#include "tests/net/links/SocketLinkRig.h"
+
+#ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#else
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#endif
+
+namespace ferrow::test {
+
+namespace {
+
+#ifdef _WIN32
+using Length = int;
+constexpr int kNoSignal = 0;
+
+net::Socket NewSocket(int type) {
+    static const bool started = [] {
+        WSADATA data;
+        return WSAStartup(MAKEWORD(2, 2), &data) == 0;
+    }();
+    const SOCKET native = started ? ::socket(AF_INET, type, 0) : INVALID_SOCKET;
+    return net::Socket(native == INVALID_SOCKET ? -1 : static_cast<net::Socket::Handle>(native));
+}
+#else
+using Length = std::size_t;
+constexpr int kNoSignal = MSG_NOSIGNAL;
+
+net::Socket NewSocket(int type) { return net::Socket(::socket(AF_INET, type, 0)); }
+#endif
+
+sockaddr_in Address(const net::Socket::Endpoint& endpoint) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = endpoint.address;
+    address.sin_port = htons(endpoint.port);
+    return address;
+}
+
+}  // namespace
+
+net::Socket RawConnect(const net::Socket::Endpoint& to, int window) {
+    net::Socket socket = NewSocket(SOCK_STREAM);
+    if (window != 0) SetReceiveWindow(socket, window);
+    const sockaddr_in address = Address(to);
+    if (!socket ||
+        connect(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        socket.Reset();
+    }
+    return socket;
+}
+
+bool RawSend(const net::Socket& socket, const std::string& bytes) {
+    return send(socket.Fd(), bytes.data(), static_cast<Length>(bytes.size()), kNoSignal) ==
+           static_cast<long>(bytes.size());
+}
+
+long RawReceive(const net::Socket& socket, char* buffer, std::size_t size) {
+    return recv(socket.Fd(), buffer, static_cast<Length>(size), 0);
+}
+
+bool RawSendTo(uint16_t port, const std::string& bytes) {
+    const net::Socket socket = NewSocket(SOCK_DGRAM);
+    const sockaddr_in to = Address({LoopbackAddress(), port});
+    return sendto(socket.Fd(), bytes.data(), static_cast<Length>(bytes.size()), 0,
+                  reinterpret_cast<const sockaddr*>(&to),
+                  sizeof to) == static_cast<long>(bytes.size());
+}
+
+void SetReceiveWindow(const net::Socket& socket, int bytes) {
+    setsockopt(socket.Fd(), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&bytes),
+               sizeof bytes);
+}
+
+}  // namespace ferrow::test
