@@ -4,6 +4,7 @@
 // never runs inside it.
 #include <ferrow/CFG_File.h>
 
+#include "platform/FilePath.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
 
@@ -14,7 +15,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -241,20 +241,16 @@ const char* CFG_File::Impl::Keep(std::string text) {
 // The path is built aside so that a refused name leaves the previous one.
 Outcome CFG_File::Impl::SetPath(const char* name) {
     if (!name) return Fail(kInvalidPath);
-    char built[kPathSize];
-    std::size_t used = 0;
-    if (name[0] != '/') {
-        std::error_code error;
-        const std::string dir = std::filesystem::current_path(error).string();
-        if (error || dir.size() >= kPathSize - 1) return Fail(kInvalidPath);
-        std::memcpy(built, dir.data(), dir.size());
-        used = dir.size();
-        if (used == 0 || built[used - 1] != '/') built[used++] = '/';
+    std::string built;
+    if (ferrow::platform::IsAbsolutePath(name)) {
+        built = name;
+    } else {
+        const std::string dir = ferrow::platform::CurrentDirectory();
+        if (dir.empty() || dir.size() >= kPathSize - 1) return Fail(kInvalidPath);
+        built = ferrow::platform::JoinPath(dir, name);
     }
-    const std::size_t length = std::strlen(name);
-    if (length >= kPathSize - used) return Fail(kInvalidPath);
-    std::memcpy(built + used, name, length + 1);
-    std::memcpy(path, built, used + length + 1);
+    if (built.size() >= kPathSize) return Fail(kInvalidPath);
+    std::memcpy(path, built.c_str(), built.size() + 1);
     hasPath = true;
     return Ok();
 }

@@ -7,13 +7,12 @@
 #include "core/InstanceTable.h"
 #include "core/Simulation.h"
 #include "platform/CallFrame.h"
+#include "platform/FilePath.h"
 #include "platform/MessageReport.h"
 #include "platform/Text.h"
 #include "net/Brovik_c.h"
 
-#include <filesystem>
 #include <string>
-#include <system_error>
 
 using ferrow::core::InstanceTable;
 using ferrow::platform::CallFrame;
@@ -25,12 +24,6 @@ const char kDefaultEepromFile[] = "Ferrow.hex";
 const char kDefaultConfigFile[] = "Ferrow.cfg";
 const char kDefaultPortName[] = "COM5";
 const char kPortKey[] = "GW_PORT_NAME";
-
-std::string CurrentDirectory() {
-    std::error_code error;
-    std::filesystem::path cwd = std::filesystem::current_path(error);
-    return error ? std::string(".") : cwd.string();
-}
 
 }  // namespace
 
@@ -66,9 +59,9 @@ void Ferrow_c::CreateI(CWnd* parent, void* gatewayArg, const char* eepromFileNam
     }
 
     if (eepromFileName == nullptr) {
-        std::string path = CurrentDirectory();
-        if (path.empty() || path.back() != '/') path += '/';
-        path += kDefaultEepromFile;
+        const std::string dir = ferrow::platform::CurrentDirectory();
+        const std::string path = ferrow::platform::JoinPath(dir.empty() ? "." : dir,
+                                                            kDefaultEepromFile);
         Text::WidenInto(ctx->eepromName, Ferrow_Ctx_c::kNameUnits, path.c_str());
     } else {
         Text::WidenInto(ctx->eepromName, Ferrow_Ctx_c::kNameUnits, eepromFileName);

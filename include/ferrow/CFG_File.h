@@ -39,9 +39,10 @@ public:
 
     // Sets the path and allocates a table of maxFields records; 0 or -1.
     int Init(const char* pathName, unsigned short maxFields);
-    // A name starting with '/' is absolute; others are taken relative to the
-    // current directory. A path that does not fit kPathSize is refused with
-    // "Invalid Config Path Name" and the previous path stays. 0 or -1.
+    // A name starting with '/' (on Windows also one starting with a backslash
+    // or holding a colon anywhere) is absolute; others are taken relative to
+    // the current directory. A path that does not fit kPathSize is refused
+    // with "Invalid Config Path Name" and the previous path stays. 0 or -1.
     int SetPathName(const char* pathName);
     // Registers (or re-registers, by exact name) a field; returns its index or
     // -1. Integers take widths 1 to 8, floating point 4 or 8. A string field

@@ -1,11 +1,12 @@
 #include "n2k/decode/Encoder.h"
 
+#include "platform/CivilTime.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <optional>
 #include <string>
 #include <vector>
@@ -86,11 +87,7 @@ double DateDays(const json& value) {
         month < 1 || month > 12 || day < 1 || day > 31) {
         Refuse();
     }
-    std::tm tm{};
-    tm.tm_year = year - 1900;
-    tm.tm_mon = month - 1;
-    tm.tm_mday = day;
-    return std::floor(static_cast<double>(timegm(&tm)) / 86400);
+    return static_cast<double>(platform::DaysFromCivil(year, month, day));
 }
 
 // "12:34:56.5" (or a number of seconds) to seconds.

@@ -1,6 +1,7 @@
 #include "n2k/decode/FieldReader.h"
 
 #include "n2k/decode/JsonText.h"
+#include "platform/CivilTime.h"
 #include "platform/ProcessClock.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -226,13 +226,15 @@ std::string TwoDigits(double v) {
     return s.size() == 1 ? "0" + s : s;
 }
 
+// Whole seconds first, so that a fraction of a day before the epoch still
+// names the day it falls in. The clamp keeps a signed field's extremes from
+// overflowing.
 std::string DateText(double days) {
-    const auto seconds = static_cast<std::time_t>(days * 86400);
-    std::tm tm{};
-    gmtime_r(&seconds, &tm);
+    const auto seconds = static_cast<int64_t>(std::clamp(days, -1e12, 1e12) * 86400);
+    const platform::CivilDate date = platform::CivilFromSeconds(seconds).date;
     std::string year;
-    AppendNumber(year, tm.tm_year + 1900);
-    return year + "." + TwoDigits(tm.tm_mon + 1) + "." + TwoDigits(tm.tm_mday);
+    AppendNumber(year, static_cast<double>(date.year));
+    return year + "." + TwoDigits(date.month) + "." + TwoDigits(date.day);
 }
 
 // Hours may pass 24: a duration is not a time of day.
@@ -630,11 +632,10 @@ void AppendTimestamp(std::string& out, uint32_t stamp) {
     thread_local char text[64];
     if (ms / 1000 != second) {
         second = ms / 1000;
-        const std::time_t seconds = static_cast<std::time_t>(second);
-        std::tm tm{};
-        gmtime_r(&seconds, &tm);
-        std::snprintf(text, sizeof text, "\"%04d-%02d-%02dT%02d:%02d:%02d.", tm.tm_year + 1900,
-                      tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
+        const platform::CivilTime at = platform::CivilFromSeconds(second);
+        std::snprintf(text, sizeof text, "\"%04d-%02d-%02dT%02d:%02d:%02d.",
+                      static_cast<int>(at.date.year), at.date.month, at.date.day, at.hour,
+                      at.minute, at.second);
     }
     out += text;
     const int milli = static_cast<int>(ms % 1000);

@@ -7,7 +7,17 @@
 #include "n2k/decode/PgnDatabase.h"
 #include "platform/MessageReport.h"
 
+#ifdef _WIN32
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
 #include <dlfcn.h>
+#endif
 
 #include <cstdlib>
 #include <cstring>
@@ -30,17 +40,44 @@ bool ReadFile(const std::string& path, std::string& text) {
     return static_cast<bool>(file) || file.eof();
 }
 
-// share/ferrow/canboat.json beside the lib/ folder this library was loaded from.
-std::string InstalledCopy() {
+// The file this code was loaded from: the library, or the program it is
+// linked into.
+std::string ModuleFile() {
+#ifdef _WIN32
+    HMODULE module = nullptr;
+    if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                            reinterpret_cast<LPCSTR>(&FerrowLoadPgnDatabase), &module)) {
+        return {};
+    }
+    char name[MAX_PATH];
+    const DWORD length = GetModuleFileNameA(module, name, sizeof name);
+    if (length == 0 || length >= sizeof name) return {};
+    return std::string(name, length);
+#else
     Dl_info info{};
     if (dladdr(reinterpret_cast<void*>(&FerrowLoadPgnDatabase), &info) == 0 || !info.dli_fname) {
         return {};
     }
-    std::string dir = info.dli_fname;
-    const auto slash = dir.rfind('/');
+    return info.dli_fname;
+#endif
+}
+
+// share/ferrow/canboat.json beside the folder this library was loaded from
+// (lib/, or bin/ where Windows keeps the DLL).
+std::string InstalledCopy() {
+#ifdef _WIN32
+    const char* const separators = "\\/";
+    const char* const below = "\\..\\share\\ferrow\\canboat.json";
+#else
+    const char* const separators = "/";
+    const char* const below = "/../share/ferrow/canboat.json";
+#endif
+    std::string dir = ModuleFile();
+    const auto slash = dir.find_last_of(separators);
     if (slash == std::string::npos) return {};
     dir.resize(slash);
-    return dir + "/../share/ferrow/canboat.json";
+    return dir + below;
 }
 
 std::vector<std::string> DefaultPlaces() {

@@ -6,15 +6,41 @@
 #include "net/transport/OperatorMessage.h"
 #include "platform/ProcessClock.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <fcntl.h>
-#include <unistd.h>
 #include <utility>
+
+#ifdef _WIN32
+#include <io.h>
+#include <sys/stat.h>
+#else
+#include <unistd.h>
+#endif
 
 namespace ferrow::net {
 
 namespace {
+
+#ifdef _WIN32
+// Binary, so that lines end in a bare newline as the CAN tools write them.
+int OpenAppending(const char* path) {
+    return ::_open(path, _O_WRONLY | _O_CREAT | _O_APPEND | _O_BINARY | _O_NOINHERIT,
+                   _S_IREAD | _S_IWRITE);
+}
+long WriteSome(int fd, const char* data, std::size_t size) {
+    return ::_write(fd, data, static_cast<unsigned>(std::min<std::size_t>(size, INT_MAX)));
+}
+void CloseFile(int fd) { ::_close(fd); }
+#else
+int OpenAppending(const char* path) {
+    return ::open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+}
+long WriteSome(int fd, const char* data, std::size_t size) { return ::write(fd, data, size); }
+void CloseFile(int fd) { ::close(fd); }
+#endif
 
 FrameLog::WallClock DefaultClock() {
     if (auto simulated = platform::ProcessClock::Bound()) {
@@ -38,7 +64,7 @@ int FrameLog::Open(std::string& error) {
     std::lock_guard<std::mutex> lock(mutex_);
     CloseLocked();
     error_.clear();
-    fd_ = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    fd_ = OpenAppending(path_.c_str());
     if (fd_ < 0) {
         error = "Cannot record CAN frames to \"" + path_ + "\": " + std::strerror(errno) + ".";
         ++failures_;
@@ -53,7 +79,7 @@ void FrameLog::Close() {
 }
 
 void FrameLog::CloseLocked() {
-    if (fd_ >= 0) ::close(fd_);
+    if (fd_ >= 0) CloseFile(fd_);
     fd_ = -1;
 }
 
@@ -67,7 +93,7 @@ void FrameLog::Record(const CanFrame& frame, LineFormat::Direction direction) {
         const std::string line = format_.Format(frame, direction, since);
         std::size_t written = 0;
         while (written < line.size()) {
-            const ssize_t n = ::write(fd_, line.data() + written, line.size() - written);
+            const long n = WriteSome(fd_, line.data() + written, line.size() - written);
             if (n < 0 && errno == EINTR) continue;
             if (n <= 0) {
                 error_ = "Stopped recording CAN frames to \"" + path_ + "\": " +

@@ -38,7 +38,7 @@ struct Scratch {
         EXPECT_EQ(0, cfg.Init(file.c_str(), maxFields));
     }
     void Write(const std::string& text) const { TempDir::Write(file, text); }
-    std::string Read() const { return TempDir::Read(file); }
+    std::string Read() const { return TempDir::ReadText(file); }
 
     TempDir dir;
     std::string file = dir.File("test.cfg");
@@ -368,8 +368,13 @@ TEST(CfgFileFiles, ReportsFilesThatCannotBeUsed) {
     const Case cases[] = {
         {dir.File("missing/a.cfg"), true, "Can't open config file"},
         {dir.File("missing/a.cfg"), false, "Can't open config file"},
+#ifdef _WIN32
+        // A folder cannot even be opened there, and no device is always full.
+        {dir.Path().string(), true, "Can't open config file"},
+#else
         {dir.Path().string(), true, "Can't read config file"},
         {"/dev/full", false, "Can't write config file"},
+#endif
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.path);
@@ -387,7 +392,12 @@ TEST(CfgFileFiles, ReportsFilesThatCannotBeUsed) {
 
 TEST(CfgFilePath, BuildsFullPathAndRefusesOneThatDoesNotFit) {
     std::string cwd = std::filesystem::current_path().string();
-    if (cwd.back() != '/') cwd += '/';
+#ifdef _WIN32
+    const char separator = '\\';
+#else
+    const char separator = '/';
+#endif
+    if (cwd.back() != separator) cwd += separator;
     const std::string relativeFits(CFG_File::kPathSize - 1 - cwd.size(), 'r');
     const std::string absoluteFits = "/" + std::string(CFG_File::kPathSize - 2, 'a');
     struct Case { std::string name; std::string expected; };
@@ -395,9 +405,16 @@ TEST(CfgFilePath, BuildsFullPathAndRefusesOneThatDoesNotFit) {
         {"a.cfg", cwd + "a.cfg"}, {"/abs/x.cfg", "/abs/x.cfg"},
         {relativeFits, cwd + relativeFits}, {relativeFits + "r", "/prev.cfg"},
         {absoluteFits, absoluteFits}, {absoluteFits + "a", "/prev.cfg"},
+#ifdef _WIN32
+        {"C:\\data\\dev.cfg", "C:\\data\\dev.cfg"}, {"Z:\\tmp\\a.cfg", "Z:\\tmp\\a.cfg"},
+        {"\\\\server\\share\\x.cfg", "\\\\server\\share\\x.cfg"},
+        {"sub\\a.cfg", cwd + "sub\\a.cfg"}, {"dev.cfg:old", "dev.cfg:old"},
+#else
+        {"C:\\data\\dev.cfg", cwd + "C:\\data\\dev.cfg"}, {"sub/a.cfg", cwd + "sub/a.cfg"},
+#endif
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.name.size());
+        SCOPED_TRACE(c.name.substr(0, 32));
         CFG_File cfg;
         ASSERT_EQ(0, cfg.Init("/prev.cfg", 1));
         CapturedMessages messages;

@@ -1,5 +1,6 @@
 #include "tests/support/FakePanelProvider.h"
 #include "tests/support/TempDir.h"
+#include "tests/support/TestEmulator.h"
 
 #include <ferrow/ferrow.h>
 
@@ -48,6 +49,7 @@ void DeletePeripheral(PeripheralKind kind, void* p) {
 TEST(FerrowFactory, EveryBitCreatesItsPeripheralInOrderWithAPanelUnderTheParent) {
     TempDir dir;
     const std::string config = dir.File("Ferrow.cfg");
+    if (!ferrow::test::kTestNetwork.empty()) TempDir::Write(config, ferrow::test::kTestNetwork);
     const std::string eeprom = dir.File("dev.hex");
     FakePanelProvider provider;
     HWND window = reinterpret_cast<HWND>(0x5000);

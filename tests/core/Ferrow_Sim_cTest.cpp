@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 
 #include <atomic>
 #include <functional>
@@ -30,7 +29,8 @@ namespace {
 // A small firmware: it counts its loop calls and interrupts, and runs what
 // the test gives it in each.
 struct Device {
-    explicit Device(int pace = 5, unsigned long period = 10, const std::string& config = "")
+    explicit Device(int pace = 5, unsigned long period = 10,
+                    const std::string& config = ferrow::test::kTestNetwork)
         : node(nullptr, 0, nullptr, config), period(period) {
         std::lock_guard<std::mutex> lock(RegistryMutex());
         Registry()[emu()] = this;
@@ -118,7 +118,7 @@ struct Device {
 
 std::string UniqueBus() {
     static std::atomic<unsigned> counter{0};
-    return "vbus:sim_" + std::to_string(::getpid()) + "_" + std::to_string(counter++);
+    return "vbus:sim_" + std::to_string(ferrow::test::ProcessId()) + "_" + std::to_string(counter++);
 }
 
 // Adds the devices in this order and starts them.

@@ -33,12 +33,12 @@ std::string DefaultConfig(const std::string& eeprom) {
 }  // namespace
 
 TEST(Ferrow_c, FirstRunWritesEveryDefaultToTheConfigurationClassTheFlagsChoose) {
-    TestEmulator emu;
+    TestEmulator emu(nullptr, 0, nullptr, "");
     EXPECT_EQ(emu->ownConfig, 1);
     EXPECT_EQ(emu->config, emu->gateway->config);
     const std::string expectedEeprom = (std::filesystem::current_path() / "Ferrow.hex").string();
     EXPECT_EQ(EepromName(*emu), expectedEeprom);
-    EXPECT_EQ(TempDir::Read(emu.config), DefaultConfig(expectedEeprom));
+    EXPECT_EQ(TempDir::ReadText(emu.config), DefaultConfig(expectedEeprom));
 
     TempDir dir;
     const std::string config = dir.File("wide.cfg");
@@ -46,7 +46,7 @@ TEST(Ferrow_c, FirstRunWritesEveryDefaultToTheConfigurationClassTheFlagsChoose) 
     EXPECT_EQ(named.ownConfig, 0);
     EXPECT_NE(dynamic_cast<CfgFile_c*>(static_cast<CFG_File*>(named.config)), nullptr);
     EXPECT_EQ(EepromName(named), "/data/dev.hex");
-    EXPECT_EQ(TempDir::Read(config), DefaultConfig("/data/dev.hex"));
+    EXPECT_EQ(TempDir::ReadText(config), DefaultConfig("/data/dev.hex"));
 }
 
 TEST(Ferrow_c, SettingsComeFromAnExistingFileAndAreNeverWrittenBack) {

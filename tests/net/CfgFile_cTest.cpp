@@ -27,7 +27,7 @@ TEST(CfgFileGateway, WritesAndReadsWideStringAsItsLowBytes) {
     EXPECT_EQ(0, cfg.AddField(L"EEPROM_NAME", CFG_TYPE_WSTRING, eeprom, 0, 16));
     EXPECT_EQ(1, cfg.AddField(L"AUTO_CONN", CFG_TYPE_DECIMAL, &autoConn, 4));
     ASSERT_EQ(0, cfg.LoadFile());
-    EXPECT_EQ("EEPROM_NAME=\"/d/A.hex\"\nAUTO_CONN=1\n", TempDir::Read(file));
+    EXPECT_EQ("EEPROM_NAME=\"/d/A.hex\"\nAUTO_CONN=1\n", TempDir::ReadText(file));
 
     // UTF-8 bytes come back as one unit each, and a narrow name reaches the
     // record registered under the wide one.
@@ -73,7 +73,7 @@ TEST(CfgFileGateway, RefusesWideStringsThatDoNotFitOrCannotBeWritten) {
     units[3] = static_cast<wchar_t>(0x100);
     EXPECT_EQ(-1, cfg.SaveFile());
     EXPECT_STREQ("Configuration string cannot be written as quoted text", cfg.GetLastErrorText());
-    EXPECT_EQ("W=\"abc\"\n", TempDir::Read(file));
+    EXPECT_EQ("W=\"abc\"\n", TempDir::ReadText(file));
     EXPECT_EQ(3, messages.Beeps());
 }
 

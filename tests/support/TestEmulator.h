@@ -11,9 +11,18 @@
 
 namespace ferrow::test {
 
+#ifdef _WIN32
+// There the default port name, COM5, is a serial port: tests stay on the
+// virtual bus, which is the default elsewhere.
+inline const std::string kTestNetwork = "GW_PORT_NAME=\"vbus\"\n";
+#else
+inline const std::string kTestNetwork;
+#endif
+
 struct TestEmulator {
     explicit TestEmulator(void* gatewayArg = nullptr, unsigned long flags = 0,
-                          const char* eepromName = nullptr, const std::string& configText = "")
+                          const char* eepromName = nullptr,
+                          const std::string& configText = kTestNetwork)
         : config(dir.File("Ferrow.cfg")) {
         if (!configText.empty()) TempDir::Write(config, configText);
         emu = std::make_unique<Ferrow_c>(nullptr, gatewayArg, eepromName, config.c_str(), flags);

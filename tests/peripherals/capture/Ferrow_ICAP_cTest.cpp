@@ -8,7 +8,8 @@
 
 TEST(Ferrow_ICAP_c, ValuesAreMaskedToTheTimerWidthAndCounted) {
     Ferrow_ICAP_c icap(nullptr, 0, 1);
-    struct Case { unsigned char bits; unsigned long in; unsigned long kept; };
+    // `in` is wider than unsigned long on Windows, where the call cuts it to 32 bits.
+    struct Case { unsigned char bits; unsigned long long in; unsigned long kept; };
     const Case cases[] = {
         {1, 0x3, 0x1}, {16, 0x12345, 0x2345}, {31, 0xFFFFFFFF, 0x7FFFFFFF}, {32, 0xFFFFFFFF, 0xFFFFFFFF},
         {33, 0x87654321, 0x87654321}, {255, 0x80000001, 0x80000001}, {32, 0x100000005, 0x5},

@@ -52,11 +52,13 @@ void RemoveTheDirectoriesAndPrintToStderr(Device& d) {
     ::dup2(STDERR_FILENO, STDOUT_FILENO);
 }
 
+#ifndef _WIN32
 // A pipe cannot seek; reopened by name, it leaves nothing on disk.
 std::string PipeByName() {
     int fds[2];
     return ::pipe(fds) == 0 ? "/proc/self/fd/" + std::to_string(fds[1]) : "";
 }
+#endif
 
 }  // namespace
 
@@ -151,7 +153,8 @@ TEST(Ferrow_EEPROM_c, BufferChangesReachTheFileWithTheNextWriteOfTheirRecordOrFa
 
 TEST(Ferrow_EEPROM_c, RefusedSizesAndPathsAreReportedAndChangeNothing) {
     CapturedMessages messages;
-    for (unsigned long size : {0ul, 24ul, 65552ul, (1ul << 32) + 24, 16ul, 65536ul}) {
+    for (unsigned long size : {0ul, 24ul, 65552ul, static_cast<unsigned long>((1ull << 32) + 24),
+                               16ul, 65536ul}) {
         Ferrow_EEPROM_c(nullptr, 0, size, 1);
     }
     Device d(16);
@@ -170,13 +173,15 @@ TEST(Ferrow_EEPROM_cDeathTest, FilesThatCannotBeWrittenEndTheProcessWithStatus1)
     Device d(32);
     d.eeprom->Init();
     EXPECT_EXIT((RemoveTheDirectoriesAndPrintToStderr(d), d.eeprom->Init()), ExitedWithCode(1),
-                "^Fatal Error: Unable to open EEPROM file /.*/dev.hex for writing\n$");
+                "^Fatal Error: Unable to open EEPROM file .*dev.hex for writing\n$");
     EXPECT_EXIT((RemoveTheDirectoriesAndPrintToStderr(d), d.WN(0, {1})), ExitedWithCode(1),
                 "^Can't open eeprom.hex\n$");
+#ifndef _WIN32
     d.eeprom->Set_File(PipeByName().c_str());
     EXPECT_EXIT((RemoveTheDirectoriesAndPrintToStderr(d), d.WN(0, {1})), ExitedWithCode(1),
                 "^fatal error: seek was unsuccessful\n$");
     d.eeprom->Set_File("/dev/full");
     EXPECT_EXIT((RemoveTheDirectoriesAndPrintToStderr(d), d.WN(0, {1})), ExitedWithCode(1),
                 "^fatal error: write was unsuccessful\n$");
+#endif
 }
