@@ -1,23 +1,46 @@
 #include "net/links/Socket.h"
 
+#include "net/links/SocketSystem.h"
+
+#ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <winsock2.h>
+#include <ws2tcpip.h>
+#else
 #include <arpa/inet.h>
-#include <ifaddrs.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <unistd.h>
+#endif
 
-#include <cerrno>
-#include <cstring>
+#include <algorithm>
+#include <climits>
+#include <cstddef>
 
 namespace ferrow::net {
 
+using namespace socket_system;
+
 namespace {
 
-std::string Failed(const std::string& what, int err) {
-    return what + ": " + std::strerror(err) + ".";
-}
+#ifdef _WIN32
+// Sockets are non-blocking, and Windows raises no signal for a peer gone.
+constexpr int kSendFlags = 0;
+constexpr int kReceiveFlags = 0;
+
+int LengthOf(std::size_t size) { return static_cast<int>(std::min<std::size_t>(size, INT_MAX)); }
+#else
+// MSG_NOSIGNAL: a peer that has gone must not kill the process.
+constexpr int kSendFlags = MSG_NOSIGNAL | MSG_DONTWAIT;
+constexpr int kReceiveFlags = MSG_DONTWAIT;
+
+std::size_t LengthOf(std::size_t size) { return size; }
+#endif
+
+std::string Failed(const std::string& what, int err) { return what + ": " + ErrorText(err) + "."; }
 
 sockaddr_in ToAddress(const Socket::Endpoint& endpoint) {
     sockaddr_in address{};
@@ -27,37 +50,37 @@ sockaddr_in ToAddress(const Socket::Endpoint& endpoint) {
     return address;
 }
 
-sockaddr_in LocalEnd(int fd) {
+sockaddr_in LocalEnd(Socket::Handle fd) {
     sockaddr_in address{};
     socklen_t size = sizeof address;
     if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) return {};
     return address;
 }
 
-bool SetOption(int fd, int level, int name, int value) {
-    return setsockopt(fd, level, name, &value, sizeof value) == 0;
+bool Bind(const Socket& socket, const Socket::Endpoint& at) {
+    const sockaddr_in address = ToAddress(at);
+    return bind(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-// SO_REUSEADDR lets a link come back on its port at once after a restart,
-// and lets other programs share a datagram port; Linux still refuses a second
-// TCP listener.
-Socket BoundSocket(int type, const Socket::Endpoint& at, const std::string& what,
+Socket BoundSocket(bool stream, const Socket::Endpoint& at, const std::string& what,
                    std::string& error) {
-    Socket socket(::socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    Socket socket = NewSocket(stream);
     if (!socket) {
-        error = Failed(what, errno);
+        error = Failed(what, LastError());
         return socket;
     }
-    const sockaddr_in address = ToAddress(at);
-    if (!SetOption(socket.Fd(), SOL_SOCKET, SO_REUSEADDR, 1) ||
-        bind(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        error = Failed(what, errno);
+    if (!HoldPort(socket, stream) || !Bind(socket, at)) {
+        error = Failed(what, LastError());
         socket.Reset();
     }
     return socket;
 }
 
 }  // namespace
+
+bool socket_system::SetOption(Socket::Handle fd, int level, int name, int value) {
+    return setsockopt(fd, level, name, reinterpret_cast<const char*>(&value), sizeof value) == 0;
+}
 
 Socket& Socket::operator=(Socket&& other) noexcept {
     if (this != &other) {
@@ -69,7 +92,7 @@ Socket& Socket::operator=(Socket&& other) noexcept {
 }
 
 void Socket::Reset() {
-    if (fd_ >= 0) ::close(fd_);
+    if (fd_ >= 0) Close(fd_);
     fd_ = -1;
 }
 
@@ -79,9 +102,12 @@ bool Socket::Resolve(const std::string& host, uint16_t port, Endpoint& endpoint,
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
-    const int status = getaddrinfo(host.c_str(), nullptr, &hints, &found);
+    // Windows would take an empty name for this machine.
+    int status = host.empty() ? EAI_NONAME : EAI_FAIL;
+    if (!host.empty() && Started()) status = getaddrinfo(host.c_str(), nullptr, &hints, &found);
     if (status != 0 || found == nullptr) {
-        error = "No IPv4 address is known for host '" + host + "': " + gai_strerror(status) + ".";
+        error = "No IPv4 address is known for host '" + host + "': " + LookUpText(status) + ".";
+        if (found != nullptr) freeaddrinfo(found);
         return false;
     }
     endpoint.address = reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr.s_addr;
@@ -92,19 +118,15 @@ bool Socket::Resolve(const std::string& host, uint16_t port, Endpoint& endpoint,
 
 Socket Socket::StartConnect(const Endpoint& to, std::string& error) {
     const sockaddr_in address = ToAddress(to);
-    Socket socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    if (!socket) {
-        error = std::strerror(errno);
-        return socket;
-    }
-    if (!socket.WatchPeer()) {
-        error = std::strerror(errno);
+    Socket socket = NewSocket(true);
+    if (!socket || !socket.WatchPeer()) {
+        error = ErrorText(LastError());
         socket.Reset();
         return socket;
     }
     if (connect(socket.Fd(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 &&
-        errno != EINPROGRESS) {
-        error = std::strerror(errno);
+        !ConnectUnderWay(LastError())) {
+        error = ErrorText(LastError());
         socket.Reset();
     }
     return socket;
@@ -117,9 +139,9 @@ Socket Socket::Listen(const Endpoint& at, std::string& error) {
         inet_ntop(AF_INET, &at.address, text, sizeof text);
         what += std::string(" of ") + text;
     }
-    Socket socket = BoundSocket(SOCK_STREAM, at, what, error);
+    Socket socket = BoundSocket(true, at, what, error);
     if (socket && listen(socket.Fd(), SOMAXCONN) != 0) {
-        error = Failed(what, errno);
+        error = Failed(what, LastError());
         socket.Reset();
     }
     return socket;
@@ -127,11 +149,21 @@ Socket Socket::Listen(const Endpoint& at, std::string& error) {
 
 Socket Socket::BindDatagram(uint16_t port, std::string& error) {
     const std::string what = "Cannot bind UDP port " + std::to_string(port);
-    Socket socket = BoundSocket(SOCK_DGRAM, {htonl(INADDR_ANY), port}, what, error);
+    Socket socket = BoundSocket(false, {htonl(INADDR_ANY), port}, what, error);
     // Gateways are often reached by broadcast.
     if (socket && !SetOption(socket.Fd(), SOL_SOCKET, SO_BROADCAST, 1)) {
-        error = Failed(what, errno);
+        error = Failed(what, LastError());
         socket.Reset();
+    }
+    return socket;
+}
+
+Socket Socket::LoopbackToSelf() {
+    Socket socket = NewSocket(false);
+    if (!socket || !Bind(socket, {htonl(INADDR_LOOPBACK), 0})) return Socket();
+    const sockaddr_in self = ToAddress({htonl(INADDR_LOOPBACK), socket.LocalPort()});
+    if (connect(socket.Fd(), reinterpret_cast<const sockaddr*>(&self), sizeof self) != 0) {
+        return Socket();
     }
     return socket;
 }
@@ -139,32 +171,20 @@ Socket Socket::BindDatagram(uint16_t port, std::string& error) {
 std::string Socket::ConnectError() const {
     int err = 0;
     socklen_t size = sizeof err;
-    if (getsockopt(fd_, SOL_SOCKET, SO_ERROR, &err, &size) != 0) err = errno;
-    return err == 0 ? std::string() : std::strerror(err);
-}
-
-bool Socket::OutOfDescriptors(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+    if (getsockopt(fd_, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&err), &size) != 0) {
+        err = LastError();
+    }
+    return err == 0 ? std::string() : ErrorText(err);
 }
 
 Socket Socket::Accept(int& error) const {
-    Socket accepted(accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    error = accepted ? 0 : errno;
+    Socket accepted(AcceptHandle(fd_));
+    error = accepted ? 0 : LastError();
     if (accepted && !accepted.WatchPeer()) {
-        error = errno;
+        error = LastError();
         accepted.Reset();
     }
     return accepted;
-}
-
-bool Socket::WatchPeer() const {
-    return SetOption(fd_, SOL_SOCKET, SO_KEEPALIVE, 1) &&
-           SetOption(fd_, IPPROTO_TCP, TCP_KEEPIDLE, static_cast<int>(kKeepAliveIdle.count())) &&
-           SetOption(fd_, IPPROTO_TCP, TCP_KEEPINTVL,
-                     static_cast<int>(kKeepAliveInterval.count())) &&
-           SetOption(fd_, IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveProbes) &&
-           SetOption(fd_, IPPROTO_TCP, TCP_USER_TIMEOUT, static_cast<int>(kUserTimeout.count())) &&
-           SetOption(fd_, SOL_SOCKET, SO_SNDBUF, kSendBuffer);
 }
 
 uint16_t Socket::LocalPort() const { return ntohs(LocalEnd(fd_).sin_port); }
@@ -172,41 +192,26 @@ uint16_t Socket::LocalPort() const { return ntohs(LocalEnd(fd_).sin_port); }
 uint32_t Socket::LocalAddress() const { return LocalEnd(fd_).sin_addr.s_addr; }
 
 long Socket::Send(const char* data, std::size_t size) const {
-    // MSG_NOSIGNAL: a peer that has gone must not kill the process.
-    return send(fd_, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+    return send(fd_, data, LengthOf(size), kSendFlags);
 }
 
 long Socket::Receive(char* buffer, std::size_t size) const {
-    return recv(fd_, buffer, size, MSG_DONTWAIT);
+    return recv(fd_, buffer, LengthOf(size), kReceiveFlags);
 }
-
-bool Socket::WouldBlock() { return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR; }
 
 long Socket::ReceiveFrom(char* buffer, std::size_t size, Endpoint& from) const {
     sockaddr_in address{};
     socklen_t addressSize = sizeof address;
-    const ssize_t n = recvfrom(fd_, buffer, size, MSG_DONTWAIT,
-                               reinterpret_cast<sockaddr*>(&address), &addressSize);
+    const long n = recvfrom(fd_, buffer, LengthOf(size), kReceiveFlags,
+                            reinterpret_cast<sockaddr*>(&address), &addressSize);
     from = {address.sin_addr.s_addr, ntohs(address.sin_port)};
     return n;
 }
 
 long Socket::SendTo(const char* data, std::size_t size, const Endpoint& to) const {
     const sockaddr_in address = ToAddress(to);
-    return sendto(fd_, data, size, MSG_DONTWAIT | MSG_NOSIGNAL,
+    return sendto(fd_, data, LengthOf(size), kSendFlags,
                   reinterpret_cast<const sockaddr*>(&address), sizeof address);
-}
-
-std::vector<uint32_t> Socket::LocalAddresses() {
-    std::vector<uint32_t> addresses;
-    ifaddrs* list = nullptr;
-    if (getifaddrs(&list) != 0) return addresses;
-    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr == nullptr || entry->ifa_addr->sa_family != AF_INET) continue;
-        addresses.push_back(reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr);
-    }
-    freeifaddrs(list);
-    return addresses;
 }
 
 }  // namespace ferrow::net

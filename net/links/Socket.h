@@ -90,11 +90,9 @@ public:
 
     // The IPv4 addresses of this machine's interfaces, in network order.
     static std::vector<uint32_t> LocalAddresses();
-#ifdef _WIN32
     // A datagram socket on the loopback that sends to itself, to wake a wait
-    // where Windows has no eventfd.
+    // where there is no eventfd; invalid when none could be made.
     static Socket LoopbackToSelf();
-#endif
 
 private:
     // False when the kernel refuses a setting.

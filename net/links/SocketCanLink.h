@@ -3,7 +3,8 @@
 // NMEA 2000 uses 29-bit identifiers only; other frames are counted and left
 // out. The controller's error frames are counted, and each kind of problem
 // is told to the operator once until the bus recovers. Calls are not locked:
-// the frame transport above serialises them.
+// the frame transport above serialises them. Windows has no SocketCAN:
+// there Open refuses with a sentence naming the ways it does have.
 #pragma once
 
 #include "net/links/FrameLink.h"

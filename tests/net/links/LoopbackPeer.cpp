@@ -1,6 +1,8 @@
 // The plain sockets of the fake peers in SocketLinkRig.h.
 #include "tests/net/links/SocketLinkRig.h"
 
+#include "net/links/SocketSystem.h"
+
 #ifdef _WIN32
 #define WIN32_LEAN_AND_MEAN
 #ifndef NOMINMAX
@@ -20,21 +22,17 @@ namespace {
 #ifdef _WIN32
 using Length = int;
 constexpr int kNoSignal = 0;
-
-net::Socket NewSocket(int type) {
-    static const bool started = [] {
-        WSADATA data;
-        return WSAStartup(MAKEWORD(2, 2), &data) == 0;
-    }();
-    const SOCKET native = started ? ::socket(AF_INET, type, 0) : INVALID_SOCKET;
-    return net::Socket(native == INVALID_SOCKET ? -1 : static_cast<net::Socket::Handle>(native));
-}
 #else
 using Length = std::size_t;
 constexpr int kNoSignal = MSG_NOSIGNAL;
-
-net::Socket NewSocket(int type) { return net::Socket(::socket(AF_INET, type, 0)); }
 #endif
+
+// Blocking, unlike the links' own.
+net::Socket NewSocket(int type) {
+    if (!net::socket_system::Started()) return net::Socket();
+    // A Windows INVALID_SOCKET, all ones, comes out as -1.
+    return net::Socket(static_cast<net::Socket::Handle>(::socket(AF_INET, type, 0)));
+}
 
 sockaddr_in Address(const net::Socket::Endpoint& endpoint) {
     sockaddr_in address{};
@@ -75,8 +73,7 @@ bool RawSendTo(uint16_t port, const std::string& bytes) {
 }
 
 void SetReceiveWindow(const net::Socket& socket, int bytes) {
-    setsockopt(socket.Fd(), SOL_SOCKET, SO_RCVBUF, reinterpret_cast<const char*>(&bytes),
-               sizeof bytes);
+    net::socket_system::SetOption(socket.Fd(), SOL_SOCKET, SO_RCVBUF, bytes);
 }
 
 }  // namespace ferrow::test
