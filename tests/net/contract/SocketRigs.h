@@ -41,7 +41,14 @@ struct TcpClientRig : LinkRig<net::TcpClientLink, RawGateway> {
         return AndThen(Opened(*subject), [&] { return Accepted(); });
     }
     void LosePeer() { peer.reset(); }
-    std::string RestorePeer() { return AndThen(Listen(port), [&] { return Accepted(); }); }
+    // Accepted by the gateway before the link has seen its connect finish.
+    std::string RestorePeer() {
+        return AndThen(Listen(port), [&] {
+            return AndThen(Accepted(), [&] {
+                return Eventually([&] { return subject->IsUp(); }) ? "" : "never up again";
+            });
+        });
+    }
     void StallPeer() { peer->StopReading(); }
     void ResumePeer() { peer->ResumeReading(); }
 
