@@ -113,8 +113,8 @@ bool IsCanInterfaceName(const std::string& name) {
 
 }  // namespace
 
-std::optional<PortSpec> PortSpec::Parse(const std::string& portName, Platform platform) {
-    const bool windows = platform == Platform::Windows;
+std::optional<PortSpec> PortSpec::Parse(const std::string& portName, platform::PathStyle style) {
+    const bool windows = style == platform::PathStyle::Windows;
     PortSpec wanted;
     std::string rest;
     if (portName == kDefaultBus) {

@@ -36,6 +36,8 @@
 // among them) stands for the default virtual bus.
 #pragma once
 
+#include "platform/FilePath.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -43,14 +45,6 @@
 namespace ferrow::net {
 
 struct PortSpec {
-    // Whose names: Windows has its own serial device names.
-    enum class Platform { Posix, Windows };
-#ifdef _WIN32
-    static constexpr Platform kThisPlatform = Platform::Windows;
-#else
-    static constexpr Platform kThisPlatform = Platform::Posix;
-#endif
-
     enum class Kind {
         VirtualBus,
         VirtualCanBus,
@@ -79,9 +73,10 @@ struct PortSpec {
     // nullopt for a name of a known kind that is malformed (a port that is
     // not a number from 1 to 65535, an empty host, path or interface, a baud
     // rate the terminal interface does not have, a bus option other than
-    // "can"), and on Windows for a /dev name.
+    // "can"), and on Windows for a /dev name. Devices are named as paths of
+    // `style` are.
     static std::optional<PortSpec> Parse(const std::string& portName,
-                                         Platform platform = kThisPlatform);
+                                         platform::PathStyle style = platform::kNativePaths);
 };
 
 }  // namespace ferrow::net

@@ -93,6 +93,8 @@ int SerialPort::Open(const std::string& path, uint32_t baud, std::string& error)
 
 std::intptr_t SerialPort::WaitHandle() const { return device_ ? device_->fd : -1; }
 
+bool SerialPort::WriteIdle() const { return false; }
+
 long SerialPort::Read(uint8_t* into, std::size_t size, std::string& error) {
     return Moved(::read(device_->fd, into, size), error);
 }

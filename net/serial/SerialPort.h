@@ -40,6 +40,11 @@ public:
     // since the last call, which may be 0, or kLost as Read. On Windows a
     // write taken is one finished, and the next starts at once.
     long Write(const uint8_t* bytes, std::size_t size, std::string& error);
+    // Whether a write must be begun before a wait can see it end: on
+    // Windows, where only writes under way are signalled, when none is.
+    // Elsewhere writes wait until a wait finds the device writable: writing
+    // ahead of that was seen to stall pseudo-terminals.
+    bool WriteIdle() const;
     // Until input may be there, or a write may have finished where `write`,
     // or `timeout`; whether Read may be called.
     bool Wait(std::chrono::milliseconds timeout, bool write);

@@ -13,9 +13,10 @@ namespace ferrow::net {
 namespace {
 
 constexpr char kDevicePrefix[] = "\\\\.\\";
-// A read that has waited this long for its first byte ends empty and is
-// started again.
-constexpr DWORD kReadWaitMs = 60000;
+// A read ends at the first pause this long after a byte, or when its
+// buffer is full, which at 115200 baud takes some 45 ms.
+constexpr DWORD kReadPauseMs = 1;
+constexpr std::size_t kReadSize = 512;
 
 // The system's sentence without its line break and full stop, so that it
 // reads inside ours.
@@ -51,9 +52,11 @@ bool Configure(HANDLE file, uint32_t baud) {
     dcb.fNull = FALSE;
     dcb.fRtsControl = RTS_CONTROL_ENABLE;
     dcb.fAbortOnError = FALSE;
-    // A read returns what is there as soon as there is anything; writes
-    // take as long as the line needs.
-    COMMTIMEOUTS timeouts{MAXDWORD, MAXDWORD, kReadWaitMs, 0, 0};
+    // A read waits as long as it takes for a first byte; writes take as
+    // long as the line needs. (Reads that return as soon as anything is
+    // there, MAXDWORD for both the pause and the multiplier, never return
+    // under Wine.)
+    COMMTIMEOUTS timeouts{kReadPauseMs, 0, 0, 0, 0};
     return SetCommState(file, &dcb) && SetCommTimeouts(file, &timeouts) &&
            PurgeComm(file, PURGE_RXABORT | PURGE_RXCLEAR | PURGE_TXABORT | PURGE_TXCLEAR);
 }
@@ -71,7 +74,7 @@ struct SerialPort::Device {
     bool readPending = false;
     bool writePending = false;
     DWORD failure = ERROR_SUCCESS;  // of an operation that could not start
-    uint8_t input[4096];
+    uint8_t input[kReadSize];
     DWORD received = 0;   // in `input` by the last read finished
     DWORD delivered = 0;  // of those
     std::vector<uint8_t> output;  // the bytes of the write under way
@@ -179,6 +182,8 @@ int SerialPort::Open(const std::string& path, uint32_t baud, std::string& error)
 std::intptr_t SerialPort::WaitHandle() const {
     return device_ ? reinterpret_cast<std::intptr_t>(device_->event) : -1;
 }
+
+bool SerialPort::WriteIdle() const { return device_ && !device_->writePending; }
 
 long SerialPort::Read(uint8_t* into, std::size_t size, std::string& error) {
     Device& device = *device_;

@@ -178,9 +178,13 @@ void SerialTransport::Run() {
     for (;;) {
         if (port_.IsOpen()) {
             if (writing.Done()) TakeOutbox(writing);
-            watches.assign(1, PollThread::Watch::Device(port_.WaitHandle(), !writing.Done()));
-            if (!thread_.Wait(watches, std::chrono::milliseconds(-1))) return;
-            const std::string lost = Exchange(watches[0], writing);
+            std::string lost = port_.WriteIdle() ? Transmit(writing) : std::string();
+            if (lost.empty()) {
+                watches.assign(1, PollThread::Watch::Device(port_.WaitHandle(), !writing.Done()));
+                if (!thread_.Wait(watches, std::chrono::milliseconds(-1))) return;
+                lost = Receive(watches[0]);
+                if (lost.empty() && watches[0].writable) lost = Transmit(writing);
+            }
             if (lost.empty()) continue;
             up_ = false;
             port_.Close();
@@ -212,31 +216,31 @@ void SerialTransport::Run() {
     }
 }
 
-std::string SerialTransport::Exchange(const PollThread::Watch& ready, Batch& writing) {
+std::string SerialTransport::Receive(const PollThread::Watch& ready) {
+    if (!ready.readable && !ready.hungUp) return {};
     std::string error;
-    if (ready.readable || ready.hungUp) {
-        uint8_t buffer[4096];
-        const long n = port_.Read(buffer, sizeof buffer, error);
-        if (n > 0) {
-            Deliver(buffer, static_cast<std::size_t>(n));
-        } else if (n == SerialPort::kLost || ready.hungUp) {
-            return error.empty() ? "the device hung up" : error;
-        }
+    uint8_t buffer[4096];
+    const long n = port_.Read(buffer, sizeof buffer, error);
+    if (n > 0) {
+        Deliver(buffer, static_cast<std::size_t>(n));
+    } else if (n == SerialPort::kLost || ready.hungUp) {
+        return error.empty() ? "the device hung up" : error;
     }
-    if (ready.writable && !writing.Done()) {
-        const long n = port_.Write(writing.bytes.data() + writing.written,
-                                   writing.bytes.size() - writing.written, error);
-        if (n > 0) {
-            writing.written += static_cast<std::size_t>(n);
-            const Carried carried = writing.TakeWhole();
-            if (carried.frames > 0) {
-                std::lock_guard<std::mutex> lock(mutex_);
-                counters_.framesOut += carried.frames;
-                counters_.busBits += carried.bits;
-            }
-        } else if (n == SerialPort::kLost) {
-            return error;
-        }
+    return {};
+}
+
+std::string SerialTransport::Transmit(Batch& writing) {
+    if (writing.Done()) return {};
+    std::string error;
+    const long n = port_.Write(writing.bytes.data() + writing.written,
+                               writing.bytes.size() - writing.written, error);
+    if (n == SerialPort::kLost) return error;
+    writing.written += static_cast<std::size_t>(n);
+    const Carried carried = writing.TakeWhole();
+    if (carried.frames > 0) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        counters_.framesOut += carried.frames;
+        counters_.busBits += carried.bits;
     }
     return {};
 }

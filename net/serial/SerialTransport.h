@@ -115,9 +115,11 @@ private:
     // just opened.
     void AppendSetup(Batch& batch);
     void TellFull(uint32_t pgn);
-    // Reads or writes what a wait found `ready`; the reason when the device
-    // is lost.
-    std::string Exchange(const PollThread::Watch& ready, Batch& writing);
+    // Each is the reason when the device is lost. Reads what a wait found
+    // `ready`.
+    std::string Receive(const PollThread::Watch& ready);
+    // Gives the device what it takes of `writing` now.
+    std::string Transmit(Batch& writing);
     void Deliver(const uint8_t* bytes, std::size_t size);
     void PublishDecoderCounters(const Carried& received, uint64_t refusedPgns);
     // Moves the queued frames into `batch`, which must be done.

@@ -3,6 +3,7 @@
 // are checked by the link contract's UDP rig.
 #include "net/PortSpec.h"
 #include "net/TransportFactory.h"
+#include "net/links/PollThread.h"
 #include "tests/net/can/CanTestFrames.h"
 #include "tests/net/links/SocketLinkRig.h"
 #include "tests/support/FreeLoopbackPort.h"
@@ -23,13 +24,13 @@ using namespace ferrow::test;
 // drive letters, elsewhere COM5 stands for the default bus.
 TEST(PortSpec, NamesChooseTheirTransport) {
     using K = PortSpec::Kind;
-    constexpr auto kPosix = PortSpec::Platform::Posix;
-    constexpr auto kWindows = PortSpec::Platform::Windows;
+    constexpr auto kPosix = ferrow::platform::PathStyle::Posix;
+    constexpr auto kWindows = ferrow::platform::PathStyle::Windows;
     const PortSpec fellBack{K::VirtualBus, "vbus", 0, 0, false, false, true};
     const struct {
         const char* name;
         PortSpec want;
-        PortSpec::Platform platform = kPosix;
+        ferrow::platform::PathStyle style = kPosix;
     } cases[] = {
         {"vbus", {K::VirtualBus, "vbus"}},
         {"vbus:boat", {K::VirtualBus, "boat"}},
@@ -73,7 +74,7 @@ TEST(PortSpec, NamesChooseTheirTransport) {
         {"COM", fellBack, kWindows},
     };
     for (const auto& c : cases) {
-        const std::optional<PortSpec> got = PortSpec::Parse(c.name, c.platform);
+        const std::optional<PortSpec> got = PortSpec::Parse(c.name, c.style);
         ASSERT_TRUE(got.has_value()) << c.name;
         EXPECT_EQ(std::tie(got->kind, got->name, got->port, got->baud, got->candump, got->fast,
                            got->fellBack),
@@ -92,7 +93,7 @@ TEST(PortSpec, NamesChooseTheirTransport) {
         EXPECT_FALSE(PortSpec::Parse(malformed, kWindows).has_value()) << malformed;
     }
     // Rates are the device interface's: Windows leaves them to the driver.
-    const bool windows = PortSpec::kThisPlatform == kWindows;
+    const bool windows = ferrow::platform::kNativePaths == kWindows;
     for (const char* odd : {"/dev/ttyUSB0:12345", "/dev/ttyUSB0:115201"}) {
         EXPECT_EQ(PortSpec::Parse(odd, kPosix).has_value(), windows) << odd;
     }
@@ -156,12 +157,19 @@ TEST(TransportForPort, ClientsWriteWhatGatewaysTakeAndTheGatewayWhatClientsRead)
     const uint16_t port = FreeLoopbackPort();
     const auto server = Opened("tcp-listen:127.0.0.1:" + std::to_string(port));
     const ferrow::net::Socket reader = RawConnect(port);
-    std::string heard(34, '\0');
+    // Sent until one reaches the client, once the gateway has taken it on.
+    ferrow::net::PollThread poll;
+    std::vector<ferrow::net::PollThread::Watch> watches{{reader.Fd(), false}};
     ASSERT_TRUE(Eventually([&] {
         server->Send(Request(0x23));
-        return recv(reader.Fd(), heard.data(), heard.size(), MSG_DONTWAIT) ==
-               static_cast<ssize_t>(heard.size());
+        return poll.Wait(watches, std::chrono::milliseconds(0)) && watches[0].readable;
     }));
+    std::string heard(34, '\0');
+    for (std::size_t got = 0; got < heard.size();) {
+        const long n = RawReceive(reader, heard.data() + got, heard.size() - got);
+        ASSERT_GT(n, 0);
+        got += static_cast<std::size_t>(n);
+    }
     const std::regex sent(R"(\d\d:\d\d:\d\d\.\d\d\d R 18EAFF23 01 02 03\r\n)");
     EXPECT_TRUE(std::regex_match(heard, sent)) << heard;
 }
