@@ -29,8 +29,12 @@
 #include <string>
 #include <thread>
 
+#ifdef _WIN32
+#include <cstdlib>
+#else
 #include <poll.h>
 #include <unistd.h>
+#endif
 
 namespace {
 
@@ -55,6 +59,35 @@ void SetTheScene(Ferrow_ADC_c& adc) {
 // Headless, standard input stands in for the serial panel's input line: each
 // line typed reaches the console with the carriage return a terminal sends,
 // unless it is one of the program's own commands (Summary::Command).
+void ForwardLines(std::string& pending, Ferrow_Serial_c& serial, Summary& summary) {
+    for (std::size_t end; (end = pending.find('\n')) != std::string::npos;) {
+        std::string line = pending.substr(0, end);
+        pending.erase(0, end + 1);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        std::string reply;
+        if (summary.Command(line, reply)) {
+            std::printf("%s\n", reply.c_str());
+            std::fflush(stdout);
+            continue;
+        }
+        line += '\r';
+        serial.PutRX(reinterpret_cast<const unsigned char*>(line.data()),
+                     static_cast<int>(line.size()));
+    }
+}
+
+#ifdef _WIN32
+// A console read takes no timeout, so this reader blocks until a line or the
+// end of input, and the program ends without waiting for it.
+void ForwardTypedLines(Ferrow_Serial_c& serial, Summary& summary, const std::atomic<bool>& stop) {
+    std::string pending;
+    char chunk[256];
+    while (!stop && std::fgets(chunk, sizeof chunk, stdin) != nullptr) {
+        pending += chunk;
+        ForwardLines(pending, serial, summary);
+    }
+}
+#else
 // Polled, so that it ends with the program; it also ends at end of input.
 void ForwardTypedLines(Ferrow_Serial_c& serial, Summary& summary, const std::atomic<bool>& stop) {
     std::string pending;
@@ -65,23 +98,17 @@ void ForwardTypedLines(Ferrow_Serial_c& serial, Summary& summary, const std::ato
         const ssize_t n = read(STDIN_FILENO, chunk, sizeof chunk);
         if (n <= 0) return;
         pending.append(chunk, static_cast<std::size_t>(n));
-        for (std::size_t end; (end = pending.find('\n')) != std::string::npos;) {
-            std::string line = pending.substr(0, end);
-            pending.erase(0, end + 1);
-            if (!line.empty() && line.back() == '\r') line.pop_back();
-            std::string reply;
-            if (summary.Command(line, reply)) {
-                std::printf("%s\n", reply.c_str());
-                continue;
-            }
-            line += '\r';
-            serial.PutRX(reinterpret_cast<const unsigned char*>(line.data()),
-                         static_cast<int>(line.size()));
-        }
+        ForwardLines(pending, serial, summary);
     }
 }
+#endif
 
-#ifndef FERROW_DEMO_PANELS
+#if defined(_WIN32) && !defined(FERROW_DEMO_PANELS)
+// Without the panels library, Ctrl-C (or Ctrl-Break) ends the program: the
+// console's handler only raises this flag, which the main thread watches.
+std::atomic<bool> g_stopAsked{false};
+void AskToStop(int) { g_stopAsked = true; }
+#elif !defined(FERROW_DEMO_PANELS)
 // Without the panels library, Ctrl-C and SIGTERM are awaited here. Blocked
 // before any thread starts, so that every thread leaves them to sigwait.
 sigset_t BlockStopSignals() {
@@ -101,6 +128,10 @@ int main(int argc, char** argv) {
 #ifdef FERROW_DEMO_PANELS
     FerrowHost host(argc, argv, kTitle);
     const HWND window = host.Window();
+#elif defined(_WIN32)
+    std::signal(SIGINT, AskToStop);
+    std::signal(SIGBREAK, AskToStop);
+    const HWND window = nullptr;
 #else
     const sigset_t stopSignals = BlockStopSignals();
     const HWND window = nullptr;
@@ -146,12 +177,16 @@ int main(int argc, char** argv) {
                 std::this_thread::sleep_for(kDrainPeriod);
                 std::fputs(summary->Drain().c_str(), stdout);
                 if (drains % kDrainsPerSummary == 0) std::fputs(summary->Text().c_str(), stdout);
+                // Line buffering is full buffering on Windows.
+                std::fflush(stdout);
             }
         });
     }
 
 #ifdef FERROW_DEMO_PANELS
     host.Run();
+#elif defined(_WIN32)
+    while (!g_stopAsked) std::this_thread::sleep_for(kDrainPeriod);
 #else
     int signal = 0;
     sigwait(&stopSignals, &signal);
@@ -159,10 +194,21 @@ int main(int argc, char** argv) {
     stop = true;
     benchThread.join();
     if (summaryThread.joinable()) summaryThread.join();
+#ifdef _WIN32
+    // The reader may be waiting in a console read that nothing interrupts.
+    if (inputThread.joinable()) inputThread.detach();
+#else
     if (inputThread.joinable()) inputThread.join();
+#endif
     const int stopped = device.Stop();
     // With the gateway closed, its figures are the run's totals.
     if (summary) std::fputs((summary->Drain() + summary->Text()).c_str(), stdout);
     std::printf("stopped\n");
+    std::fflush(stdout);
+#ifdef _WIN32
+    // At once: an orderly exit would wait for the reader's hold on stdin.
+    std::_Exit(stopped == 0 ? 0 : 1);
+#else
     return stopped == 0 ? 0 : 1;
+#endif
 }
