@@ -172,6 +172,9 @@ TEST(BrovikGateway, ConnectionValueIsPositiveDistinctAndStable) {
 }
 
 TEST(BrovikGateway, GatewaysOnTheDefaultPortShareOneBus) {
+#ifdef _WIN32
+    GTEST_SKIP() << "COM5 is a serial port on Windows, not the default bus";
+#endif
     GatewayRig rig;
     auto [first, second] = rig.ConnectedOn<2>("COM5");
     N2KMsg msg = Numbered(1, 42);

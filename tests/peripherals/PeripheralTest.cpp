@@ -300,7 +300,7 @@ TEST(Peripheral, UnsignedLongQuantitiesWrapAt32Bits) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.operation);
         EXPECT_EQ(row.apply(row.low), row.expected);
-        EXPECT_EQ(row.apply(row.low + (1ul << 32)), row.expected) << "2^32 more";
+        EXPECT_EQ(row.apply(row.low + static_cast<unsigned long>(1ull << 32)), row.expected) << "2^32 more";
     }
 }
 

@@ -15,8 +15,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
@@ -211,8 +209,8 @@ public:
     // with `logFile` the first records its traffic there.
     explicit MonitorRig(std::size_t devices = 1, const std::string& logFile = "",
                         bool canBus = false)
-        : network_("vbus:monitor_" + std::to_string(::getpid()) + "_" + std::to_string(buses_++) +
-                   (canBus ? ":can" : "")),
+        : network_("vbus:monitor_" + std::to_string(ferrow::test::ProcessId()) + "_" +
+                   std::to_string(buses_++) + (canBus ? ":can" : "")),
           // Connected by the simulation it joins, so that it keeps its time,
           // as a CAN bus requires of every member.
           node_(std::make_unique<TestEmulator>(

@@ -57,7 +57,7 @@ TEST_F(TwoGroups, IdsRunOverTheGroupsInCreationOrderAndUnknownIdsAndNullOutputsA
     EXPECT_EQ(adc.QGetAvgI(0, nullptr), -1);
     EXPECT_EQ(adc.QGetSum2(0, nullptr), -1);
     EXPECT_EQ(adc.QSetup(0, 0), -1) << "an empty window";
-    EXPECT_EQ(adc.QSetup(0, 0x100000000UL), -1);
+    EXPECT_EQ(adc.QSetup(0, static_cast<unsigned long>(0x100000000ULL)), -1);
     char name[8];
     ASSERT_EQ(adc.SetName(1, 1, "trim"), 0);
     ASSERT_EQ(adc.GetName(5, name), 0);

@@ -69,7 +69,7 @@ TEST(Ferrow_EEPROM_c, CreatesAnErasedFileAtTheEmulatorsNameOnFirstRead) {
     EXPECT_EQ(d.RN(0, 4), Bytes(4, 0xFF));
     EXPECT_EQ(d.FileText(), Erased(2));
     EXPECT_EQ(d.eeprom->Get_Default_SN(), 0xFFFFFFFFul);
-    d.eeprom->Set_Default_SN(0x123456789ul);
+    d.eeprom->Set_Default_SN(static_cast<unsigned long>(0x123456789ull));
     EXPECT_EQ(d.eeprom->Get_Default_SN(), 0x23456789ul) << "kept in 32 bits";
 }
 

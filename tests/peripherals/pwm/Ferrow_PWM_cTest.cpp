@@ -29,10 +29,10 @@ TEST(Pwm, ANewOutputIsEnabledWithConfigurationOneAndRefusedCallsChangeNothing) {
     pwm.SetDuty(0x30, 25000);
     unsigned long out = 0;
     const int results[] = {
-        pwm.SetPeriod(0x30, 0), pwm.SetPeriod(0x30, 0x1'0000'0000UL), pwm.SetWidth(0x30, 0),
-        pwm.GetPeriod(0x30, nullptr), pwm.GetWidth(0x30, nullptr), pwm.GetDuty(0x30, nullptr),
-        pwm.SetWidth(0x99, 1), pwm.SetDutyDelay(0x99, 1, 1), pwm.GetFreq(0x99, &out),
-        pwm.IsEnabled(0x99)};
+        pwm.SetPeriod(0x30, 0), pwm.SetPeriod(0x30, static_cast<unsigned long>(0x1'0000'0000ULL)),
+        pwm.SetWidth(0x30, 0), pwm.GetPeriod(0x30, nullptr), pwm.GetWidth(0x30, nullptr),
+        pwm.GetDuty(0x30, nullptr), pwm.SetWidth(0x99, 1), pwm.SetDutyDelay(0x99, 1, 1),
+        pwm.GetFreq(0x99, &out), pwm.IsEnabled(0x99)};
     for (size_t i = 0; i < std::size(results); ++i) EXPECT_EQ(results[i], -1) << "call " << i;
     EXPECT_EQ(Get(pwm, &Ferrow_PWM_c::GetFreq), 1000u);
     EXPECT_EQ(Get(pwm, &Ferrow_PWM_c::GetDuty), 25000u);
@@ -47,7 +47,8 @@ TEST(Pwm, PeriodAndWidthAreKeptAsFrequencyAndDutyAndStoresWrapAsOnTheDevice) {
     pwm.SetFreq(0x30, 1000);
     EXPECT_EQ(pwm.SetWidth(0x30, 250000), 0);
     EXPECT_EQ(Get(pwm, &Ferrow_PWM_c::GetDuty), 25000u);
-    pwm.SetFreq(0x30, 0x1'0000'07D0UL);  // 2,000 Hz once wrapped to 32 bits
+    // 2,000 Hz once wrapped to 32 bits.
+    pwm.SetFreq(0x30, static_cast<unsigned long>(0x1'0000'07D0ULL));
     EXPECT_EQ(Get(pwm, &Ferrow_PWM_c::GetWidth), 125000u) << "a new frequency keeps the duty";
     EXPECT_EQ(pwm.SetDutyDelay(0x30, 150000, 7), 0);
     EXPECT_EQ(Get(pwm, &Ferrow_PWM_c::GetDuty), 150000u) << "a duty set directly is not limited";
