@@ -1,5 +1,7 @@
 #include "net/links/SocketSystem.h"
 
+#include "platform/SystemError.h"
+
 #define WIN32_LEAN_AND_MEAN
 #ifndef NOMINMAX
 #define NOMINMAX
@@ -11,7 +13,6 @@
 #include <mstcpip.h>
 #include <mswsock.h>
 
-#include <cctype>
 
 namespace ferrow::net {
 
@@ -77,19 +78,7 @@ Socket::Handle AcceptHandle(Socket::Handle listener) {
 
 int LastError() { return WSAGetLastError(); }
 
-// Without its line break and full stop, so that it reads inside ours.
-std::string ErrorText(int error) {
-    char text[512] = "";
-    const DWORD size =
-        FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-                       static_cast<DWORD>(error), 0, text, sizeof text, nullptr);
-    std::string result(text, size);
-    while (!result.empty() && (std::isspace(static_cast<unsigned char>(result.back())) != 0 ||
-                               result.back() == '.')) {
-        result.pop_back();
-    }
-    return result.empty() ? "error " + std::to_string(error) : result;
-}
+std::string ErrorText(int error) { return platform::SystemErrorText(static_cast<DWORD>(error)); }
 
 std::string LookUpText(int status) { return ErrorText(status); }
 

@@ -1,5 +1,7 @@
 #include "net/serial/SerialPort.h"
 
+#include "platform/SystemError.h"
+
 #define WIN32_LEAN_AND_MEAN
 #ifndef NOMINMAX
 #define NOMINMAX
@@ -7,7 +9,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cctype>
 
 namespace ferrow::net {
 namespace {
@@ -17,20 +18,6 @@ constexpr char kDevicePrefix[] = "\\\\.\\";
 // buffer is full, which at 115200 baud takes some 45 ms.
 constexpr DWORD kReadPauseMs = 1;
 constexpr std::size_t kReadSize = 512;
-
-// The system's sentence without its line break and full stop, so that it
-// reads inside ours.
-std::string SystemText(DWORD code) {
-    char text[512] = "";
-    const DWORD size = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                                      nullptr, code, 0, text, sizeof text, nullptr);
-    std::string result(text, size);
-    while (!result.empty() &&
-           (std::isspace(static_cast<unsigned char>(result.back())) != 0 || result.back() == '.')) {
-        result.pop_back();
-    }
-    return result.empty() ? "error " + std::to_string(code) : result;
-}
 
 bool Configure(HANDLE file, uint32_t baud) {
     DCB dcb{};
@@ -143,7 +130,7 @@ struct SerialPort::Device {
     }
 
     long Lost(std::string& error) const {
-        error = SystemText(failure);
+        error = platform::SystemErrorText(failure);
         return kLost;
     }
 };
@@ -162,12 +149,12 @@ int SerialPort::Open(const std::string& path, uint32_t baud, std::string& error)
     const HANDLE file = CreateFileA(device.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                     OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
-        error = "Cannot open " + path + ": " + SystemText(GetLastError()) + ".";
+        error = "Cannot open " + path + ": " + platform::SystemErrorText(GetLastError()) + ".";
         return -1;
     }
     const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     if (!event || !Configure(file, baud)) {
-        error = "Cannot use " + path + " as a serial port: " + SystemText(GetLastError()) + ".";
+        error = "Cannot use " + path + " as a serial port: " + platform::SystemErrorText(GetLastError()) + ".";
         if (event) CloseHandle(event);
         CloseHandle(file);
         return -1;
