@@ -33,6 +33,13 @@ std::string JoinPath(const std::string& dir, const std::string& name, PathStyle 
     return joined + name;
 }
 
+std::string DirectoryOf(const std::string& path, PathStyle style) {
+    for (std::size_t end = path.size(); end > 0; --end) {
+        if (IsSeparator(path[end - 1], style)) return path.substr(0, end - 1);
+    }
+    return {};
+}
+
 #ifdef _WIN32
 // The ANSI form rather than std::filesystem's, which is UTF-8 there and so
 // not what fopen opens.

@@ -25,6 +25,9 @@ bool IsAbsolutePath(const char* name, PathStyle style = kNativePaths);
 std::string JoinPath(const std::string& dir, const std::string& name,
                      PathStyle style = kNativePaths);
 
+// `path` up to its last separator, or empty when it holds none.
+std::string DirectoryOf(const std::string& path, PathStyle style = kNativePaths);
+
 // Empty when it cannot be read.
 std::string CurrentDirectory();
 

@@ -5,6 +5,7 @@
 #include "n2k/decode/Encoder.h"
 #include "n2k/decode/FieldReader.h"
 #include "n2k/decode/PgnDatabase.h"
+#include "platform/FilePath.h"
 #include "platform/MessageReport.h"
 
 #ifdef _WIN32
@@ -60,18 +61,10 @@ std::string ModuleFile() {
 // share/ferrow/canboat.json beside the folder this library was loaded from
 // (lib/, or bin/ where Windows keeps the DLL).
 std::string InstalledCopy() {
-#ifdef _WIN32
-    const char* const separators = "\\/";
-    const char* const below = "\\..\\share\\ferrow\\canboat.json";
-#else
-    const char* const separators = "/";
-    const char* const below = "/../share/ferrow/canboat.json";
-#endif
-    std::string dir = ModuleFile();
-    const auto slash = dir.find_last_of(separators);
-    if (slash == std::string::npos) return {};
-    dir.resize(slash);
-    return dir + below;
+    using ferrow::platform::JoinPath;
+    const std::string dir = ferrow::platform::DirectoryOf(ModuleFile());
+    if (dir.empty()) return {};
+    return JoinPath(JoinPath(JoinPath(JoinPath(dir, ".."), "share"), "ferrow"), "canboat.json");
 }
 
 std::vector<std::string> DefaultPlaces() {

@@ -20,7 +20,6 @@ class SerialPort {
 public:
     static constexpr uint32_t kDefaultBaud = 115200;
 
-
     // 0, or negative with a sentence naming `path` in `error`. Bytes the
     // device held from before are thrown away. On Windows "COMn" is opened
     // as "\\.\COMn", so that COM10 and above open too.

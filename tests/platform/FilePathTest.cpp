@@ -27,6 +27,10 @@ TEST(FilePath, EachSystemsAbsoluteRuleAndOneSeparatorWhenJoining) {
     EXPECT_EQ("C:\\x\\Ferrow.hex", JoinPath("C:\\x", "Ferrow.hex", PathStyle::Windows));
     EXPECT_EQ("C:\\Ferrow.hex", JoinPath("C:\\", "Ferrow.hex", PathStyle::Windows));
     EXPECT_EQ("C:/x/a", JoinPath("C:/x/", "a", PathStyle::Windows));
+    EXPECT_EQ("/usr/lib", DirectoryOf("/usr/lib/libferrow.so", PathStyle::Posix));
+    EXPECT_EQ("", DirectoryOf("C:\\bin\\ferrow.dll", PathStyle::Posix));
+    EXPECT_EQ("C:\\pkg\\bin", DirectoryOf("C:\\pkg\\bin\\ferrow.dll", PathStyle::Windows));
+    EXPECT_EQ("C:/pkg", DirectoryOf("C:/pkg/ferrow.dll", PathStyle::Windows));
     EXPECT_FALSE(CurrentDirectory().empty());
     EXPECT_TRUE(IsAbsolutePath(CurrentDirectory().c_str()));
 }
